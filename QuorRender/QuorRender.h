@@ -1,0 +1,2 @@
+#pragma once
+// Row operations, shared tables, sequential stages and resampling.

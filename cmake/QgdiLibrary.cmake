@@ -1,0 +1,36 @@
+# The core library. Every subsystem folder contributes its *.cpp by glob so that
+# adding a file never means editing a list; headers stay beside their sources.
+set(QGDI_SUBSYSTEMS platform qdibcore/Source QuorRender colour geometry drawing
+    effects deformation inpainting segmentation layerstyles diagnostics)
+
+set(QGDI_SOURCES)
+foreach(dir IN LISTS QGDI_SUBSYSTEMS)
+  file(GLOB_RECURSE _src CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${dir}/*.cpp)
+  list(APPEND QGDI_SOURCES ${_src})
+endforeach()
+
+# Headers are included by their path from the project root ("qdibcore/Source/PixelFormat.h");
+# installed they sit below include/qgdi in the same folders.
+add_library(qgdi_headers INTERFACE)
+target_include_directories(qgdi_headers INTERFACE
+  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+  $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/qgdi>)
+target_link_libraries(qgdi_headers INTERFACE qmm qerror)
+
+# One compilation feeds both the shared library and the static archive that
+# tests link to reach internal kernels.
+add_library(qgdi_objects OBJECT ${QGDI_SOURCES})
+target_compile_definitions(qgdi_objects PRIVATE QGDI_BUILDING)
+target_link_libraries(qgdi_objects PUBLIC qgdi_headers OpenMP::OpenMP_CXX Threads::Threads
+                      PRIVATE qgdi_build_flags)
+
+add_library(qgdi SHARED $<TARGET_OBJECTS:qgdi_objects>)
+add_library(qgdi::qgdi ALIAS qgdi)
+target_link_libraries(qgdi PUBLIC qgdi_headers PRIVATE OpenMP::OpenMP_CXX Threads::Threads qgdi_build_flags)
+set_target_properties(qgdi PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+
+if(QGDI_BUILD_TESTS OR QGDI_BUILD_BENCH OR QGDI_BUILD_FUZZ)
+  add_library(qgdi_static STATIC $<TARGET_OBJECTS:qgdi_objects>)
+  target_compile_definitions(qgdi_static PUBLIC QGDI_STATIC_ACCESS)
+  target_link_libraries(qgdi_static PUBLIC qgdi_headers OpenMP::OpenMP_CXX Threads::Threads)
+endif()

@@ -1,0 +1,11 @@
+# Warning and sanitizer flags shared by every target of the project.
+add_library(qgdi_build_flags INTERFACE)
+target_compile_options(qgdi_build_flags INTERFACE -Wall -Wextra -Werror)
+if(QGDI_SANITIZE)
+  target_compile_options(qgdi_build_flags INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(qgdi_build_flags INTERFACE -fsanitize=address,undefined)
+endif()
+if(QGDI_TSAN)
+  target_compile_options(qgdi_build_flags INTERFACE -fsanitize=thread -fno-omit-frame-pointer)
+  target_link_options(qgdi_build_flags INTERFACE -fsanitize=thread)
+endif()

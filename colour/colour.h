@@ -1,0 +1,3 @@
+#pragma once
+// Colour science: colour-space descriptions and conversions.
+#include "colour/ColorSpec.h"

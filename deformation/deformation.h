@@ -1,0 +1,2 @@
+#pragma once
+// Coordinate maps and deformation.

@@ -1,0 +1,3 @@
+#pragma once
+// Diagnostics: logging.
+#include "diagnostics/QgdiLog.h"

@@ -1,0 +1,8 @@
+#pragma once
+// Everything the portable platform layer offers.
+#include "platform/afxgeom.h"
+#include "platform/atlbase.h"
+#include "platform/critsec.h"
+#include "platform/timer.h"
+#include "platform/uithread.h"
+#include "platform/windef.h"

@@ -1,0 +1,6 @@
+#pragma once
+// Image model: pixel formats, status, iterators.
+#include "qdibcore/Source/PixelFormat.h"
+#include "qdibcore/Source/PixelFormatTraits.h"
+#include "qdibcore/Source/QuorType.h"
+#include "qdibcore/Source/StatusControl.h"

@@ -1,0 +1,17 @@
+#pragma once
+// The whole public interface of the graphics core, its memory manager and its
+// error-code library. Each subsystem has an umbrella header of its own.
+#include "platform/platform.h"
+#include "qerror/qerror.h"
+#include "qmm/ImageTiles.h"
+#include "qmm/MemStats.h"
+#include "qmm/qmm.h"
+
+#include "colour/colour.h"
+#include "diagnostics/diagnostics.h"
+#include "geometry/geometry.h"
+#include "qdibcore/Source/qdibcore.h"
+#include "QuorRender/QuorRender.h"
+#include "deformation/deformation.h"
+
+#define QGDI_VERSION_STRING "0.1.0"

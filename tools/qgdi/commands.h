@@ -1,0 +1,17 @@
+#pragma once
+#include <string>
+#include <vector>
+
+// One subcommand of the tool. Each command lives in its own file and adds
+// itself to the table in commands.cpp.
+struct SQgdiCommand {
+    const char* name;
+    const char* usage;
+    const char* summary;
+    int (*run)(const std::vector<std::string>& args);
+};
+
+const std::vector<SQgdiCommand>& QgdiCommands();
+const char* QgdiDefaultCommand();
+
+int QgdiCmdFormats(const std::vector<std::string>& args);
