@@ -1,2 +1,3 @@
 #pragma once
 // Geometry and numerics.
+#include "geometry/numerics.h"
