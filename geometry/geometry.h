@@ -1,6 +1,7 @@
 #pragma once
 // Geometry and numerics.
 #include "geometry/Angles.h"
+#include "geometry/GenMatrix.h"
 #include "geometry/GeomConstants.h"
 #include "geometry/MatrixBuild.h"
 #include "geometry/MatrixFunctions.h"
