@@ -22,13 +22,6 @@ inline double FarthestCorner(const SMapFrame& f, double cx, double cy) noexcept 
     return std::max(0.5, std::hypot(dx, dy));
 }
 
-// Turns (dx, dy) by −theta about (cx, cy): the content at angle φ appears at φ + theta.
-inline void TurnBack(double cx, double cy, double dx, double dy, double theta, double& sx, double& sy) noexcept {
-    const double c = std::cos(theta), s = std::sin(theta);
-    sx = cx + c * dx + s * dy;
-    sy = cy - s * dx + c * dy;
-}
-
 struct STwirl {
     double radians = 0.0;
     double cx = 0.0, cy = 0.0, radius = 1.0;

@@ -141,7 +141,11 @@ CCoordinator* NewMap(EEdgeMode edge, TArgs&&... args) noexcept {
     }
 }
 
-// Radial profile helpers: the scale s = f(r)/r of a radial map, with its limit at r = 0.
-inline double RadialScale(double r, double fr, double limitAtZero) noexcept { return r > 1e-12 ? fr / r : limitAtZero; }
+// Turns (dx, dy) by −theta about (cx, cy): the content at angle φ appears at φ + theta.
+inline void TurnBack(double cx, double cy, double dx, double dy, double theta, double& sx, double& sy) noexcept {
+    const double c = std::cos(theta), s = std::sin(theta);
+    sx = cx + c * dx + s * dy;
+    sy = cy - s * dx + c * dy;
+}
 
 }  // namespace qgdi::deform
