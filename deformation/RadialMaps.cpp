@@ -98,12 +98,9 @@ struct SSpherize {
         sy = y;
         if (r2 >= 1.0) return;
         const double r = std::sqrt(r2);
-        // bulge r' = r + k((2/π)asin r − r), pinch r' = r + |k|(sin(πr/2) − r); s = r'/r
-        double s;
-        if (k >= 0.0)
-            s = r > 1e-12 ? 1.0 + k * (std::asin(r) * (2.0 / kPi) / r - 1.0) : 1.0 + k * (2.0 / kPi - 1.0);
-        else
-            s = r > 1e-12 ? 1.0 - k * (std::sin(r * kPi * 0.5) / r - 1.0) : 1.0 - k * (kPi * 0.5 - 1.0);
+        // s = r'/r, with its limit 1 + k(2/π − 1) or 1 + |k|(π/2 − 1) at the centre
+        const double atCentre = k >= 0.0 ? 1.0 + k * (2.0 / kPi - 1.0) : 1.0 - k * (kPi * 0.5 - 1.0);
+        const double s = r > 1e-12 ? SphereProfile(r, k) / r : atCentre;
         if (shape != keSpherizeVertical) sx = f.cx + u * s * f.ax;
         if (shape != keSpherizeHorizontal) sy = f.cy + v * s * f.ay;
     }

@@ -63,11 +63,8 @@ struct SThinify {
     }
 };
 
-// Convex: u + k((2/π)asin u − u); concave: u + |k|(sin(πu/2) − u); |u| ≤ 1.
-inline double CylinderAxis(double u, double k) noexcept {
-    if (std::fabs(u) > 1.0) return u;
-    return k >= 0.0 ? u + k * (std::asin(u) * (2.0 / kPi) - u) : u - k * (std::sin(u * kPi * 0.5) - u);
-}
+// A cylinder is the sphere's profile along one axis; beyond |u| = 1 nothing moves.
+inline double CylinderAxis(double u, double k) noexcept { return std::fabs(u) > 1.0 ? u : SphereProfile(u, k); }
 
 struct SCylinder {
     double k = 0.0;

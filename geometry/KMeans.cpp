@@ -22,23 +22,20 @@ CKMeans::CKMeans(int nMaxVectors, int nMeans, int nDimensions)
       m_means(Span(m_k, m_d), 0.0),
       m_vectors(Span(m_n, m_d), 0.0),
       m_meanIds(static_cast<size_t>(m_n), -1),
-      m_seed(static_cast<int32_t>(m_k + m_d + m_n)) {}
+      m_seed(static_cast<int32_t>(int64_t{m_k} + m_d + m_n)) {}
 
-int CKMeans::addNewVectors(const double* v, int count) {
-    const int take = v ? std::clamp(count, 0, m_n - m_nVectorsActual) : 0;
-    std::copy(v, v + Span(take, m_d), m_vectors.data() + Span(m_nVectorsActual, m_d));
-    m_nVectorsActual += take;
+int CKMeans::Append(std::vector<double>& store, int& used, int capacity, const double* src, int count) {
+    const int take = src ? std::clamp(count, 0, capacity - used) : 0;
+    std::copy(src, src + Span(take, m_d), store.data() + Span(used, m_d));
+    used += take;
     return take;
 }
+
+int CKMeans::addNewVectors(const double* v, int count) { return Append(m_vectors, m_nVectorsActual, m_n, v, count); }
 
 int CKMeans::addNewVector(const double* v) { return addNewVectors(v, 1); }
 
-int CKMeans::addNewMeans(const double* m, int count) {
-    const int take = m ? std::clamp(count, 0, m_k - m_nMeansActual) : 0;
-    std::copy(m, m + Span(take, m_d), m_means.data() + Span(m_nMeansActual, m_d));
-    m_nMeansActual += take;
-    return take;
-}
+int CKMeans::addNewMeans(const double* m, int count) { return Append(m_means, m_nMeansActual, m_k, m, count); }
 
 int CKMeans::addNewMean(const double* m) { return addNewMeans(m, 1); }
 

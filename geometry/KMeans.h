@@ -42,6 +42,8 @@ public:
     void setSeed(int32_t seed) noexcept { m_seed = seed; }
 
 private:
+    // Copies what fits of count items after the `used` ones of a store of `capacity`.
+    int Append(std::vector<double>& store, int& used, int capacity, const double* src, int count);
     void GenerateMissingMeans();
     // One assignment pass: every vector to its nearest mean.
     void Assign();

@@ -141,6 +141,12 @@ CCoordinator* NewMap(EEdgeMode edge, TArgs&&... args) noexcept {
     }
 }
 
+// The profile of a sphere seen from the front, on r in [−1, 1]:
+// r + k((2/π)asin r − r) for k ≥ 0 (bulge), r + |k|(sin(πr/2) − r) for k < 0 (pinch).
+inline double SphereProfile(double r, double k) noexcept {
+    return k >= 0.0 ? r + k * (std::asin(r) * (2.0 / kPi) - r) : r - k * (std::sin(r * kPi * 0.5) - r);
+}
+
 // Turns (dx, dy) by −theta about (cx, cy): the content at angle φ appears at φ + theta.
 inline void TurnBack(double cx, double cy, double dx, double dy, double theta, double& sx, double& sy) noexcept {
     const double c = std::cos(theta), s = std::sin(theta);

@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "box_util.h"
 #include "deformation/deformation.h"
 #include "geometry/Random.h"
 
@@ -169,13 +170,7 @@ TEST(CCoordinatorMatrix, RectangleCoordinatesAndCornerBox) {
         RECT box{}, shortcut{};
         m.GetCoordinates(pts.data(), rc, &box);
         ASSERT_TRUE(m.GetBBox(&shortcut, rc));
-        RECT all{INT_MAX, INT_MAX, INT_MIN, INT_MIN};
-        for (const POINT& p : pts) {
-            all.left = std::min(all.left, p.x);
-            all.top = std::min(all.top, p.y);
-            all.right = std::max(all.right, p.x + 1);
-            all.bottom = std::max(all.bottom, p.y + 1);
-        }
+        const RECT all = BoxOfPoints(pts);
         EXPECT_TRUE(EqualRect(&box, &all));
         EXPECT_TRUE(EqualRect(&shortcut, &all));
         // Row by row through the public row function.

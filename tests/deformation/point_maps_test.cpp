@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "box_util.h"
 #include "deformation/deformation.h"
 
 namespace {
@@ -246,13 +247,7 @@ TEST(PointMapBox, RectangleBoxCoversExactlyTheWrittenPoints) {
             std::vector<POINT> pts(static_cast<size_t>(w) * h);
             RECT box;
             m->GetCoordinates(pts.data(), rc, &box);
-            RECT all{INT_MAX, INT_MAX, INT_MIN, INT_MIN};
-            for (const POINT& p : pts) {
-                all.left = std::min(all.left, p.x);
-                all.top = std::min(all.top, p.y);
-                all.right = std::max(all.right, p.x + 1);
-                all.bottom = std::max(all.bottom, p.y + 1);
-            }
+            const RECT all = BoxOfPoints(pts);
             EXPECT_TRUE(EqualRect(&box, &all));
             RECT shortcut;
             if (m->GetBBox(&shortcut, rc)) {
