@@ -113,46 +113,42 @@ TEST(MatrixCompose, ClassPostMultipliesFreeFunctionsPreMultiply) {
 
 // Every composing operation, applied to the class in one order and through the
 // free functions in the reverse order, builds the same matrix.
+struct OpPair {
+    void (*member)(CQMatrix3x3&, double, double);
+    void (*free)(double*, double, double);
+};
+
+const OpPair kOps[] = {
+    {[](CQMatrix3x3& m, double a, double) { m.Rotate(a); }, [](double* m, double a, double) { QGDI_MatrixRotate(m, a); }},
+    {[](CQMatrix3x3& m, double a, double b) { m.Scale(a, b); }, [](double* m, double a, double b) { QGDI_MatrixScale(m, a, b); }},
+    {[](CQMatrix3x3& m, double a, double b) { m.Translate(a, b); },
+     [](double* m, double a, double b) { QGDI_MatrixTranslate(m, a, b); }},
+    {[](CQMatrix3x3& m, double a, double) { m.ShearX(a); }, [](double* m, double a, double) { QGDI_MatrixShearX(m, a); }},
+    {[](CQMatrix3x3& m, double a, double) { m.ShearY(a); }, [](double* m, double a, double) { QGDI_MatrixShearY(m, a); }},
+    {[](CQMatrix3x3& m, double a, double) { m.PerspectiveX(a * 0.1); },
+     [](double* m, double a, double) { QGDI_MatrixPerspectiveX(m, a * 0.1); }},
+    {[](CQMatrix3x3& m, double a, double) { m.PerspectiveY(a * 0.1); },
+     [](double* m, double a, double) { QGDI_MatrixPerspectiveY(m, a * 0.1); }},
+    {[](CQMatrix3x3& m, double a, double b) { m *= Mat({a, b, 1, 0.5, 2, a, 0, 0, 1}); },
+     [](double* m, double a, double b) {
+         const double o[9] = {a, b, 1, 0.5, 2, a, 0, 0, 1};
+         QGDI_MatrixMulEquals(m, o);
+     }},
+};
+
 TEST(MatrixCompose, ReversedSequencesAgreeForEveryOperation) {
     std::mt19937 rng(7);
     std::uniform_real_distribution<double> u(-2, 2);
-    std::uniform_int_distribution<int> pick(0, 7);
+    std::uniform_int_distribution<int> pick(0, int(std::size(kOps)) - 1);
     for (int trial = 0; trial < 200; ++trial) {
-        struct Op { int kind; double a, b; };
-        Op ops[5];
-        for (Op& o : ops) o = {pick(rng), u(rng), u(rng)};
+        struct Step { int kind; double a, b; };
+        Step steps[5];
+        for (Step& st : steps) st = {pick(rng), u(rng), u(rng)};
         CQMatrix3x3 k;
-        for (const Op& o : ops) {
-            switch (o.kind) {
-            case 0: k.Rotate(o.a); break;
-            case 1: k.Scale(o.a, o.b); break;
-            case 2: k.Translate(o.a, o.b); break;
-            case 3: k.ShearX(o.a); break;
-            case 4: k.ShearY(o.a); break;
-            case 5: k.PerspectiveX(o.a * 0.1); break;
-            case 6: k.PerspectiveY(o.a * 0.1); break;
-            default: k *= Mat({o.a, o.b, 1, 0.5, 2, o.a, 0, 0, 1}); break;
-            }
-        }
+        for (const Step& st : steps) kOps[st.kind].member(k, st.a, st.b);
         double f[9];
         QGDI_MatrixIdentity(f);
-        for (int i = 4; i >= 0; --i) {
-            const Op& o = ops[i];
-            switch (o.kind) {
-            case 0: QGDI_MatrixRotate(f, o.a); break;
-            case 1: QGDI_MatrixScale(f, o.a, o.b); break;
-            case 2: QGDI_MatrixTranslate(f, o.a, o.b); break;
-            case 3: QGDI_MatrixShearX(f, o.a); break;
-            case 4: QGDI_MatrixShearY(f, o.a); break;
-            case 5: QGDI_MatrixPerspectiveX(f, o.a * 0.1); break;
-            case 6: QGDI_MatrixPerspectiveY(f, o.a * 0.1); break;
-            default: {
-                const double m[9] = {o.a, o.b, 1, 0.5, 2, o.a, 0, 0, 1};
-                QGDI_MatrixMulEquals(f, m);
-                break;
-            }
-            }
-        }
+        for (int i = 4; i >= 0; --i) kOps[steps[i].kind].free(f, steps[i].a, steps[i].b);
         ExpectNear(k.Data(), f, 1e-9);
         EXPECT_EQ(k.GetFlags(), QGDI_MatrixFlagGet(k.Data())) << "cached flags stale";
     }
