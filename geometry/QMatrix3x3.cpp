@@ -1,6 +1,7 @@
 #include "geometry/QMatrix3x3.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstring>
 
@@ -40,8 +41,16 @@ void CQMatrix3x3::Identity() noexcept {
 }
 
 uint32_t CQMatrix3x3::GetFlags() const noexcept {
-    if (m_nFlags == keMatrixFlagsUnknown) m_nFlags = QGDI_MatrixFlagGet(m_d);
-    return m_nFlags;
+    // Row loops on several threads may share one const matrix whose word is not
+    // computed yet; they all store the same value, but through an atomic so the
+    // store is not a data race.
+    std::atomic_ref<uint32_t> flags(m_nFlags);
+    uint32_t f = flags.load(std::memory_order_relaxed);
+    if (f == keMatrixFlagsUnknown) {
+        f = QGDI_MatrixFlagGet(m_d);
+        flags.store(f, std::memory_order_relaxed);
+    }
+    return f;
 }
 
 void CQMatrix3x3::Compose(const double* op) noexcept {

@@ -135,5 +135,5 @@ private:
     void Refresh() noexcept { m_nFlags = QGDI_MatrixFlagGet(m_d); }
 
     double m_d[9];
-    mutable uint32_t m_nFlags;
+    alignas(4) mutable uint32_t m_nFlags;
 };
