@@ -14,3 +14,8 @@ if(QGDI_TSAN)
   target_compile_options(qgdi_build_flags INTERFACE -fsanitize=thread -fno-omit-frame-pointer)
   target_link_options(qgdi_build_flags INTERFACE -fsanitize=thread)
 endif()
+
+# Library instantiations of standard templates would otherwise be exported
+# beside our API; only what we mark stays visible.
+add_library(qgdi_export_map INTERFACE)
+target_link_options(qgdi_export_map INTERFACE "LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map")
