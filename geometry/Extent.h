@@ -9,7 +9,7 @@
 #include "geometry/QRect.h"
 #include "qgdi_export.h"
 
-struct SQPOINT3 {
+struct QGDI_API SQPOINT3 {
     double x;
     double y;
     double z;
