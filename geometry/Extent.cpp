@@ -70,9 +70,106 @@ double SignedDistance(const std::vector<P>& normals, const std::vector<double>& 
     return d;
 }
 
+// ---- shared ----
+
+// Whether the normals span the space: two independent ones in the plane, three in space.
+bool Spans(const std::vector<SQPOINT>& n) {
+    for (size_t i = 0; i < n.size(); ++i)
+        for (size_t j = i + 1; j < n.size(); ++j)
+            if (std::fabs(n[i].x * n[j].y - n[i].y * n[j].x) > kQGeomTolerance) return true;
+    return false;
+}
+
+bool Spans(const std::vector<SQPOINT3>& n) {
+    for (size_t i = 0; i < n.size(); ++i)
+        for (size_t j = i + 1; j < n.size(); ++j)
+            for (size_t k = j + 1; k < n.size(); ++k)
+                if (std::fabs(Dot(Cross(n[i], n[j]), n[k])) > kQGeomTolerance) return true;
+    return false;
+}
+
+void AddAxes(std::vector<SQPOINT>& n) {
+    n.push_back({1, 0});
+    n.push_back({0, 1});
+}
+
+void AddAxes(std::vector<SQPOINT3>& n) {
+    n.push_back({1, 0, 0});
+    n.push_back({0, 1, 0});
+    n.push_back({0, 0, 1});
+}
+
+SQPOINT Scaled(const SQPOINT& p, double k) { return {p.x * k, p.y * k}; }
+SQPOINT3 Scaled(const SQPOINT3& p, double k) { return {p.x * k, p.y * k, p.z * k}; }
+
 }  // namespace
 
-// ---- 2D ----
+template <class P>
+void TQSlabExtent<P>::SetNormals(const P* normals, int count) {
+    m_normals.clear();
+    for (int i = 0; i < count; ++i) {
+        const double len = std::sqrt(Dot(normals[i], normals[i]));
+        if (len >= kQGeomTolerance) m_normals.push_back(Scaled(normals[i], 1.0 / len));
+    }
+    if (!Spans(m_normals)) AddAxes(m_normals);
+    Reset();
+}
+
+template <class P>
+void TQSlabExtent<P>::Reset() noexcept {
+    m_min.assign(m_normals.size(), kInf);
+    m_max.assign(m_normals.size(), -kInf);
+    m_empty = true;
+}
+
+template <class P>
+void TQSlabExtent<P>::AddNewPoint(const P& p) noexcept {
+    for (size_t k = 0; k < m_normals.size(); ++k) {
+        const double v = Dot(m_normals[k], p);
+        m_min[k] = std::min(m_min[k], v);
+        m_max[k] = std::max(m_max[k], v);
+    }
+    m_empty = false;
+}
+
+template <class P>
+void TQSlabExtent<P>::AddNewPoints(const P* points, int count) noexcept {
+    if (!points) return;
+    for (int i = 0; i < count; ++i) AddNewPoint(points[i]);
+}
+
+template <class P>
+void TQSlabExtent<P>::Expand(double d) noexcept {
+    if (m_empty) return;
+    for (size_t k = 0; k < m_normals.size(); ++k) {
+        m_min[k] -= d;
+        m_max[k] += d;
+        if (m_max[k] < m_min[k]) m_empty = true;
+    }
+    if (m_empty) Reset();
+}
+
+template <class P>
+double TQSlabExtent<P>::GetThickness() const noexcept {
+    if (m_empty) return 0.0;
+    double t = kInf;
+    for (size_t k = 0; k < m_normals.size(); ++k) t = std::min(t, m_max[k] - m_min[k]);
+    return t;
+}
+
+template <class P>
+bool TQSlabExtent<P>::IsPointInside(const P& p, double tolerance) const noexcept {
+    return !m_empty && SignedDistance(m_normals, m_min, m_max, p) <= tolerance;
+}
+
+template <class P>
+double TQSlabExtent<P>::MeasureDistance(const P& p) const noexcept {
+    return m_empty ? kInf : SignedDistance(m_normals, m_min, m_max, p);
+}
+
+template class TQSlabExtent<SQPOINT>;
+template class TQSlabExtent<SQPOINT3>;
+
 
 CExtent2D::CExtent2D() : CExtent2D(4) {}
 
@@ -91,70 +188,8 @@ CExtent2D::CExtent2D(int directions) {
 
 CExtent2D::CExtent2D(const SQPOINT* normals, int count) { SetNormals(normals, normals ? count : 0); }
 
-void CExtent2D::SetNormals(const SQPOINT* normals, int count) {
-    m_normals.clear();
-    for (int i = 0; i < count; ++i) {
-        const double len = std::hypot(normals[i].x, normals[i].y);
-        if (len >= kQGeomTolerance) m_normals.push_back({normals[i].x / len, normals[i].y / len});
-    }
-    bool spans = false;
-    for (size_t i = 0; i < m_normals.size() && !spans; ++i)
-        for (size_t j = i + 1; j < m_normals.size() && !spans; ++j)
-            spans = std::fabs(m_normals[i].x * m_normals[j].y - m_normals[i].y * m_normals[j].x) > kQGeomTolerance;
-    if (!spans) {
-        m_normals.push_back({1, 0});
-        m_normals.push_back({0, 1});
-    }
-    Reset();
-}
-
-void CExtent2D::Reset() noexcept {
-    m_min.assign(m_normals.size(), kInf);
-    m_max.assign(m_normals.size(), -kInf);
-    m_empty = true;
-}
-
-void CExtent2D::AddNewPoint(const SQPOINT& p) noexcept {
-    for (size_t k = 0; k < m_normals.size(); ++k) {
-        const double v = Dot(m_normals[k], p);
-        m_min[k] = std::min(m_min[k], v);
-        m_max[k] = std::max(m_max[k], v);
-    }
-    m_empty = false;
-}
-
-void CExtent2D::AddNewPoints(const SQPOINT* points, int count) noexcept {
-    if (!points) return;
-    for (int i = 0; i < count; ++i) AddNewPoint(points[i]);
-}
-
 void CExtent2D::AddExtent(const CExtent2D& other) {
     for (const SQPOINT& p : other.GetPolygon()) AddNewPoint(p);
-}
-
-void CExtent2D::Expand(double d) noexcept {
-    if (m_empty) return;
-    for (size_t k = 0; k < m_normals.size(); ++k) {
-        m_min[k] -= d;
-        m_max[k] += d;
-        if (m_max[k] < m_min[k]) m_empty = true;
-    }
-    if (m_empty) Reset();
-}
-
-double CExtent2D::GetThickness() const noexcept {
-    if (m_empty) return 0.0;
-    double t = kInf;
-    for (size_t k = 0; k < m_normals.size(); ++k) t = std::min(t, m_max[k] - m_min[k]);
-    return t;
-}
-
-bool CExtent2D::IsPointInside(const SQPOINT& p, double tolerance) const noexcept {
-    return !m_empty && SignedDistance(m_normals, m_min, m_max, p) <= tolerance;
-}
-
-double CExtent2D::MeasureDistance(const SQPOINT& p) const noexcept {
-    return m_empty ? kInf : SignedDistance(m_normals, m_min, m_max, p);
 }
 
 std::vector<SQPOINT> CExtent2D::GetPolygon() const {
@@ -188,79 +223,12 @@ bool CExtent2D::GetBoundingRect(SQRECT& rc) const {
     return true;
 }
 
-// ---- 3D ----
-
 CExtent3D::CExtent3D() {
     const SQPOINT3 n[7] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {1, 1, 1}, {1, 1, -1}, {1, -1, 1}, {-1, 1, 1}};
     SetNormals(n, 7);
 }
 
 CExtent3D::CExtent3D(const SQPOINT3* normals, int count) { SetNormals(normals, normals ? count : 0); }
-
-void CExtent3D::SetNormals(const SQPOINT3* normals, int count) {
-    m_normals.clear();
-    for (int i = 0; i < count; ++i) {
-        const double len = std::sqrt(Dot(normals[i], normals[i]));
-        if (len >= kQGeomTolerance) m_normals.push_back({normals[i].x / len, normals[i].y / len, normals[i].z / len});
-    }
-    bool spans = false;
-    const size_t n = m_normals.size();
-    for (size_t i = 0; i < n && !spans; ++i)
-        for (size_t j = i + 1; j < n && !spans; ++j)
-            for (size_t k = j + 1; k < n && !spans; ++k)
-                spans = std::fabs(Dot(Cross(m_normals[i], m_normals[j]), m_normals[k])) > kQGeomTolerance;
-    if (!spans) {
-        m_normals.push_back({1, 0, 0});
-        m_normals.push_back({0, 1, 0});
-        m_normals.push_back({0, 0, 1});
-    }
-    Reset();
-}
-
-void CExtent3D::Reset() noexcept {
-    m_min.assign(m_normals.size(), kInf);
-    m_max.assign(m_normals.size(), -kInf);
-    m_empty = true;
-}
-
-void CExtent3D::AddNewPoint(const SQPOINT3& p) noexcept {
-    for (size_t k = 0; k < m_normals.size(); ++k) {
-        const double v = Dot(m_normals[k], p);
-        m_min[k] = std::min(m_min[k], v);
-        m_max[k] = std::max(m_max[k], v);
-    }
-    m_empty = false;
-}
-
-void CExtent3D::AddNewPoints(const SQPOINT3* points, int count) noexcept {
-    if (!points) return;
-    for (int i = 0; i < count; ++i) AddNewPoint(points[i]);
-}
-
-void CExtent3D::Expand(double d) noexcept {
-    if (m_empty) return;
-    for (size_t k = 0; k < m_normals.size(); ++k) {
-        m_min[k] -= d;
-        m_max[k] += d;
-        if (m_max[k] < m_min[k]) m_empty = true;
-    }
-    if (m_empty) Reset();
-}
-
-double CExtent3D::GetThickness() const noexcept {
-    if (m_empty) return 0.0;
-    double t = kInf;
-    for (size_t k = 0; k < m_normals.size(); ++k) t = std::min(t, m_max[k] - m_min[k]);
-    return t;
-}
-
-bool CExtent3D::IsPointInside(const SQPOINT3& p, double tolerance) const noexcept {
-    return !m_empty && SignedDistance(m_normals, m_min, m_max, p) <= tolerance;
-}
-
-double CExtent3D::MeasureDistance(const SQPOINT3& p) const noexcept {
-    return m_empty ? kInf : SignedDistance(m_normals, m_min, m_max, p);
-}
 
 std::vector<SQPOINT3> CExtent3D::GetVertices() const {
     std::vector<SQPOINT3> out;

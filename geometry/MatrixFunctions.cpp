@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "geometry/GeomConstants.h"
+#include "geometry/internal/BoundCorners.h"
 
 namespace {
 
@@ -170,29 +171,31 @@ void QGDI_MatrixTransform(const double* m, double* xy, int count) noexcept {
     if (!xy || count <= 0) return;
     const uint32_t flags = QGDI_MatrixFlagGet(m);
     if (flags == 0) return;
+    // Elements in locals: xy could alias m and would otherwise force reloads per point.
+    const double a = m[0], b = m[1], tx = m[2], c = m[3], d = m[4], ty = m[5], p = m[6], q = m[7], w = m[8];
     if (QGDI_MatrixFlagIsClear(flags, ~uint32_t(keMatrixFlagTranslate))) {
         for (int i = 0; i < count; ++i) {
-            xy[2 * i] += m[2];
-            xy[2 * i + 1] += m[5];
+            xy[2 * i] += tx;
+            xy[2 * i + 1] += ty;
         }
         return;
     }
     // The affine path needs exact values: a perspective term below the flag
     // tolerance still moves far points by whole pixels.
-    if (m[6] == 0.0 && m[7] == 0.0 && m[8] == 1.0) {
+    if (p == 0.0 && q == 0.0 && w == 1.0) {
         for (int i = 0; i < count; ++i) {
             const double x = xy[2 * i], y = xy[2 * i + 1];
-            xy[2 * i] = m[0] * x + m[1] * y + m[2];
-            xy[2 * i + 1] = m[3] * x + m[4] * y + m[5];
+            xy[2 * i] = a * x + b * y + tx;
+            xy[2 * i + 1] = c * x + d * y + ty;
         }
         return;
     }
     for (int i = 0; i < count; ++i) {
         const double x = xy[2 * i], y = xy[2 * i + 1];
         // One division per point: the reciprocal of w is multiplied in.
-        const double rw = 1.0 / (m[6] * x + m[7] * y + m[8]);
-        xy[2 * i] = (m[0] * x + m[1] * y + m[2]) * rw;
-        xy[2 * i + 1] = (m[3] * x + m[4] * y + m[5]) * rw;
+        const double rw = 1.0 / (p * x + q * y + w);
+        xy[2 * i] = (a * x + b * y + tx) * rw;
+        xy[2 * i + 1] = (c * x + d * y + ty) * rw;
     }
 }
 
@@ -214,13 +217,7 @@ void QGDI_MatrixTransform(const double* m, SQRECT& rc) noexcept {
     if (QGDI_MatrixFlagGet(m) == 0) return;
     SQPOINT c[4] = {{rc.left, rc.top}, {rc.right, rc.top}, {rc.right, rc.bottom}, {rc.left, rc.bottom}};
     QGDI_MatrixTransform(m, c, 4);
-    rc = SQRECT{c[0].x, c[0].y, c[0].x, c[0].y};
-    for (int i = 1; i < 4; ++i) {
-        rc.left = std::min(rc.left, c[i].x);
-        rc.top = std::min(rc.top, c[i].y);
-        rc.right = std::max(rc.right, c[i].x);
-        rc.bottom = std::max(rc.bottom, c[i].y);
-    }
+    qgeom::BoundCorners(c, rc);
 }
 
 bool QGDI_MatrixDecomposeScalingAndRotation(const double* m, double& sx, double& sy, double& angle) noexcept {

@@ -1,10 +1,12 @@
 #include "geometry/QMatrix3x3.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstring>
 
 #include "geometry/GeomConstants.h"
+#include "geometry/internal/BoundCorners.h"
 #include "geometry/internal/IntConvert.h"
 
 static_assert(sizeof(CQMatrix3x3) == 9 * sizeof(double) + 8, "nine doubles and the flag word");
@@ -39,8 +41,16 @@ void CQMatrix3x3::Identity() noexcept {
 }
 
 uint32_t CQMatrix3x3::GetFlags() const noexcept {
-    if (m_nFlags == keMatrixFlagsUnknown) m_nFlags = QGDI_MatrixFlagGet(m_d);
-    return m_nFlags;
+    // Row loops on several threads may share one const matrix whose word is not
+    // computed yet; they all store the same value, but through an atomic so the
+    // store is not a data race.
+    std::atomic_ref<uint32_t> flags(m_nFlags);
+    uint32_t f = flags.load(std::memory_order_relaxed);
+    if (f == keMatrixFlagsUnknown) {
+        f = QGDI_MatrixFlagGet(m_d);
+        flags.store(f, std::memory_order_relaxed);
+    }
+    return f;
 }
 
 void CQMatrix3x3::Compose(const double* op) noexcept {
@@ -221,9 +231,11 @@ void CQMatrix3x3::Transform(double* xy, int count) const noexcept {
     const uint32_t f = GetFlags();
     if (f == 0) return;
     if (TranslateOnly(f)) {
+        // Locals, because xy could alias the elements and force a reload per point.
+        const double tx = m_d[2], ty = m_d[5];
         for (int i = 0; i < count; ++i) {
-            xy[2 * i] += m_d[2];
-            xy[2 * i + 1] += m_d[5];
+            xy[2 * i] += tx;
+            xy[2 * i + 1] += ty;
         }
         return;
     }
@@ -270,56 +282,23 @@ void CQMatrix3x3::Transform(RECT& rc) const noexcept {
     if (GetFlags() == 0) return;
     POINT c[4] = {{rc.left, rc.top}, {rc.right, rc.top}, {rc.right, rc.bottom}, {rc.left, rc.bottom}};
     Transform(c, 4);
-    rc = RECT{c[0].x, c[0].y, c[0].x, c[0].y};
-    for (int i = 1; i < 4; ++i) {
-        rc.left = std::min(rc.left, c[i].x);
-        rc.top = std::min(rc.top, c[i].y);
-        rc.right = std::max(rc.right, c[i].x);
-        rc.bottom = std::max(rc.bottom, c[i].y);
-    }
+    qgeom::BoundCorners(c, rc);
 }
 
-bool CQMatrix3x3::InverseTransform(double& x, double& y) const noexcept {
+template <class... A>
+bool CQMatrix3x3::ThroughInverse(A&... args) const noexcept {
     CQMatrix3x3 inv;
     if (!GetInverse(inv)) return false;
-    inv.Transform(x, y);
+    inv.Transform(args...);
     return true;
 }
 
-bool CQMatrix3x3::InverseTransform(SQPOINT* points, int count) const noexcept {
-    CQMatrix3x3 inv;
-    if (!GetInverse(inv)) return false;
-    inv.Transform(points, count);
-    return true;
-}
-
-bool CQMatrix3x3::InverseTransform(double* xy, int count) const noexcept {
-    CQMatrix3x3 inv;
-    if (!GetInverse(inv)) return false;
-    inv.Transform(xy, count);
-    return true;
-}
-
-bool CQMatrix3x3::InverseTransform(SQRECT& rc) const noexcept {
-    CQMatrix3x3 inv;
-    if (!GetInverse(inv)) return false;
-    inv.Transform(rc);
-    return true;
-}
-
-bool CQMatrix3x3::InverseTransform(POINT& p) const noexcept {
-    CQMatrix3x3 inv;
-    if (!GetInverse(inv)) return false;
-    inv.Transform(p);
-    return true;
-}
-
-bool CQMatrix3x3::InverseTransform(RECT& rc) const noexcept {
-    CQMatrix3x3 inv;
-    if (!GetInverse(inv)) return false;
-    inv.Transform(rc);
-    return true;
-}
+bool CQMatrix3x3::InverseTransform(double& x, double& y) const noexcept { return ThroughInverse(x, y); }
+bool CQMatrix3x3::InverseTransform(SQPOINT* points, int count) const noexcept { return ThroughInverse(points, count); }
+bool CQMatrix3x3::InverseTransform(double* xy, int count) const noexcept { return ThroughInverse(xy, count); }
+bool CQMatrix3x3::InverseTransform(SQRECT& rc) const noexcept { return ThroughInverse(rc); }
+bool CQMatrix3x3::InverseTransform(POINT& p) const noexcept { return ThroughInverse(p); }
+bool CQMatrix3x3::InverseTransform(RECT& rc) const noexcept { return ThroughInverse(rc); }
 
 void CQMatrix3x3::DistanceTransform(SQPOINT& v) const noexcept {
     if (TranslateOnly(GetFlags())) return;

@@ -129,8 +129,11 @@ public:
 
 private:
     void Compose(const double* op) noexcept;
+    // Applies the matching Transform overload through the inverse; false when singular.
+    template <class... A>
+    bool ThroughInverse(A&... args) const noexcept;
     void Refresh() noexcept { m_nFlags = QGDI_MatrixFlagGet(m_d); }
 
     double m_d[9];
-    mutable uint32_t m_nFlags;
+    alignas(4) mutable uint32_t m_nFlags;
 };

@@ -6,7 +6,7 @@
 #include "platform/afxgeom.h"
 #include "qgdi_export.h"
 
-struct SQPOINT {
+struct QGDI_API SQPOINT {
     double x;
     double y;
 };

@@ -6,7 +6,7 @@
 #include "platform/afxgeom.h"
 #include "qgdi_export.h"
 
-struct SQRECT {
+struct QGDI_API SQRECT {
     double left;
     double top;
     double right;

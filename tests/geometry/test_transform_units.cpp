@@ -9,12 +9,7 @@ namespace {
 
 // ---- transform command ----
 
-struct TransformCase {
-    const char* name;
-    CQTransformOp op;
-    CQSize canvas;
-    SQPOINT topLeftGoesTo;
-};
+struct TransformCase { const char* name; CQTransformOp op; CQSize canvas; SQPOINT topLeftGoesTo; };
 
 CQTransformOp Op(double sx, double sy, double rot, bool flipH, double ox = 0, CQSize canvas = CQSize()) {
     CQTransformOp op;
