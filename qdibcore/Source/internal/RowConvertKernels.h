@@ -24,9 +24,10 @@ inline uint8_t FloatTo8(float v) noexcept {
     const float c = v > 0.0f ? (v < 1.0f ? v : 1.0f) : 0.0f;
     return static_cast<uint8_t>(c * 255.9999f);
 }
+// (In double: 65535.9999 has no float of its own below 65536.)
 inline uint16_t FloatTo16(float v) noexcept {
-    const float c = v > 0.0f ? (v < 1.0f ? v : 1.0f) : 0.0f;
-    return static_cast<uint16_t>(c * 65535.9999f);
+    const double c = v > 0.0f ? (v < 1.0f ? v : 1.0f) : 0.0;
+    return static_cast<uint16_t>(c * 65535.9999);
 }
 
 template <class To, class From>
