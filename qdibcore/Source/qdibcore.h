@@ -8,3 +8,4 @@
 #include "qdibcore/Source/RowIteratorBands.h"
 #include "qdibcore/Source/DibIterator.h"
 #include "qdibcore/Source/RowIteratorFunctions.h"
+#include "qdibcore/Source/BmpFile.h"
