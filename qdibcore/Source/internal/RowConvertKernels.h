@@ -35,8 +35,9 @@ inline To Scale(From v) noexcept {
     if constexpr (std::is_same_v<To, From>) return v;
     else if constexpr (std::is_same_v<To, uint16_t> && std::is_same_v<From, uint8_t>) return Widen8(v);
     else if constexpr (std::is_same_v<To, uint8_t> && std::is_same_v<From, uint16_t>) return Narrow16(v);
-    else if constexpr (std::is_same_v<To, float> && std::is_same_v<From, uint8_t>) return static_cast<float>(v) * (1.0f / 255.0f);
-    else if constexpr (std::is_same_v<To, float> && std::is_same_v<From, uint16_t>) return static_cast<float>(v) * (1.0f / 65535.0f);
+    // Integer to float: v / 255 or v / 65535, the product taken in double so that it rounds like the quotient.
+    else if constexpr (std::is_same_v<To, float> && std::is_same_v<From, uint8_t>) return static_cast<float>(v * (1.0 / 255.0));
+    else if constexpr (std::is_same_v<To, float> && std::is_same_v<From, uint16_t>) return static_cast<float>(v * (1.0 / 65535.0));
     else if constexpr (std::is_same_v<To, uint8_t>) return FloatTo8(v);
     else return FloatTo16(v);
 }
