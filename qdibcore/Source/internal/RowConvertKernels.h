@@ -87,7 +87,10 @@ inline uint8_t Luma(uint8_t b, uint8_t g, uint8_t r) noexcept {
 inline uint16_t Luma(uint16_t b, uint16_t g, uint16_t r) noexcept {
     return static_cast<uint16_t>((77u * r + 151u * g + 28u * b) >> 8);
 }
-inline float Luma(float b, float g, float r) noexcept { return (77.0f * r + 151.0f * g + 28.0f * b) * (1.0f / 256.0f); }
+// (Summed in double, where the products are exact, so that a grey colour keeps its level.)
+inline float Luma(float b, float g, float r) noexcept {
+    return static_cast<float>((77.0 * r + 151.0 * g + 28.0 * b) * (1.0 / 256.0));
+}
 
 // ---- One pixel between two non-indexed formats ----------------------------------
 
