@@ -52,13 +52,11 @@ bool MakeField(uint32_t mask, SField& f) noexcept {
     return true;
 }
 
-// A field value to 8 bits: wider fields keep their top 8 bits, narrower ones
-// scale as round(v x 255 / (2^bits - 1)).
+// A field value to 8 bits: round(v x 255 / (2^bits - 1)).
 uint8_t Expand(uint32_t pixel, const SField& f) noexcept {
     if (!f.mask) return 0;
-    const uint32_t v = (pixel & f.mask) >> f.shift;
-    if (f.bits >= 8) return static_cast<uint8_t>(v >> (f.bits - 8));
-    const uint32_t max = (1u << f.bits) - 1;
+    const uint64_t v = (pixel & f.mask) >> f.shift;
+    const uint64_t max = (uint64_t(1) << f.bits) - 1;
     return static_cast<uint8_t>((v * 255 + max / 2) / max);
 }
 
