@@ -294,15 +294,7 @@ CErrorAutoThrow QGDI_BmpToPackedDIB(const void* file, size_t bytes, CQmmBinPtr& 
     CLockAccessor lock(block);
     auto* p = static_cast<uint8_t*>(lock.Lock(QMM_HERE));
     if (!p) return QERR(keQuorErrOutOfMemory);
-    BITMAPINFOHEADER h{};
-    h.biSize = sizeof h;
-    h.biWidth = out.width;
-    h.biHeight = out.height;
-    h.biPlanes = 1;
-    h.biBitCount = static_cast<WORD>(out.bits);
-    h.biCompression = BI_RGB;
-    h.biSizeImage = static_cast<DWORD>(std::min<size_t>(pixelBytes, UINT32_MAX));
-    h.biClrUsed = static_cast<DWORD>(slots);
+    const BITMAPINFOHEADER h = QGDI_MakeDibHeader(out.width, out.height, out.bits, slots);
     std::memcpy(p, &h, sizeof h);
     for (int i = 0; i < slots; ++i) {
         const uint8_t* e = f + info.paletteStart + size_t(i) * size_t(info.paletteEntry);

@@ -90,13 +90,7 @@ CErrorAutoThrow CRowIteratorBands::OwnCopy() {
         SState& s = *m_state;
         s.rect = o.rect;
         s.origin = POINT{o.rect.left, o.rect.top};
-        std::memcpy(s.palette, o.palette, sizeof s.palette);
-        s.paletteCount = o.paletteCount;
-        s.solid.store(o.solid.load(std::memory_order_relaxed), std::memory_order_relaxed);
-        s.solidColour = o.solidColour;
-        s.colorSpec = o.colorSpec;
-        s.masks[0] = o.masks[0];
-        s.masks[1] = o.masks[1];
+        s.CopyAttributes(o);
         s.pres.mode = o.pres.mode;
         s.pres.target = o.pres.target;
         s.pres.custom = o.pres.custom;

@@ -52,18 +52,7 @@ CErrorAutoThrow WriteRows(const CRowIteratorBands& it, const RECT& rect, uint8_t
 }
 
 BITMAPINFOHEADER HeaderFor(const CRowIteratorBands& it, int width, int height) noexcept {
-    BITMAPINFOHEADER h{};
-    h.biSize = sizeof(BITMAPINFOHEADER);
-    h.biWidth = width;
-    h.biHeight = height;
-    h.biPlanes = 1;
-    h.biBitCount = static_cast<WORD>(it.GetBPP());
-    h.biCompression = BI_RGB;
-    const size_t image = QGDI_DibStride(it.GetBPP(), width) * size_t(height);
-    h.biSizeImage = image > UINT32_MAX ? 0 : static_cast<DWORD>(image);
-    h.biXPelsPerMeter = h.biYPelsPerMeter = 2835;  // 72 dots per inch
-    h.biClrUsed = static_cast<DWORD>(PaletteSlots(it, it.GetPixelFormat()));
-    return h;
+    return QGDI_MakeDibHeader(width, height, it.GetBPP(), PaletteSlots(it, it.GetPixelFormat()));
 }
 
 // Fills a block of the right size with the packed bitmap of `rect`.

@@ -23,7 +23,7 @@ CErrorAutoThrow ForEachFloatRow(CRowIterator& dst, const CRowIterator* src, CSta
     if (src && !dst.IsSameSizeAs(*src)) return QERR(keQuorErrFailed);
     const int width = dst.GetWidth(), height = dst.GetHeight();
     const bool parallel = !status && !dst.IsConverting() && !(src && src->IsConverting()) && src != &dst;
-    QuorErrorCode failure = keQuorErrSuccess;
+    CQRowLoopResult result;
     if (status) status->SetProgressRange(uint64_t(height));
 #pragma omp parallel if (parallel && uint64_t(width) * uint64_t(height) > 65536)
     {
@@ -31,10 +31,7 @@ CErrorAutoThrow ForEachFloatRow(CRowIterator& dst, const CRowIterator* src, CSta
         std::vector<uint8_t> scratch;
 #pragma omp for schedule(static)
         for (int y = 0; y < height; ++y) {
-            QuorErrorCode seen;
-#pragma omp atomic read
-            seen = failure;
-            if (seen != keQuorErrSuccess) continue;
+            if (result.Failed()) continue;
             uint8_t* row = nullptr;
             int offset = 0;
             CErrorAutoThrow r = dst.GetRow(row, y, 0, -1, &offset);
@@ -56,16 +53,11 @@ CErrorAutoThrow ForEachFloatRow(CRowIterator& dst, const CRowIterator* src, CSta
                 QGDI_ConvertSpan(row, native, a.data(), kFloatRow, width, scratch);
                 dst.ReleaseRow(y).Ignore();
             }
-            QuorErrorCode code = r.Ignore();
-            if (code == keQuorErrSuccess && status && status->SetProgress(uint64_t(y + 1))) code = keQuorErrCancelled;
-            if (code != keQuorErrSuccess) {
-#pragma omp atomic write
-                failure = code;
-            }
+            result.Set(r.Ignore());
+            if (!result.Failed() && status && status->SetProgress(uint64_t(y + 1))) result.Set(keQuorErrCancelled);
         }
     }
-    if (failure != keQuorErrSuccess) return QERR(failure);
-    return CErrorAutoThrow();
+    return result.Result();
 }
 
 bool HasChannel(EQPixelFormat format, EQChannel channel) noexcept {

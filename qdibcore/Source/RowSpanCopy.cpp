@@ -62,7 +62,7 @@ CErrorAutoThrow QGDI_CopyIteratorRect(CRowIteratorBands& dst, int dx, int dy, co
     if (!CRowIteratorBands::FindConverter(src.GetPixelFormat(), dst.GetPixelFormat()))
         return QERR(keQuorErrFormatNotSupported);
     const bool parallel = !dst.IsConverting() && !src.IsConverting() && &dst != &src && !status;
-    QuorErrorCode failure = keQuorErrSuccess;
+    CQRowLoopResult result;
     if (status) status->SetProgressRange(uint64_t(height));
     const uint64_t bytes = uint64_t(width) * uint64_t(src.GetBPP()) / 8 * uint64_t(height);
 #pragma omp parallel if (parallel && uint64_t(width) * uint64_t(height) > 65536)
@@ -70,10 +70,7 @@ CErrorAutoThrow QGDI_CopyIteratorRect(CRowIteratorBands& dst, int dx, int dy, co
         std::vector<uint8_t> scratch;
 #pragma omp for schedule(static)
         for (int y = 0; y < height; ++y) {
-            QuorErrorCode seen;
-#pragma omp atomic read
-            seen = failure;
-            if (seen != keQuorErrSuccess) continue;
+            if (result.Failed()) continue;
             const uint8_t* in = nullptr;
             uint8_t* out = nullptr;
             int inOffset = 0, outOffset = 0;
@@ -87,18 +84,12 @@ CErrorAutoThrow QGDI_CopyIteratorRect(CRowIteratorBands& dst, int dx, int dy, co
                 }
                 src.ReleaseRow(sy + y).Ignore();
             }
-            QuorErrorCode code = r.Ignore();
-            if (code == keQuorErrSuccess && status && status->SetProgress(uint64_t(y + 1)))
-                code = keQuorErrCancelled;
-            if (code != keQuorErrSuccess) {
-#pragma omp atomic write
-                failure = code;
-            }
+            result.Set(r.Ignore());
+            if (!result.Failed() && status && status->SetProgress(uint64_t(y + 1))) result.Set(keQuorErrCancelled);
         }
     }
     QGDI_IteratorStats().LogIteratorCopyEx(bytes, QMM_HERE);
-    if (failure != keQuorErrSuccess) return QERR(failure);
-    return CErrorAutoThrow();
+    return result.Result();
 }
 
 namespace {

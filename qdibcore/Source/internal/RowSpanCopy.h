@@ -1,5 +1,6 @@
 #pragma once
 // Copying spans of pixels between two rows of any formats and palettes.
+#include <atomic>
 #include <vector>
 
 #include "qdibcore/Source/RowIteratorBands.h"
@@ -29,3 +30,21 @@ CErrorAutoThrow QGDI_CopyIteratorRect(CRowIteratorBands& dst, int dx, int dy, co
 
 // CRC-32 (the IEEE polynomial, reflected), continued from `crc`.
 uint32_t QGDI_Crc32(const void* data, size_t bytes, uint32_t crc = 0) noexcept;
+
+// The first failure of a row loop that may run in parallel: rows after it are
+// skipped, and the loop returns it.
+class CQRowLoopResult {
+public:
+    bool Failed() const noexcept { return m_code.load(std::memory_order_relaxed) != keQuorErrSuccess; }
+    void Set(QuorErrorCode code) noexcept {
+        QuorErrorCode expected = keQuorErrSuccess;
+        if (code != keQuorErrSuccess) m_code.compare_exchange_strong(expected, code, std::memory_order_relaxed);
+    }
+    CErrorAutoThrow Result() const {
+        const QuorErrorCode code = m_code.load(std::memory_order_relaxed);
+        return code == keQuorErrSuccess ? CErrorAutoThrow() : QERR(code);
+    }
+
+private:
+    std::atomic<QuorErrorCode> m_code{keQuorErrSuccess};
+};
