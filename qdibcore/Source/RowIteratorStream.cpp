@@ -244,8 +244,11 @@ CErrorAutoThrow CRowIteratorBands::StreamIn(std::istream& in) {
         return QERR(keQuorErrOutOfMemory);
     }
     const SQSpanFormat packed{pf, s.palette, s.paletteCount, 0};
+    // The bits after the last pixel of a packed row are written as zero; anything else is not our stream.
+    const int usedBits = static_cast<int>((size_t(bpp) * width) % 8);
+    const uint8_t padMask = static_cast<uint8_t>(usedBits ? 0xFFu >> usedBits : 0u);
     for (uint32_t y = 0; y < height; ++y) {
-        if (!rd.Bytes(row.data(), rowBytes)) {
+        if (!rd.Bytes(row.data(), rowBytes) || (row[rowBytes - 1] & padMask)) {
             Reset();
             return QERR(keQuorErrFailed);
         }

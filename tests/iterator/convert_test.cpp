@@ -98,6 +98,24 @@ TEST(Converters, NamedConvertersFollowTheirRules) {
     EXPECT_EQ(out[3], 255);
 }
 
+TEST(Converters, PremultiplicationMatchesTheByteRuleForEveryPair) {
+    // Every colour byte against every alpha, with the other channels varied too.
+    std::vector<uint8_t> in(65536 * 4), out(65536 * 4);
+    for (uint32_t i = 0; i < 65536; ++i) {
+        const uint32_t rgba = (i & 0xFF) | ((i * 7) & 0xFF) << 8 | ((i >> 3) & 0xFF) << 16 | (i >> 8) << 24;
+        const uint32_t bgra = QGDI_RGBAtoBGRA(rgba);
+        std::memcpy(&in[4 * i], &bgra, 4);
+    }
+    SQRowConvertContext ctx;
+    CRowIteratorBands::FindConverter(keFormatBGRA, keFormatBGRxA)(out.data(), in.data(), 65536, ctx);
+    for (uint32_t i = 0; i < 65536; ++i) {
+        uint32_t bgra, got;
+        std::memcpy(&bgra, &in[4 * i], 4);
+        std::memcpy(&got, &out[4 * i], 4);
+        ASSERT_EQ(got, QGDI_RGBAtoBGRA(QGDI_RGBAtoRGBxA(QGDI_RGBAtoBGRA(bgra)))) << std::hex << bgra;
+    }
+}
+
 TEST(Converters, EveryPairExistsAndRoundTripsThroughWiderFormats) {
     for (EQPixelFormat from : itest::AllFormats())
         for (EQPixelFormat to : itest::AllFormats())

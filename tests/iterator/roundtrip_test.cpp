@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "iterator_test_util.h"
+#include "qdibcore/Source/internal/RowSpanCopy.h"
 
 namespace {
 
@@ -84,6 +85,24 @@ TEST_P(EveryFormat, SubRectangleCopiesKeepThePixels) {
     ASSERT_FALSE(view.OwnCopy().IsError());
     EXPECT_TRUE(copy.IsEquivalent(view));
     EXPECT_EQ(view.GetRect().left, 3);
+}
+
+// Found by fuzzing: a packed row whose padding bits are set (with a valid
+// checksum) is not a stream the iterator writes, and is refused.
+TEST(BinaryStream, PaddingBitsMustBeZero) {
+    CRowIterator image;
+    itest::MakeRandomImage(image, keFormatIndex4, 3, 2, 1);
+    std::stringstream s;
+    ASSERT_FALSE(image.StreamBinOut(s).IsError());
+    std::string bytes = s.str();
+    const size_t lastRowByte = bytes.size() - 5;
+    bytes[lastRowByte] = static_cast<char>(bytes[lastRowByte] | 0x01);
+    const uint32_t crc = QGDI_Crc32(bytes.data() + 4, bytes.size() - 8);
+    for (int i = 0; i < 4; ++i) bytes[bytes.size() - 4 + size_t(i)] = static_cast<char>(crc >> (8 * i));
+    std::stringstream in(bytes);
+    CRowIterator back;
+    EXPECT_EQ(back.StreamIn(in).Ignore(), keQuorErrFailed);
+    EXPECT_FALSE(back.IsAttached());
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, EveryFormat, ::testing::ValuesIn(itest::AllFormats()), Name);
