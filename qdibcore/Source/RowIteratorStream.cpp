@@ -264,10 +264,9 @@ CErrorAutoThrow CRowIteratorBands::StreamIn(std::istream& in) {
         Reset();
         return QERR(keQuorErrFailed);
     }
-    if (solid) {
-        m_state->solid.store(true, std::memory_order_relaxed);
-        m_state->solidColour = CColorRef::FromRGBA(solidColour);
-    }
+    // The colour is kept even when the flag is clear, so that the stream writes back unchanged.
+    m_state->solid.store(solid != 0, std::memory_order_relaxed);
+    m_state->solidColour = CColorRef::FromRGBA(solidColour);
     QGDI_Log(keLogDebug, "STREAMED ITERATOR IN:  <%d x %d>\n", static_cast<int>(width), static_cast<int>(height));
     return CErrorAutoThrow();
 }
