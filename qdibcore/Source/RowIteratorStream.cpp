@@ -231,9 +231,17 @@ CErrorAutoThrow CRowIteratorBands::StreamIn(std::istream& in) {
     const size_t remaining = Remaining(in);
     if (remaining != SIZE_MAX && (rowBytes == 0 || height > (remaining - std::min<size_t>(remaining, 4)) / rowBytes))
         return QERR(keQuorErrFailed);
+    // The palette must be what the format carries: any for indexed formats, the
+    // grey ramp for grey ones, none for the others.
+    const CQPixelFormat kind(pf);
+    if (kind.IsGreyscale() ? !CQPixelFormat::IsGreyPalette(palette, static_cast<int>(paletteCount))
+                           : (!kind.IsIndexedColor() && paletteCount != 0))
+        return QERR(keQuorErrFailed);
     CErrorAutoThrow r = Create(static_cast<int>(width), static_cast<int>(height), pf, nullptr,
                                paletteCount ? palette : nullptr, static_cast<int>(paletteCount));
     if (r.IsError()) return r;
+    // An indexed image may come without a palette.
+    if (kind.IsIndexedColor()) m_state->paletteCount = static_cast<int>(paletteCount);
     const SState& s = *m_state;
     std::vector<uint8_t> scratch;
     std::vector<uint8_t> row;
