@@ -205,7 +205,7 @@ public:
     CColorRef GetSolidColor() const noexcept;
     const SColorSpecRGB* GetColorSpec() const noexcept;
     SColorSpecRGB GetColorSpecRGB() const noexcept { return *GetColorSpec(); }
-    // Null returns to the process-wide specification.
+    // Null returns to the process-wide colour space.
     void SetColorSpec(const SColorSpecRGB* spec) noexcept;
     // The two colour-mask words of the attached bitmap.
     void GetColorMasks(uint32_t& first, uint32_t& second) const noexcept;

@@ -99,7 +99,7 @@ struct CRowIteratorBands::SState {
     // The first byte of iterator row y in native storage.
     uint8_t* NativeRow(int y) const noexcept { return storage->NativeRow(y + firstRow) + columnByte; }
     SQRowConvertContext Context() const noexcept;
-    // Palette, solid state, colour specification and masks of another image.
+    // Palette, solid state, colour space and masks of another image.
     void CopyAttributes(const SState& from) noexcept;
 };
 
