@@ -2,8 +2,10 @@
 // Colour science: colour-space descriptions and conversions.
 #include "colour/CIEConversions.h"
 #include "colour/ChannelMeasures.h"
+#include "colour/ChromaticAdaptation.h"
 #include "colour/Chromaticity.h"
 #include "colour/ColorDifference.h"
+#include "colour/ColorFunctors.h"
 #include "colour/ColorSpec.h"
 #include "colour/ColorTemperature.h"
 #include "colour/Gamut.h"

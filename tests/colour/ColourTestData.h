@@ -1,0 +1,43 @@
+#pragma once
+// Reads the numeric CSV tables under QGDI_TESTDATA_DIR: '#' lines are
+// comments, the first other line is the header.
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace colour_test {
+
+struct SCsv {
+    std::vector<std::string> header;
+    std::vector<std::vector<std::string>> rows;
+    bool ok = false;
+};
+
+inline std::string DataPath(const std::string& relative) { return std::string(QGDI_TESTDATA_DIR) + "/" + relative; }
+
+inline SCsv ReadCsv(const std::string& relative) {
+    SCsv csv;
+    std::ifstream in(DataPath(relative));
+    if (!in) return csv;
+    std::string line;
+    while (std::getline(in, line)) {
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        if (line.empty() || line[0] == '#') continue;
+        std::vector<std::string> cells;
+        std::stringstream ss(line);
+        std::string cell;
+        while (std::getline(ss, cell, ',')) cells.push_back(cell);
+        if (csv.header.empty()) csv.header = cells;
+        else csv.rows.push_back(cells);
+    }
+    csv.ok = !csv.header.empty();
+    return csv;
+}
+
+}  // namespace colour_test
+
+// Skips the test when a data file of the shared test data is missing.
+#define COLOUR_REQUIRE_CSV(csv, relative)                                                   \
+    const colour_test::SCsv csv = colour_test::ReadCsv(relative);                           \
+    if (!csv.ok) GTEST_SKIP() << "test data " << relative << " not found under " QGDI_TESTDATA_DIR
