@@ -9,15 +9,8 @@
 
 namespace {
 
-constexpr double kD65[3] = {0.95047, 1.0, 1.08883};  // ASTM E308 white, as the sRGB matrices use
-
-// sRGB whose inverse matrix is the exact inverse of its forward one: the
-// published 7-decimal pair only inverts each other to about 3e-7.
-SColorSpecRGB ExactSRGB(uint32_t kind = keGammaSRGB, double gamma = 2.4) {
-    SColorSpecRGB s{};
-    QGDI_MakeColorSpec(0.64, 0.33, 0.30, 0.60, 0.15, 0.06, kD65[0], kD65[1], kD65[2], kind, gamma, s);
-    return s;
-}
+using colour_test::ExactSRGB;
+using colour_test::kD65;
 
 // The published sRGB matrices (Lindbloom, "RGB/XYZ Matrices"): the built-in spec
 // carries them, and building the space from the sRGB primaries and the D65
