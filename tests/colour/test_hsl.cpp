@@ -190,8 +190,9 @@ TEST(IntegerHSL, HSYKeepsLumaWhenClipping) {
 }
 
 // The byte form rounds each of H (in 256ths of a turn), S and L, so a round
-// trip moves a channel by at most 3 levels (the hue step times 6 times the
-// channel range, plus the rounding of S and L); greys and primaries are exact.
+// trip moves a channel by a few levels (the hue step times 6 times the
+// channel range, plus the rounding of S and L); greys come back exactly, and
+// primaries within one level (their L = 0.5 is 127.5 on the byte scale).
 TEST(IntegerHSL, BytesRoundTripWithinTheirResolution) {
     int worst = 0;
     for (uint32_t i = 0; i < (1u << 24); i += 97) {
@@ -203,12 +204,12 @@ TEST(IntegerHSL, BytesRoundTripWithinTheirResolution) {
         worst = std::max({worst, std::abs(r2 - r), std::abs(g2 - g), std::abs(b2 - b)});
     }
     EXPECT_LE(worst, 4);
-    const int exact[4][3] = {{0, 0, 0}, {255, 0, 0}, {77, 77, 77}, {0, 255, 255}};
-    for (const auto& c : exact) {
+    const int cases[5][4] = {{0, 0, 0, 0}, {77, 77, 77, 0}, {255, 255, 255, 0}, {255, 0, 0, 1}, {0, 255, 255, 1}};
+    for (const auto& c : cases) {
         int h, s, l, r, g, b;
         RGB_to_HSL(c[0], c[1], c[2], h, s, l);
         HSL_to_RGB(h, s, l, r, g, b);
-        EXPECT_TRUE(r == c[0] && g == c[1] && b == c[2]) << c[0] << "," << c[1] << "," << c[2];
+        EXPECT_LE(std::max({std::abs(r - c[0]), std::abs(g - c[1]), std::abs(b - c[2])}), c[3]) << c[0] << "," << c[1];
     }
 }
 
