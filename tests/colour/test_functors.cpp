@@ -85,8 +85,8 @@ TEST_P(FunctorSpec, Lab8KernelsMatchDoublePath) {
 }
 
 // Grey and lightness: every input of the single-channel functor, and a seeded
-// sample of the three-channel ones.
-TEST_P(FunctorSpec, GreyAndLightness8MatchDoublePath) {
+// sample of the three-channel ones and of the per-pixel Lab calls.
+TEST_P(FunctorSpec, PerPixelCallsMatchDoublePath) {
     const SColorSpecRGB& spec = GetParam().spec;
     GreyToL8 greyToL(spec);
     for (int i = 0; i < 256; ++i) {
@@ -98,6 +98,8 @@ TEST_P(FunctorSpec, GreyAndLightness8MatchDoublePath) {
     }
     RGBtoGrey8 toGrey(spec);
     RGBtoL8 toL(spec);
+    CRGBDtoLab8 toLab(spec, true);
+    CLabtoRGBD8 toRgb(spec, false);
     std::mt19937 rng(42);
     for (int n = 0; n < 200000; ++n) {
         uint8_t px[3] = {uint8_t(rng()), uint8_t(rng()), uint8_t(rng())};
@@ -110,6 +112,13 @@ TEST_P(FunctorSpec, GreyAndLightness8MatchDoublePath) {
         RefRGBtoL(px, &lRef, spec);
         ASSERT_EQ(g, gRef) << int(px[0]) << "," << int(px[1]) << "," << int(px[2]);
         ASSERT_EQ(l, lRef) << int(px[0]) << "," << int(px[1]) << "," << int(px[2]);
+        uint8_t out[3], ref[3];
+        toLab(px, out);
+        RefRGBDtoLab(px, ref, spec, true);
+        ASSERT_TRUE(out[0] == ref[0] && out[1] == ref[1] && out[2] == ref[2]);
+        toRgb(px, out);
+        RefLabtoRGBD(px, ref, spec, false);
+        ASSERT_TRUE(out[0] == ref[0] && out[1] == ref[1] && out[2] == ref[2]);
     }
 }
 
