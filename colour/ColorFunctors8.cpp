@@ -113,12 +113,13 @@ inline VF4 LabFLanes(VF4 t) noexcept {
 constexpr float kStepMargin = 1.5e-3f;
 
 // Each lane of v is safe when it is more than the margin away from the steps
-// 1..255 where truncation changes (below 0 and from 256 up the clamp decides).
+// 1..255 where truncation changes (below 0 and from 256 up the clamp decides);
+// a NaN lane fails every comparison and is never safe.
 inline VI4 SafeLanes(VF4 v) noexcept {
     const VF4 c = v < 0.5f ? 0.5f : (v > 255.5f ? 255.5f : v);
     const VF4 frac = c - __builtin_convertvector(__builtin_convertvector(c, VI4), VF4);
     const VF4 dist = frac < 0.5f ? frac : 1.0f - frac;
-    return (c != v) | (dist >= kStepMargin);
+    return (v < 0.5f) | (v > 255.5f) | (dist >= kStepMargin);
 }
 
 // Ratios to the white beyond this (far outside any gamut) take the exact path.
