@@ -8,11 +8,19 @@
 
 using namespace qgdi_colour;
 
+namespace {
+
+// A matrix stored column by column applied to (a, b, c): x = a m0 + b m3 + c m6, and so on.
+void ApplyColumns(const double* m, double a, double b, double c, double& x, double& y, double& z) noexcept {
+    x = a * m[0] + b * m[3] + c * m[6];
+    y = a * m[1] + b * m[4] + c * m[7];
+    z = a * m[2] + b * m[5] + c * m[8];
+}
+
+}  // namespace
+
 void RGBYtoXYZ(double r, double g, double b, double& X, double& Y, double& Z, const SColorSpecRGB& spec) noexcept {
-    const double* m = spec.mRGBtoXYZ;
-    X = r * m[0] + g * m[3] + b * m[6];
-    Y = r * m[1] + g * m[4] + b * m[7];
-    Z = r * m[2] + g * m[5] + b * m[8];
+    ApplyColumns(spec.mRGBtoXYZ, r, g, b, X, Y, Z);
 }
 
 void RGBDtoXYZ(double r, double g, double b, double& X, double& Y, double& Z, const SColorSpecRGB& spec) noexcept {
@@ -26,10 +34,7 @@ void RGBLtoXYZ(double r, double g, double b, double& X, double& Y, double& Z, co
 }
 
 void XYZtoRGBY(double X, double Y, double Z, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
-    const double* m = spec.mXYZtoRGB;
-    r = X * m[0] + Y * m[3] + Z * m[6];
-    g = X * m[1] + Y * m[4] + Z * m[7];
-    b = X * m[2] + Y * m[5] + Z * m[8];
+    ApplyColumns(spec.mXYZtoRGB, X, Y, Z, r, g, b);
 }
 
 void XYZtoRGBD(double X, double Y, double Z, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {

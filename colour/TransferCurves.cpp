@@ -61,44 +61,44 @@ double DtoL(double x, const SColorSpecRGB& spec) noexcept { return YtoL(DtoY(x, 
 
 double LtoD(double l, const SColorSpecRGB& spec) noexcept { return YtoD(LtoY(l), spec); }
 
+namespace {
+
+// One per-channel rule applied to the three channels.
+template <class Fn>
+void EachChannel(double r, double g, double b, double& ro, double& go, double& bo, Fn fn) noexcept {
+    ro = fn(r);
+    go = fn(g);
+    bo = fn(b);
+}
+
+}  // namespace
+
 void RGBDtoRGBY(double r, double g, double b, double& rY, double& gY, double& bY,
                 const SColorSpecRGB& spec) noexcept {
     const ECurve curve = ResolveCurve(spec);
-    rY = Decode(r, curve, spec.dGamma);
-    gY = Decode(g, curve, spec.dGamma);
-    bY = Decode(b, curve, spec.dGamma);
+    EachChannel(r, g, b, rY, gY, bY, [&](double v) { return Decode(v, curve, spec.dGamma); });
 }
 
 void RGBDtoRGBL(double r, double g, double b, double& rL, double& gL, double& bL,
                 const SColorSpecRGB& spec) noexcept {
-    rL = DtoL(r, spec);
-    gL = DtoL(g, spec);
-    bL = DtoL(b, spec);
+    EachChannel(r, g, b, rL, gL, bL, [&](double v) { return DtoL(v, spec); });
 }
 
 void RGBLtoRGBD(double r, double g, double b, double& rD, double& gD, double& bD,
                 const SColorSpecRGB& spec) noexcept {
-    rD = LtoD(r, spec);
-    gD = LtoD(g, spec);
-    bD = LtoD(b, spec);
+    EachChannel(r, g, b, rD, gD, bD, [&](double v) { return LtoD(v, spec); });
 }
 
 void RGBLtoRGBY(double r, double g, double b, double& rY, double& gY, double& bY) noexcept {
-    rY = LtoY(r);
-    gY = LtoY(g);
-    bY = LtoY(b);
+    EachChannel(r, g, b, rY, gY, bY, LtoY);
 }
 
 void RGBYtoRGBD(double r, double g, double b, double& rD, double& gD, double& bD,
                 const SColorSpecRGB& spec) noexcept {
     const ECurve curve = ResolveCurve(spec);
-    rD = Encode(r, curve, spec.dGamma);
-    gD = Encode(g, curve, spec.dGamma);
-    bD = Encode(b, curve, spec.dGamma);
+    EachChannel(r, g, b, rD, gD, bD, [&](double v) { return Encode(v, curve, spec.dGamma); });
 }
 
 void RGBYtoRGBL(double r, double g, double b, double& rL, double& gL, double& bL) noexcept {
-    rL = YtoL(r);
-    gL = YtoL(g);
-    bL = YtoL(b);
+    EachChannel(r, g, b, rL, gL, bL, YtoL);
 }

@@ -15,6 +15,14 @@ inline constexpr double kD65[3] = {0.95047, 1.0, 1.08883};  // ASTM E308, the wh
 // sRGB whose inverse matrix is the exact inverse of its forward one and whose
 // Y row sums to 1: the published 7-decimal pair only inverts to about 3e-7,
 // which would hide the algebra under test.
+// The built-in sRGB with another transfer curve.
+inline SColorSpecRGB WithCurve(uint32_t kind, double gamma) {
+    SColorSpecRGB s = kColorSpecSRGB;
+    s.nGammaType = kind;
+    s.dGamma = gamma;
+    return s;
+}
+
 inline SColorSpecRGB ExactSRGB(uint32_t kind = keGammaSRGB, double gamma = 2.4) {
     SColorSpecRGB s{};
     QGDI_MakeColorSpec(0.64, 0.33, 0.30, 0.60, 0.15, 0.06, kD65[0], kD65[1], kD65[2], kind, gamma, s);

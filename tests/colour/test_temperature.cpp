@@ -56,21 +56,8 @@ TEST(Temperature, ReferenceGridBothWays) {
     // colour-science itself accepts 0.25 K; an exact inverse is far tighter.
     EXPECT_LT(worstT, 1e-3);
     EXPECT_LT(worstTint, 1e-8);
-}
-
-TEST(Temperature, InverseOfForwardOverTheWholeTable) {
-    std::mt19937 rng(9);
-    std::uniform_real_distribution<double> mired(0.5, 600), tint(-0.04, 0.04);
-    for (int n = 0; n < 2000; ++n) {
-        const double T = 1e6 / mired(rng), d = tint(rng);
-        double X, Y, Z, T2, d2;
-        ASSERT_TRUE(TempTinttoXYZ(T, d, X, Y, Z));
-        ASSERT_TRUE(XYZtoTempTint(X, Y, Z, T2, d2));
-        EXPECT_NEAR(T2 / T, 1.0, 1e-10) << T << " " << d;
-        EXPECT_NEAR(d2, d, 1e-12) << T << " " << d;
-    }
-    double T, d;
-    EXPECT_FALSE(XYZtoTempTint(0, 0, 0, T, d));
+    double T0, d0;
+    EXPECT_FALSE(XYZtoTempTint(0, 0, 0, T0, d0));
 }
 
 // CIE illuminant A is 2856 K and D65 is about 6504 K (CIE 15:2004); both sit
@@ -115,18 +102,6 @@ TEST(Temperature, TableBoundsAndExactRows) {
     // A tint that drives v' below zero gives black, still inside the table.
     ASSERT_TRUE(TempTinttoXYZ(1666.6666666666667, -1.0, X, Y, Z));
     EXPECT_TRUE(X == 0 && Y == 0 && Z == 0);
-}
-
-// A smooth table catches transcription slips: the widely copied 0.24702 for
-// the 325-mired u bends the u(r) slope by 28% there, the true table by at
-// most 16% anywhere (where the spacing changes from 10 to 25 mired).
-TEST(Temperature, TableIsSmooth) {
-    for (int i = 1; i + 1 < kRobertsonRows; ++i) {
-        const auto &a = kRobertsonIsotherms[i - 1], &b = kRobertsonIsotherms[i], &c = kRobertsonIsotherms[i + 1];
-        EXPECT_GT(b.u, a.u);
-        const double slope1 = (b.u - a.u) / (b.r - a.r), slope2 = (c.u - b.u) / (c.r - b.r);
-        EXPECT_LT(std::fabs(slope2 - slope1), 0.2 * std::fabs(slope1)) << i;
-    }
 }
 
 }  // namespace

@@ -14,12 +14,7 @@
 
 namespace {
 
-SColorSpecRGB Curve(uint32_t kind, double gamma) {
-    SColorSpecRGB s = kColorSpecSRGB;
-    s.nGammaType = kind;
-    s.dGamma = gamma;
-    return s;
-}
+SColorSpecRGB Curve(uint32_t kind, double gamma) { return colour_test::WithCurve(kind, gamma); }
 
 // Decoded values at and around each curve's threshold, from the published
 // definitions (IEC 61966-2-1 sRGB, ITU-R BT.709, CIE L*: L* = 50 is Y = 0.18419).
