@@ -5,6 +5,7 @@
 
 #include "colour/TransferCurves.h"
 #include "colour/internal/ColourScalar.h"
+#include "colour/internal/EncodingAdapters.h"
 
 using namespace qgdi_colour;
 
@@ -24,13 +25,11 @@ void RGBYtoXYZ(double r, double g, double b, double& X, double& Y, double& Z, co
 }
 
 void RGBDtoXYZ(double r, double g, double b, double& X, double& Y, double& Z, const SColorSpecRGB& spec) noexcept {
-    RGBDtoRGBY(r, g, b, r, g, b, spec);
-    RGBYtoXYZ(r, g, b, X, Y, Z, spec);
+    FromDevice<RGBYtoXYZ>(r, g, b, X, Y, Z, spec);
 }
 
 void RGBLtoXYZ(double r, double g, double b, double& X, double& Y, double& Z, const SColorSpecRGB& spec) noexcept {
-    RGBLtoRGBY(r, g, b, r, g, b);
-    RGBYtoXYZ(r, g, b, X, Y, Z, spec);
+    FromLightness<RGBYtoXYZ>(r, g, b, X, Y, Z, spec);
 }
 
 void XYZtoRGBY(double X, double Y, double Z, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
@@ -38,13 +37,11 @@ void XYZtoRGBY(double X, double Y, double Z, double& r, double& g, double& b, co
 }
 
 void XYZtoRGBD(double X, double Y, double Z, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
-    XYZtoRGBY(X, Y, Z, r, g, b, spec);
-    RGBYtoRGBD(r, g, b, r, g, b, spec);
+    ToDevice<XYZtoRGBY>(X, Y, Z, r, g, b, spec);
 }
 
 void XYZtoRGBL(double X, double Y, double Z, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
-    XYZtoRGBY(X, Y, Z, r, g, b, spec);
-    RGBYtoRGBL(r, g, b, r, g, b);
+    ToLightness<XYZtoRGBY>(X, Y, Z, r, g, b, spec);
 }
 
 void XYZtoLab(double X, double Y, double Z, double& L, double& a, double& b, double Xw, double Yw,
@@ -76,13 +73,11 @@ void RGBYtoLab(double r, double g, double b, double& L, double& A, double& B, co
 }
 
 void RGBDtoLab(double r, double g, double b, double& L, double& A, double& B, const SColorSpecRGB& spec) noexcept {
-    RGBDtoRGBY(r, g, b, r, g, b, spec);
-    RGBYtoLab(r, g, b, L, A, B, spec);
+    FromDevice<RGBYtoLab>(r, g, b, L, A, B, spec);
 }
 
 void RGBLtoLab(double r, double g, double b, double& L, double& A, double& B, const SColorSpecRGB& spec) noexcept {
-    RGBLtoRGBY(r, g, b, r, g, b);
-    RGBYtoLab(r, g, b, L, A, B, spec);
+    FromLightness<RGBYtoLab>(r, g, b, L, A, B, spec);
 }
 
 void LabtoRGBY(double L, double A, double B, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
@@ -93,13 +88,11 @@ void LabtoRGBY(double L, double A, double B, double& r, double& g, double& b, co
 }
 
 void LabtoRGBD(double L, double A, double B, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
-    LabtoRGBY(L, A, B, r, g, b, spec);
-    RGBYtoRGBD(r, g, b, r, g, b, spec);
+    ToDevice<LabtoRGBY>(L, A, B, r, g, b, spec);
 }
 
 void LabtoRGBL(double L, double A, double B, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
-    LabtoRGBY(L, A, B, r, g, b, spec);
-    RGBYtoRGBL(r, g, b, r, g, b);
+    ToLightness<LabtoRGBY>(L, A, B, r, g, b, spec);
 }
 
 void LabtoLCHab(double L, double a, double b, double& Lout, double& C, double& h) noexcept {
@@ -119,40 +112,32 @@ void LCHabtoLab(double L, double C, double h, double& Lout, double& a, double& b
     if (h > 180.0) b = -b;
 }
 
-void RGBDtoLCHab(double r, double g, double b, double& L, double& C, double& h, const SColorSpecRGB& spec) noexcept {
-    double A, B;
-    RGBDtoLab(r, g, b, L, A, B, spec);
-    LabtoLCHab(L, A, B, L, C, h);
-}
-
-void RGBLtoLCHab(double r, double g, double b, double& L, double& C, double& h, const SColorSpecRGB& spec) noexcept {
-    double A, B;
-    RGBLtoLab(r, g, b, L, A, B, spec);
-    LabtoLCHab(L, A, B, L, C, h);
-}
-
 void RGBYtoLCHab(double r, double g, double b, double& L, double& C, double& h, const SColorSpecRGB& spec) noexcept {
     double A, B;
     RGBYtoLab(r, g, b, L, A, B, spec);
     LabtoLCHab(L, A, B, L, C, h);
 }
 
-void LCHabtoRGBD(double L, double C, double h, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
-    double A, B;
-    LCHabtoLab(L, C, h, L, A, B);
-    LabtoRGBD(L, A, B, r, g, b, spec);
+void RGBDtoLCHab(double r, double g, double b, double& L, double& C, double& h, const SColorSpecRGB& spec) noexcept {
+    FromDevice<RGBYtoLCHab>(r, g, b, L, C, h, spec);
 }
 
-void LCHabtoRGBL(double L, double C, double h, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
-    double A, B;
-    LCHabtoLab(L, C, h, L, A, B);
-    LabtoRGBL(L, A, B, r, g, b, spec);
+void RGBLtoLCHab(double r, double g, double b, double& L, double& C, double& h, const SColorSpecRGB& spec) noexcept {
+    FromLightness<RGBYtoLCHab>(r, g, b, L, C, h, spec);
 }
 
 void LCHabtoRGBY(double L, double C, double h, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
     double A, B;
     LCHabtoLab(L, C, h, L, A, B);
     LabtoRGBY(L, A, B, r, g, b, spec);
+}
+
+void LCHabtoRGBD(double L, double C, double h, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
+    ToDevice<LCHabtoRGBY>(L, C, h, r, g, b, spec);
+}
+
+void LCHabtoRGBL(double L, double C, double h, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
+    ToLightness<LCHabtoRGBY>(L, C, h, r, g, b, spec);
 }
 
 namespace {

@@ -2,6 +2,9 @@
 
 #include "colour/CIEConversions.h"
 #include "colour/TransferCurves.h"
+#include "colour/internal/EncodingAdapters.h"
+
+using namespace qgdi_colour;
 
 namespace {
 
@@ -74,13 +77,11 @@ void RGBYtoxyY(double r, double g, double b, double& x, double& y, double& Y, co
 }
 
 void RGBDtoxyY(double r, double g, double b, double& x, double& y, double& Y, const SColorSpecRGB& spec) noexcept {
-    RGBDtoRGBY(r, g, b, r, g, b, spec);
-    RGBYtoxyY(r, g, b, x, y, Y, spec);
+    FromDevice<RGBYtoxyY>(r, g, b, x, y, Y, spec);
 }
 
 void RGBLtoxyY(double r, double g, double b, double& x, double& y, double& Y, const SColorSpecRGB& spec) noexcept {
-    RGBLtoRGBY(r, g, b, r, g, b);
-    RGBYtoxyY(r, g, b, x, y, Y, spec);
+    FromLightness<RGBYtoxyY>(r, g, b, x, y, Y, spec);
 }
 
 void xyYtoRGBY(double x, double y, double Y, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
@@ -90,13 +91,11 @@ void xyYtoRGBY(double x, double y, double Y, double& r, double& g, double& b, co
 }
 
 void xyYtoRGBD(double x, double y, double Y, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
-    xyYtoRGBY(x, y, Y, r, g, b, spec);
-    RGBYtoRGBD(r, g, b, r, g, b, spec);
+    ToDevice<xyYtoRGBY>(x, y, Y, r, g, b, spec);
 }
 
 void xyYtoRGBL(double x, double y, double Y, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
-    xyYtoRGBY(x, y, Y, r, g, b, spec);
-    RGBYtoRGBL(r, g, b, r, g, b);
+    ToLightness<xyYtoRGBY>(x, y, Y, r, g, b, spec);
 }
 
 void RGBYtouvY(double r, double g, double b, double& u, double& v, double& Y, const SColorSpecRGB& spec,
@@ -109,14 +108,12 @@ void RGBYtouvY(double r, double g, double b, double& u, double& v, double& Y, co
 
 void RGBDtouvY(double r, double g, double b, double& u, double& v, double& Y, const SColorSpecRGB& spec,
                EUCSType type) noexcept {
-    RGBDtoRGBY(r, g, b, r, g, b, spec);
-    RGBYtouvY(r, g, b, u, v, Y, spec, type);
+    FromDevice<RGBYtouvY>(r, g, b, u, v, Y, spec, type);
 }
 
 void RGBLtouvY(double r, double g, double b, double& u, double& v, double& Y, const SColorSpecRGB& spec,
                EUCSType type) noexcept {
-    RGBLtoRGBY(r, g, b, r, g, b);
-    RGBYtouvY(r, g, b, u, v, Y, spec, type);
+    FromLightness<RGBYtouvY>(r, g, b, u, v, Y, spec, type);
 }
 
 void uvYtoRGBY(double u, double v, double Y, double& r, double& g, double& b, const SColorSpecRGB& spec,
@@ -128,12 +125,10 @@ void uvYtoRGBY(double u, double v, double Y, double& r, double& g, double& b, co
 
 void uvYtoRGBD(double u, double v, double Y, double& r, double& g, double& b, const SColorSpecRGB& spec,
                EUCSType type) noexcept {
-    uvYtoRGBY(u, v, Y, r, g, b, spec, type);
-    RGBYtoRGBD(r, g, b, r, g, b, spec);
+    ToDevice<uvYtoRGBY>(u, v, Y, r, g, b, spec, type);
 }
 
 void uvYtoRGBL(double u, double v, double Y, double& r, double& g, double& b, const SColorSpecRGB& spec,
                EUCSType type) noexcept {
-    uvYtoRGBY(u, v, Y, r, g, b, spec, type);
-    RGBYtoRGBL(r, g, b, r, g, b);
+    ToLightness<uvYtoRGBY>(u, v, Y, r, g, b, spec, type);
 }

@@ -43,28 +43,22 @@ void QGDI_ApplyUserFunctor16(const VUserFunctor16& functor, const uint16_t* src,
     ApplyRow(functor, src, dst, count, srcStep, dstStep);
 }
 
-CRGBSetRelHighlightSaturation8::CRGBSetRelHighlightSaturation8(const SColorSpecRGB& spec, double amount)
-    : m_spec(spec), m_amount(amount) {}
-
 void CRGBSetRelHighlightSaturation8::operator()(const uint8_t* src, uint8_t* dst) const {
-    RefRelSaturation(src, dst, m_spec, m_amount, true);
+    RefRelSaturation(src, dst, m_spec, m_extra, true);
 }
 
-CRGBSetRelShadowSaturation8::CRGBSetRelShadowSaturation8(const SColorSpecRGB& spec, double amount)
-    : m_spec(spec), m_amount(amount) {}
-
 void CRGBSetRelShadowSaturation8::operator()(const uint8_t* src, uint8_t* dst) const {
-    RefRelSaturation(src, dst, m_spec, m_amount, false);
+    RefRelSaturation(src, dst, m_spec, m_extra, false);
 }
 
 void RGBtoGrey16::operator()(const uint16_t* src, uint16_t* dst) const { RefRGBtoGrey(src, dst, m_spec); }
 void RGBtoL16::operator()(const uint16_t* src, uint16_t* dst) const { RefRGBtoL(src, dst, m_spec); }
 void GreyToL16::operator()(const uint16_t* src, uint16_t* dst) const { RefGreyToL(src, dst, m_spec); }
-void CRGBDtoLab16::operator()(const uint16_t* src, uint16_t* dst) const { RefRGBDtoLab(src, dst, m_spec, m_bL100); }
-void CLabtoRGBD16::operator()(const uint16_t* src, uint16_t* dst) const { RefLabtoRGBD(src, dst, m_spec, m_bL100); }
+void CRGBDtoLab16::operator()(const uint16_t* src, uint16_t* dst) const { RefRGBDtoLab(src, dst, m_spec, m_extra); }
+void CLabtoRGBD16::operator()(const uint16_t* src, uint16_t* dst) const { RefLabtoRGBD(src, dst, m_spec, m_extra); }
 void CRGBSetRelHighlightSaturation16::operator()(const uint16_t* src, uint16_t* dst) const {
-    RefRelSaturation(src, dst, m_spec, m_amount, true);
+    RefRelSaturation(src, dst, m_spec, m_extra, true);
 }
 void CRGBSetRelShadowSaturation16::operator()(const uint16_t* src, uint16_t* dst) const {
-    RefRelSaturation(src, dst, m_spec, m_amount, false);
+    RefRelSaturation(src, dst, m_spec, m_extra, false);
 }

@@ -132,13 +132,51 @@ inline VI4 ByteLanes(VF4 v) noexcept {
 
 }  // namespace
 
-RGBtoGrey8::RGBtoGrey8(const SColorSpecRGB& spec) : m_spec(spec) {
+namespace {
+
+std::shared_ptr<const SFunctorTables8> BuildGreyTables(const SColorSpecRGB& spec) {
     auto t = BuildLinearTables(spec);
     t->encode.Build(spec);
-    m_tables = std::move(t);
+    return t;
 }
 
-RGBtoGrey8::~RGBtoGrey8() = default;
+std::shared_ptr<const SFunctorTables8> BuildLightnessTables(const SColorSpecRGB& spec) {
+    auto t = BuildLinearTables(spec);
+    const double* ytol = YtoLTable();
+    for (int i = 0; i < kYtoLTableSize; ++i) t->ytolByte[i] = Quantise<uint8_t>(ytol[i]);
+    return t;
+}
+
+std::shared_ptr<const SFunctorTables8> BuildToLabTables(const SColorSpecRGB& spec) {
+    auto t = BuildLinearTables(spec);
+    const double white[3] = {t->Xw, t->Yw, t->Zw};
+    for (int out = 0; out < 3; ++out)
+        for (int c = 0; c < 3; ++c)
+            for (int i = 0; i < 256; ++i) t->labRatio[out][c][i] = float(t->xyz[out][c][i] / white[out]);
+    return t;
+}
+
+std::shared_ptr<const SFunctorTables8> BuildFromLabTables(const SColorSpecRGB& spec, bool bL100) {
+    auto t = std::make_shared<SFunctorTables8>();
+    QGDI_ColorSpecWhite(spec, t->Xw, t->Yw, t->Zw);
+    t->encode.Build(spec);
+    for (int i = 0; i < 256; ++i) {
+        // DecodeLab and the L-only half of LabtoXYZ, operation for operation.
+        double L, a, b;
+        DecodeLab(uint8_t(i), uint8_t(i), uint8_t(i), L, a, b, bL100);
+        const double fl = (L + 16.0) / 116.0;
+        const double yr = L > 8.0 ? fl * fl * fl : L / kLabKappa;
+        t->labFy[i] = yr > kLabEpsilon ? fl : (kLabKappa * yr + 16.0) / 116.0;
+        t->labY[i] = yr * t->Yw;
+        t->labA[i] = a * 0.002;
+        t->labB[i] = b * 0.005;
+    }
+    return t;
+}
+
+}  // namespace
+
+RGBtoGrey8::RGBtoGrey8(const SColorSpecRGB& spec) : CTableFunctor8(spec, false, BuildGreyTables(spec)) {}
 
 void RGBtoGrey8::operator()(const uint8_t* src, uint8_t* dst) const { Row(src, dst, 1); }
 
@@ -147,14 +185,7 @@ void RGBtoGrey8::Row(const uint8_t* src, uint8_t* dst, int count, int srcStep, i
     for (int i = 0; i < count; ++i, src += srcStep, dst += dstStep) dst[0] = t.encode(TableLuminance(t, src));
 }
 
-RGBtoL8::RGBtoL8(const SColorSpecRGB& spec) : m_spec(spec) {
-    auto t = BuildLinearTables(spec);
-    const double* ytol = YtoLTable();
-    for (int i = 0; i < kYtoLTableSize; ++i) t->ytolByte[i] = Quantise<uint8_t>(ytol[i]);
-    m_tables = std::move(t);
-}
-
-RGBtoL8::~RGBtoL8() = default;
+RGBtoL8::RGBtoL8(const SColorSpecRGB& spec) : CTableFunctor8(spec, false, BuildLightnessTables(spec)) {}
 
 void RGBtoL8::operator()(const uint8_t* src, uint8_t* dst) const { Row(src, dst, 1); }
 
@@ -168,14 +199,13 @@ void RGBtoL8::Row(const uint8_t* src, uint8_t* dst, int count, int srcStep, int 
     }
 }
 
-GreyToL8::GreyToL8(const SColorSpecRGB& spec) : m_spec(spec) {
+GreyToL8::GreyToL8(const SColorSpecRGB& spec) : TSpecFunctor(spec) {
     for (int i = 0; i < 256; ++i) {
         const uint8_t in = uint8_t(i);
         RefGreyToL(&in, &m_table[i], spec);
     }
 }
 
-GreyToL8::~GreyToL8() = default;
 
 void GreyToL8::operator()(const uint8_t* src, uint8_t* dst) const { dst[0] = m_table[src[0]]; }
 
@@ -183,16 +213,8 @@ void GreyToL8::Row(const uint8_t* src, uint8_t* dst, int count, int srcStep, int
     for (int i = 0; i < count; ++i, src += srcStep, dst += dstStep) dst[0] = m_table[src[0]];
 }
 
-CRGBDtoLab8::CRGBDtoLab8(const SColorSpecRGB& spec, bool bL100) : m_spec(spec), m_bL100(bL100) {
-    auto t = BuildLinearTables(spec);
-    const double white[3] = {t->Xw, t->Yw, t->Zw};
-    for (int out = 0; out < 3; ++out)
-        for (int c = 0; c < 3; ++c)
-            for (int i = 0; i < 256; ++i) t->labRatio[out][c][i] = float(t->xyz[out][c][i] / white[out]);
-    m_tables = std::move(t);
-}
-
-CRGBDtoLab8::~CRGBDtoLab8() = default;
+CRGBDtoLab8::CRGBDtoLab8(const SColorSpecRGB& spec, bool bL100)
+    : CTableFunctor8(spec, bL100, BuildToLabTables(spec)) {}
 
 namespace {
 
@@ -246,25 +268,8 @@ void CRGBDtoLab8::Row(const uint8_t* src, uint8_t* dst, int count, int srcStep, 
     }
 }
 
-CLabtoRGBD8::CLabtoRGBD8(const SColorSpecRGB& spec, bool bL100) : m_spec(spec), m_bL100(bL100) {
-    auto t = std::make_shared<SFunctorTables8>();
-    QGDI_ColorSpecWhite(spec, t->Xw, t->Yw, t->Zw);
-    t->encode.Build(spec);
-    for (int i = 0; i < 256; ++i) {
-        // DecodeLab and the L-only half of LabtoXYZ, operation for operation.
-        double L, a, b;
-        DecodeLab(uint8_t(i), uint8_t(i), uint8_t(i), L, a, b, bL100);
-        const double fl = (L + 16.0) / 116.0;
-        const double yr = L > 8.0 ? fl * fl * fl : L / kLabKappa;
-        t->labFy[i] = yr > kLabEpsilon ? fl : (kLabKappa * yr + 16.0) / 116.0;
-        t->labY[i] = yr * t->Yw;
-        t->labA[i] = a * 0.002;
-        t->labB[i] = b * 0.005;
-    }
-    m_tables = std::move(t);
-}
-
-CLabtoRGBD8::~CLabtoRGBD8() = default;
+CLabtoRGBD8::CLabtoRGBD8(const SColorSpecRGB& spec, bool bL100)
+    : CTableFunctor8(spec, bL100, BuildFromLabTables(spec, bL100)) {}
 
 void CLabtoRGBD8::operator()(const uint8_t* src, uint8_t* dst) const { Row(src, dst, 1); }
 
