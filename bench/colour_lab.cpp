@@ -4,7 +4,7 @@
 //
 // Little CMS gives Lab relative to the ICC white D50 (its sRGB profile is
 // adapted to it with Bradford), whatever white the Lab profile names; our sRGB
-// spec is relative to its own white, D65. The byte comparison is therefore
+// is relative to its own white, D65. The byte comparison is therefore
 // made twice: as is, and with our sRGB adapted to D50 with Bradford the same
 // way, which is the like-for-like figure. Rates are per CPU second of the
 // converting thread (best pass), so that a busy machine distorts them less.

@@ -1,6 +1,6 @@
 #pragma once
 // RGB to and from CIE XYZ, L*a*b* and LCh(ab), and the 8- and 16-bit packing
-// of Lab pixels. RGB functions take the spec last; the Lab ones use its white
+// of Lab pixels. RGB functions take the colour space last; the Lab ones use its white
 // (the column sums of the matrix). Nothing here clamps.
 #include <cstdint>
 

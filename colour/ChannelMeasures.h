@@ -3,9 +3,9 @@
 // exists for the three encodings: D (device), L (lightness-encoded) and Y
 // (linear light); the colour is decoded to linear light before measuring.
 //
-//   GetY   luminance (the Y row of the spec applied to linear light)
+//   GetY   luminance (the Y row of the matrix applied to linear light)
 //   GetL   YtoL(GetY), lightness/100 (from the shared YtoL table, so in 8192 steps)
-//   GetC   L*a*b* chroma sqrt(a^2 + b^2) under the spec's white, 0 for a grey
+//   GetC   L*a*b* chroma sqrt(a^2 + b^2) under the colour space's white, 0 for a grey
 //   GetSA  absolute saturation: distance of the linear colour from (Y, Y, Y)
 //   GetSR  relative saturation: 0 for a grey, 1 on the gamut surface, along
 //          the line from (Y, Y, Y) through the colour

@@ -13,6 +13,6 @@ enum EDeltaEType : int32_t {
 };
 
 QGDI_API double DeltaE(double L1, double a1, double b1, double L2, double a2, double b2, EDeltaEType type) noexcept;
-// Device RGB of both colours to Lab under the spec's white, then the above.
+// Device RGB of both colours to Lab under the colour space's white, then the above.
 QGDI_API double DeltaE(double R1, double G1, double B1, double R2, double G2, double B2, const SColorSpecRGB& spec,
                        EDeltaEType type) noexcept;

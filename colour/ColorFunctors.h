@@ -3,7 +3,7 @@
 // are in memory order blue, green, red; Lab pixels in order L, a, b. Inputs are
 // divided by 255 (8-bit) or 65535 (16-bit); outputs are multiplied by 255.9999
 // or 65535.9999, truncated and clamped. Each functor keeps its own copy of the
-// colour spec and may be used from several threads at once.
+// colour space and may be used from several threads at once.
 //
 // QGDI_ApplyUserFunctor8/16 run any functor along a row; steps are in channels
 // per pixel, so BGRA rows (step 4) work too and keep their fourth channel. The
@@ -32,7 +32,7 @@ QGDI_API void QGDI_ApplyUserFunctor8(const VUserFunctor8& functor, const uint8_t
 QGDI_API void QGDI_ApplyUserFunctor16(const VUserFunctor16& functor, const uint16_t* src, uint16_t* dst, int count,
                                       int srcStep, int dstStep);
 
-// Holds the spec, and for most functors one extra value, for the functors
+// Holds the colour space, and for most functors one extra value, for the functors
 // that compute per pixel in double precision.
 template <class Base>
 class TSpecFunctor : public Base {
@@ -66,7 +66,7 @@ protected:
 };
 
 // Three channels in, one out: g = YtoD(wR DtoY(R) + wG DtoY(G) + wB DtoY(B)) with
-// w the Y row of the spec.
+// w the Y row of the colour space's matrix.
 class QGDI_API RGBtoGrey8 : public CTableFunctor8 {
 public:
     explicit RGBtoGrey8(const SColorSpecRGB& spec);

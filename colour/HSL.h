@@ -12,7 +12,7 @@
 // so values from RGBtoJKL are quantised to that table; JKLtoRGB inverts the
 // exact curves and clamps requests outside the gamut (L to 0..1, S to 1).
 //
-// Spec-aware HSL: JKL with the circular layout read back as hue and saturation.
+// Colour-space-aware HSL: JKL with the circular layout read back as hue and saturation.
 #include "colour/ColorSpec.h"
 
 QGDI_API void ClassicRGBtoHSL(double r, double g, double b, double& h, double& s, double& l) noexcept;

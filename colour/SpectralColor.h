@@ -69,9 +69,9 @@ public:
     // final error.
     double AdjustSpectralPrimary(double X, double Y, double Z, int maxIterations = 2000,
                                  double tolerance = 1e-9) noexcept;
-    // Three reflectances in 0..1 whose XYZ are the three primaries of the spec
+    // Three reflectances in 0..1 whose XYZ are the three primaries of the colour space
     // (its matrix columns), so that linear RGB (r, g, b) has the spectrum
-    // r P0 + g P1 + b P2 with the same XYZ as the spec gives. False when a
+    // r P0 + g P1 + b P2 with the same XYZ as the colour space gives. False when a
     // primary cannot be matched within `tolerance` (it lies outside what 0..1
     // reflectances reach); the primaries hold the closest spectra found.
     static bool BuildSpectralPrimaries(const SColorSpecRGB& spec, CSpectralColor primaries[3],

@@ -9,7 +9,7 @@
 // L is exact.
 #include "colour/ColorSpec.h"
 
-// Device to linear light by the curve of the spec; odd-symmetric.
+// Device to linear light by the curve of the colour space; odd-symmetric.
 QGDI_API double DtoY(double x, const SColorSpecRGB& spec) noexcept;
 // Linear light to device; odd-symmetric, YtoD(0) = 0.
 QGDI_API double YtoD(double y, const SColorSpecRGB& spec) noexcept;

@@ -7,7 +7,7 @@
 
 namespace qgdi_colour {
 
-// YFn(decoded r, g, b, out..., spec, extra...) for device input.
+// YFn(decoded r, g, b, out..., space, extra...) for device input.
 template <auto YFn, class... Extra>
 inline void FromDevice(double r, double g, double b, double& o1, double& o2, double& o3, const SColorSpecRGB& spec,
                        Extra... extra) noexcept {
@@ -22,7 +22,7 @@ inline void FromLightness(double r, double g, double b, double& o1, double& o2, 
     YFn(r, g, b, o1, o2, o3, spec, extra...);
 }
 
-// YFn(in..., linear r, g, b, spec, extra...), then encoded for the device.
+// YFn(in..., linear r, g, b, space, extra...), then encoded for the device.
 template <auto YFn, class... Extra>
 inline void ToDevice(double a, double b, double c, double& r, double& g, double& bl, const SColorSpecRGB& spec,
                      Extra... extra) noexcept {

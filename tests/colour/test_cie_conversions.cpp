@@ -12,7 +12,7 @@ namespace {
 using colour_test::ExactSRGB;
 using colour_test::kD65;
 
-// The published sRGB matrices (Lindbloom, "RGB/XYZ Matrices"): the built-in spec
+// The published sRGB matrices (Lindbloom, "RGB/XYZ Matrices"): the built-in sRGB
 // carries them, and building the space from the sRGB primaries and the D65
 // white reproduces them to their last digit.
 TEST(CIEConversions, SRGBMatricesMatchPublishedValues) {

@@ -1,4 +1,4 @@
-// Classic HSL, JKL and the spec-aware HSL, and the integer HSL family.
+// Classic HSL, JKL and the colour-space-aware HSL, and the integer HSL family.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -125,7 +125,7 @@ TEST(JKL, InverseForBothLayouts) {
     EXPECT_NEAR(RGBDGetY(r, g, b, spec), LtoY(0.5), 1e-12);
 }
 
-// The spec-aware HSL is JKL on the circle: a grey request gives the grey of that lightness.
+// The colour-space-aware HSL is JKL on the circle: a grey request gives the grey of that lightness.
 TEST(SpecHSL, GreysAndConsistencyWithJKL) {
     const SColorSpecRGB spec = colour_test::ExactSRGB();
     double r, g, b, H, S, L, J, K, L2;

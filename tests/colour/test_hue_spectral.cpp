@@ -188,7 +188,7 @@ TEST(SpectralColor, IntegrationAndBouguer) {
 }
 
 // Reflectances in 0..1 for the sRGB primaries: each matches its matrix column,
-// and any linear RGB mixes them to the XYZ the spec gives.
+// and any linear RGB mixes them to the XYZ the colour space gives.
 TEST(SpectralColor, SpectralPrimaries) {
     CSpectralColor p[3];
     ASSERT_TRUE(CSpectralColor::BuildSpectralPrimaries(kColorSpecSRGB, p));
