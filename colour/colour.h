@@ -1,3 +1,17 @@
 #pragma once
 // Colour science: colour-space descriptions and conversions.
+#include "colour/CIEConversions.h"
+#include "colour/ChannelMeasures.h"
+#include "colour/ChromaticAdaptation.h"
+#include "colour/Chromaticity.h"
+#include "colour/ColorDifference.h"
+#include "colour/ColorFunctors.h"
 #include "colour/ColorSpec.h"
+#include "colour/ColorTemperature.h"
+#include "colour/Gamut.h"
+#include "colour/HSL.h"
+#include "colour/HueSelectiveEdit.h"
+#include "colour/IntegerHSL.h"
+#include "colour/SpectralColor.h"
+#include "colour/ToneCurves.h"
+#include "colour/TransferCurves.h"
