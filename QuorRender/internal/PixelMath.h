@@ -167,6 +167,33 @@ inline const auto* PixelPtr(const uint8_t* row, int i) noexcept {
     return reinterpret_cast<const typename TQPixelFormat<F>::Elem*>(row) + static_cast<size_t>(i) * TPx<F>::kN;
 }
 
+// op(c) on the straight colour of every pixel of a non-indexed row.
+template <EQPixelFormat F, class Op>
+inline void MapStraight(uint8_t* row, int n, Op&& op) noexcept {
+    using P = TPx<F>;
+    auto* p = reinterpret_cast<typename P::E*>(row);
+    for (int i = 0; i < n; ++i, p += P::kN) {
+        typename P::C c = P::Load(p);
+        op(c);
+        P::Store(p, c);
+    }
+}
+
+// op(d, s) on straight colours, the source brought to the destination's scale.
+template <EQPixelFormat D, EQPixelFormat S, class Op>
+inline void MapStraight2(uint8_t* dst, const uint8_t* src, int n, Op&& op) noexcept {
+    using PD = TPx<D>;
+    using PS = TPx<S>;
+    auto* d = reinterpret_cast<typename PD::E*>(dst);
+    const auto* s = reinterpret_cast<const typename PS::E*>(src);
+    for (int i = 0; i < n; ++i, d += PD::kN, s += PS::kN) {
+        typename PD::C c = PD::Load(d);
+        const typename PD::C sc = CastColour<typename PD::W, typename PS::W, typename PD::E, typename PS::E>(PS::Load(s));
+        op(c, sc);
+        PD::Store(d, c);
+    }
+}
+
 // Byte offset of pixel i of a row of format F (i a multiple of 8 for sub-byte formats).
 template <EQPixelFormat F>
 constexpr size_t ByteOffset(int i) noexcept {
