@@ -4,3 +4,6 @@
 #include "qdibcore/Source/PixelFormatTraits.h"
 #include "qdibcore/Source/QuorType.h"
 #include "qdibcore/Source/StatusControl.h"
+#include "qdibcore/Source/ColorRef.h"
+#include "qdibcore/Source/RowIteratorBands.h"
+#include "qdibcore/Source/DibIterator.h"

@@ -1,0 +1,366 @@
+// Presentation of an iterator's pixels in another format or one channel
+// alone, and the converted rows that serve it.
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "qdibcore/Source/DibIterator.h"
+#include "qdibcore/Source/PixelFormatTraits.h"
+#include "qdibcore/Source/internal/RowConvertKernels.h"
+#include "qdibcore/Source/internal/RowIteratorState.h"
+
+namespace {
+using namespace qgdi_convert;
+
+bool IsStorableFormat(EQPixelFormat format) noexcept { return format >= keFormatIndex1 && format <= keFormatLast; }
+bool IsValidMode(EImageModifyMode mode) noexcept {
+    return mode >= keImageModifyReadOnly && mode <= keImageModifyWriteOnly;
+}
+
+struct SChannelStep {
+    QRowConvertFn read = nullptr;
+    QRowConvertFn write = nullptr;
+    int index = 0;
+    EQPixelFormat presented = keFormatNone;
+    QuorErrorCode error = keQuorErrSuccess;
+};
+
+template <class E>
+SChannelStep SingleChannelMovers(int channels, int index, EQPixelFormat grey) {
+    SChannelStep step;
+    step.index = index;
+    step.presented = grey;
+    switch (channels) {
+    case 2: step.read = &GetChannel<E, 2>; step.write = &MoveChannel<E, 2>; break;
+    case 3: step.read = &GetChannel<E, 3>; step.write = &MoveChannel<E, 3>; break;
+    case 4: step.read = &GetChannel<E, 4>; step.write = &MoveChannel<E, 4>; break;
+    default: step.error = keQuorErrFormatNotSupported; break;
+    }
+    return step;
+}
+
+// The channel step that presents `channels` of `format`. No step (null
+// converters, error 0) when the format already is what is asked for.
+SChannelStep ChannelStepFor(EQPixelFormat format, EQChannelSet channels) {
+    SChannelStep step;
+    step.presented = format;
+    const SQPixelFormatTraits* t = QGDI_FindPixelFormatTraits(format);
+    if (channels == keChannelSetAll) return step;
+    if (!t || t->channelCount == 0) {
+        step.error = keQuorErrFormatNotSupported;
+        return step;
+    }
+    const bool indexed = t->formatClass == keFormatClassIndexed;
+    // An indexed pixel holds an index and, in Index8A, an alpha byte: only
+    // the alpha is a channel of its own.
+    const int pixelChannels = indexed ? (t->alpha ? 2 : 1) : t->channelCount;
+    if (channels == keChannelSetAllButAlpha) {
+        if (!t->alpha) return step;
+        if (pixelChannels == 2) {
+            const EQPixelFormat flat = indexed ? keFormatIndex8 : t->flat;
+            step = t->bitsPerChannel == 8    ? SingleChannelMovers<uint8_t>(2, 0, flat)
+                   : t->bitsPerChannel == 16 ? SingleChannelMovers<uint16_t>(2, 0, flat)
+                                             : SingleChannelMovers<float>(2, 0, keFormatGrey_f32);
+            return step;
+        }
+        step.presented = t->bitsPerChannel == 8 ? keFormatBGR : t->bitsPerChannel == 16 ? keFormatBGR_u16 : keFormatBGR_f32;
+        if (t->bitsPerChannel == 8) {
+            step.read = &GetColourChannels<uint8_t>;
+            step.write = &MoveColourChannels<uint8_t>;
+        } else if (t->bitsPerChannel == 16) {
+            step.read = &GetColourChannels<uint16_t>;
+            step.write = &MoveColourChannels<uint16_t>;
+        } else {
+            step.read = &GetColourChannels<float>;
+            step.write = &MoveColourChannels<float>;
+        }
+        return step;
+    }
+    const EQChannel channel = QGDI_ChannelSetToChannel(channels);
+    if (channel == keChannelNone) {
+        step.error = keQuorErrFailed;
+        return step;
+    }
+    int index = -1;
+    if (indexed) index = (t->alpha && channel == keChannelAlpha) ? 1 : -1;
+    else
+        for (int i = 0; i < t->channelCount; ++i)
+            if (t->channels[i] == channel) index = i;
+    if (index < 0) {
+        step.error = keQuorErrFormatNotSupported;
+        return step;
+    }
+    if (pixelChannels == 1) return step;  // a grey image's grey channel is the image
+    if (t->bitsPerChannel == 8) return SingleChannelMovers<uint8_t>(pixelChannels, index, keFormatGrey);
+    if (t->bitsPerChannel == 16) return SingleChannelMovers<uint16_t>(pixelChannels, index, keFormatGrey_u16);
+    return SingleChannelMovers<float>(pixelChannels, index, keFormatGrey_f32);
+}
+
+void FreeBuffer(uint8_t* p) noexcept { std::free(p); }
+
+// Converted-row buffers are cache-line aligned and rounded up so that a
+// buffer serves later, slightly longer spans too.
+uint8_t* AllocBuffer(size_t bytes, uint32_t& capacity) noexcept {
+    const size_t rounded = (bytes + 63) & ~size_t(63);
+    auto* p = static_cast<uint8_t*>(std::aligned_alloc(64, rounded ? rounded : 64));
+    capacity = p ? static_cast<uint32_t>(rounded) : 0;
+    return p;
+}
+
+}  // namespace
+
+void SQPresentation::FreeTable() noexcept {
+    for (SQConvertedRow& e : table) FreeBuffer(e.buffer);
+    table.clear();
+    table.shrink_to_fit();
+    held = 0;
+}
+
+CErrorAutoThrow CRowIteratorBands::RebuildPresentation() const {
+    SState& s = *m_state;
+    SQPresentation& p = s.pres;
+    if (!p.custom) {
+        p.convertRead = p.convertWrite = nullptr;
+        if (p.target != s.native) {
+            p.convertRead = FindConverter(s.native, p.target);
+            p.convertWrite = FindConverter(p.target, s.native);
+            if (!p.convertRead) return QERR(keQuorErrFormatNotSupported);
+        }
+    }
+    const SChannelStep step = ChannelStepFor(p.target, p.channels);
+    if (step.error != keQuorErrSuccess) return QERR(step.error);
+    p.channelRead = step.read;
+    p.channelWrite = step.write;
+    p.channelIndex = step.index;
+    p.format = step.presented;
+    const bool converting = p.convertRead || p.channelRead;
+    p.FreeTable();
+    p.converting = false;
+    if (converting) {
+        try {
+            p.table.resize(size_t(s.Height()) + 1);
+        } catch (const std::bad_alloc&) {
+            return QERR(keQuorErrOutOfMemory);
+        }
+        p.converting = true;
+    }
+    return CErrorAutoThrow();
+}
+
+CErrorAutoThrow CRowIteratorBands::SetPixelFormat(EQPixelFormat format, EImageModifyMode mode) const {
+    SState& s = *m_state;
+    if (!s.storage) return QERR(keQuorErrIteratorState);
+    if (!IsValidMode(mode) || s.pres.held) return QERR(keQuorErrFailed);
+    if (format == keFormatNone) format = s.native;
+    if (!IsStorableFormat(format)) return QERR(keQuorErrFailed);
+    if (format != s.native && !FindConverter(s.native, format)) return QERR(keQuorErrFormatNotSupported);
+    // A channel access chosen for the old format may not exist in the new one.
+    if (ChannelStepFor(format, s.pres.channels).error != keQuorErrSuccess) return QERR(keQuorErrFormatNotSupported);
+    if (s.pres.mode != mode) QGDI_IteratorStats().LogIteratorModeChangeEx(QMM_HERE);
+    if (s.pres.target != format || s.pres.custom) QGDI_IteratorStats().LogIteratorPixelFormatChangeEx(QMM_HERE);
+    s.pres.mode = mode;
+    s.pres.target = format;
+    s.pres.custom = false;
+    return RebuildPresentation();
+}
+
+CErrorAutoThrow CRowIteratorBands::SetChannelAccess(EQChannelSet channels, EImageModifyMode mode) const {
+    SState& s = *m_state;
+    if (!s.storage) return QERR(keQuorErrIteratorState);
+    if (!IsValidMode(mode) || s.pres.held) return QERR(keQuorErrFailed);
+    if (channels < keChannelSetBlue || channels > keChannelSetSixth) return QERR(keQuorErrFailed);
+    const SChannelStep step = ChannelStepFor(s.pres.target, channels);
+    if (step.error != keQuorErrSuccess) return QERR(step.error);
+    if (s.pres.mode != mode) QGDI_IteratorStats().LogIteratorModeChangeEx(QMM_HERE);
+    if (s.pres.channels != channels) QGDI_IteratorStats().LogIteratorChannelAccessChangeEx(QMM_HERE);
+    s.pres.mode = mode;
+    s.pres.channels = channels;
+    return RebuildPresentation();
+}
+
+CErrorAutoThrow CRowIteratorBands::SetChannelAccess(EQChannel channel, EImageModifyMode mode) const {
+    if (channel == keChannelNone) return SetChannelAccess(keChannelSetAll, mode);
+    const EQChannelSet set = QGDI_ChannelToChannelSet(channel);
+    if (set == keChannelSetNone) return IsAttached() ? QERR(keQuorErrFailed) : QERR(keQuorErrIteratorState);
+    return SetChannelAccess(set, mode);
+}
+
+CErrorAutoThrow CRowIteratorBands::SetConversion(EQPixelFormat format, QRowConvertFn read, QRowConvertFn write,
+                                                 EImageModifyMode mode) const {
+    SState& s = *m_state;
+    if (!s.storage) return QERR(keQuorErrIteratorState);
+    if (!read || !IsStorableFormat(format) || !IsValidMode(mode) || s.pres.held) return QERR(keQuorErrFailed);
+    if (ChannelStepFor(format, s.pres.channels).error != keQuorErrSuccess) return QERR(keQuorErrFormatNotSupported);
+    QGDI_IteratorStats().LogIteratorPixelFormatChangeEx(QMM_HERE);
+    if (s.pres.mode != mode) QGDI_IteratorStats().LogIteratorModeChangeEx(QMM_HERE);
+    s.pres.mode = mode;
+    s.pres.target = format;
+    s.pres.custom = true;
+    s.pres.convertRead = read;
+    s.pres.convertWrite = write;
+    return RebuildPresentation();
+}
+
+CErrorAutoThrow CRowIteratorBands::OverridePixelFormat(EQPixelFormat format) {
+    SState& s = *m_state;
+    if (!s.storage) return QERR(keQuorErrIteratorState);
+    if (!IsStorableFormat(format) || GetBPP(format) != s.nativeBpp || s.pres.held) return QERR(keQuorErrFailed);
+    if (format == s.native) return CErrorAutoThrow();
+    const bool followed = !s.pres.custom && s.pres.target == s.native;
+    s.native = format;
+    if (CQPixelFormat(format).IsGreyscale()) {
+        std::memcpy(s.palette, CDibIterator::sm_aoGreyPalette, sizeof(RGBQUAD) * 256);
+        s.paletteCount = 256;
+    }
+    s.writablePalette = CQPixelFormat(format).IsIndexedColor() &&
+                        (!s.storage->header || s.storage->paletteSlots > 0);
+    if (followed) s.pres.target = format;
+    if (ChannelStepFor(s.pres.target, s.pres.channels).error != keQuorErrSuccess) s.pres.channels = keChannelSetAll;
+    QGDI_IteratorStats().LogIteratorPixelFormatChangeEx(QMM_HERE);
+    if (RebuildPresentation().IsError()) {
+        // The new native format has no converter to the old target: present it as it is.
+        s.pres.target = format;
+        s.pres.custom = false;
+        s.pres.channels = keChannelSetAll;
+        return RebuildPresentation();
+    }
+    return CErrorAutoThrow();
+}
+
+// ---- Converted rows ----------------------------------------------------------
+
+CErrorAutoThrow CRowIteratorBands::GetConvertedRow(const uint8_t*& row, int y, int x, int count, int* pixelOffset,
+                                                   bool modifiable) const {
+    SState& s = *m_state;
+    SQPresentation& p = s.pres;
+    const size_t firstBit = (size_t(s.pixelOffset) + size_t(x)) * size_t(s.nativeBpp);
+    const size_t offset = firstBit / 8;
+    const size_t bytes = QGDI_SpanBytes(GetBPP(p.format), count, 0);
+    if (offset > UINT32_MAX || bytes > UINT32_MAX) return QERR(keQuorErrFailed);
+    SQConvertedRow& e = p.table[size_t(y)];
+    if (e.refs) {
+        // A row is shared only by users of the same span.
+        if (e.offset != offset || e.bytes != bytes || e.x != x || e.count != count) return QERR(keQuorErrFailed);
+        ++e.refs;
+        e.writable |= modifiable;
+        row = e.buffer;
+        if (pixelOffset) *pixelOffset = 0;
+        QGDI_IteratorStats().LogIteratorGetRowEx(QMM_HERE);
+        return CErrorAutoThrow();
+    }
+    SQConvertedRow& spare = p.table[size_t(s.Height())];
+    uint8_t* buffer;
+    uint32_t capacity;
+    if (spare.buffer && spare.capacity >= bytes) {
+        buffer = spare.buffer;
+        capacity = spare.capacity;
+        spare = SQConvertedRow{};
+    } else {
+        buffer = AllocBuffer(bytes, capacity);
+        if (!buffer) return QERR(keQuorErrOutOfMemory);
+    }
+    const int nativeOffset = s.nativeBpp < 8 ? static_cast<int>((firstBit % 8) / s.nativeBpp) : 0;
+    const uint8_t* native = s.NativeRow(y) + offset;
+    SQRowConvertContext ctx = s.Context();
+    ctx.srcPixelOffset = nativeOffset;
+    if (p.mode == keImageModifyWriteOnly) {
+        std::memset(buffer, 0, bytes);
+    } else if (p.convertRead && p.channelRead) {
+        try {
+            p.scratch.resize(QGDI_SpanBytes(GetBPP(p.target), count, 0));
+        } catch (const std::bad_alloc&) {
+            FreeBuffer(buffer);
+            return QERR(keQuorErrOutOfMemory);
+        }
+        p.convertRead(p.scratch.data(), native, count, ctx);
+        ctx.srcPixelOffset = 0;
+        p.channelRead(buffer, p.scratch.data(), count, ctx);
+    } else if (p.convertRead) {
+        p.convertRead(buffer, native, count, ctx);
+    } else {
+        p.channelRead(buffer, native, count, ctx);
+    }
+    e.buffer = buffer;
+    e.capacity = capacity;
+    e.offset = static_cast<uint32_t>(offset);
+    e.bytes = static_cast<uint32_t>(bytes);
+    e.x = x;
+    e.count = count;
+    e.refs = 1;
+    e.writable = modifiable;
+    ++p.held;
+    row = buffer;
+    if (pixelOffset) *pixelOffset = 0;
+    QGDI_IteratorStats().LogIteratorGetRowEx(QMM_HERE);
+    QGDI_IteratorStats().LogIteratorGetRowCopyBytesEx(bytes, QMM_HERE);
+    return CErrorAutoThrow();
+}
+
+CErrorAutoThrow CRowIteratorBands::ReleaseConvertedRow(int y) const {
+    SState& s = *m_state;
+    if (!s.storage) return QERR(keQuorErrIteratorState);
+    SQPresentation& p = s.pres;
+    if (!p.converting || y < 0 || y >= s.Height()) return CErrorAutoThrow();
+    SQConvertedRow& e = p.table[size_t(y)];
+    if (e.refs == 0 || --e.refs > 0) return CErrorAutoThrow();
+    const bool writeBack = e.writable && p.mode != keImageModifyReadOnly &&
+                           (p.channelRead ? (p.channelWrite && (!p.convertRead || p.convertWrite)) : p.convertWrite != nullptr);
+    if (writeBack) {
+        uint8_t* native = s.NativeRow(y) + e.offset;
+        SQRowConvertContext ctx = s.Context();
+        const size_t firstBit = (size_t(s.pixelOffset) + size_t(e.x)) * size_t(s.nativeBpp);
+        const int nativeOffset = s.nativeBpp < 8 ? static_cast<int>((firstBit % 8) / s.nativeBpp) : 0;
+        if (p.convertRead && p.channelRead) {
+            // The other channels come from the current pixels.
+            bool ok = true;
+            try {
+                p.scratch.resize(QGDI_SpanBytes(GetBPP(p.target), e.count, 0));
+            } catch (const std::bad_alloc&) {
+                ok = false;
+            }
+            if (ok) {
+                ctx.srcPixelOffset = nativeOffset;
+                p.convertRead(p.scratch.data(), native, e.count, ctx);
+                ctx.srcPixelOffset = 0;
+                p.channelWrite(p.scratch.data(), e.buffer, e.count, ctx);
+                ctx.dstPixelOffset = nativeOffset;
+                p.convertWrite(native, p.scratch.data(), e.count, ctx);
+            }
+        } else if (p.convertRead) {
+            ctx.dstPixelOffset = nativeOffset;
+            p.convertWrite(native, e.buffer, e.count, ctx);
+        } else {
+            p.channelWrite(native, e.buffer, e.count, ctx);
+        }
+        s.solid.store(false, std::memory_order_relaxed);
+        QGDI_IteratorStats().LogIteratorReleaseRowCopyBytesEx(e.bytes, QMM_HERE);
+    }
+    // Keep the larger buffer as the spare, so that a row loop allocates once.
+    SQConvertedRow& spare = p.table[size_t(s.Height())];
+    if (e.capacity > spare.capacity) {
+        FreeBuffer(spare.buffer);
+        spare = SQConvertedRow{};
+        spare.buffer = e.buffer;
+        spare.capacity = e.capacity;
+    } else {
+        FreeBuffer(e.buffer);
+    }
+    e = SQConvertedRow{};
+    --p.held;
+    return CErrorAutoThrow();
+}
+
+CErrorAutoThrow CRowIteratorBands::ReleaseAllRows() const {
+    SState& s = *m_state;
+    if (!s.storage) return QERR(keQuorErrIteratorState);
+    if (s.pres.converting)
+        for (int y = 0; y < s.Height() && s.pres.held > 0; ++y) {
+            SQConvertedRow& e = s.pres.table[size_t(y)];
+            if (e.refs) {
+                e.refs = 1;
+                ReleaseConvertedRow(y).Ignore();
+            }
+        }
+    QGDI_IteratorStats().LogIteratorReleaseAllRowsEx(QMM_HERE);
+    return CErrorAutoThrow();
+}
