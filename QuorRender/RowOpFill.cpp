@@ -27,17 +27,29 @@ struct TRowFill {
 
     static void Run(const CRowOpDef& def, CRowOpData& data) {
         const auto& fill = static_cast<const CRowOpDefRowFill&>(def);
-        uint8_t pixel[16];
+        alignas(16) uint8_t pixel[16];
         if constexpr (TQPixelFormat<D>::kIndexed) pixel[0] = fill.GetIndex();
         else CQPixelFormat(D).GetPixelInFormat(pixel, fill.GetColour());
-        alignas(16) uint8_t pattern[kPatternBytes];
-        for (size_t i = 0; i < kPatternBytes; i += kPixel) std::memcpy(pattern + i, pixel, kPixel);
         ForSpans<D, S>(data, [&](uint8_t* dst, const uint8_t*, int, int n) {
             // d = colour
-            const size_t bytes = static_cast<size_t>(n) * kPixel;
-            size_t i = 0;
-            for (; i + kPatternBytes <= bytes; i += kPatternBytes) std::memcpy(dst + i, pattern, kPatternBytes);
-            std::memcpy(dst + i, pattern, bytes - i);
+            if constexpr (kPixel == 1) {
+                std::memset(dst, pixel[0], static_cast<size_t>(n));
+            } else if constexpr (kPixel == 2 || kPixel == 4 || kPixel == 8) {
+                // pixels that are whole machine words: plain stores the compiler widens
+                using Word = std::conditional_t<kPixel == 2, uint16_t, std::conditional_t<kPixel == 4, uint32_t, uint64_t>>;
+                Word w;
+                std::memcpy(&w, pixel, kPixel);
+                for (int i = 0; i < n; ++i) std::memcpy(dst + static_cast<size_t>(i) * kPixel, &w, kPixel);
+            } else {
+                alignas(16) uint8_t pattern[kPatternBytes];
+                std::memcpy(pattern, pixel, kPixel);
+                for (size_t len = kPixel; len < kPatternBytes; len *= 2)
+                    std::memcpy(pattern + len, pattern, std::min(len, kPatternBytes - len));
+                const size_t bytes = static_cast<size_t>(n) * kPixel;
+                size_t i = 0;
+                for (; i + kPatternBytes <= bytes; i += kPatternBytes) std::memcpy(dst + i, pattern, kPatternBytes);
+                std::memcpy(dst + i, pattern, bytes - i);
+            }
         });
     }
 };

@@ -165,3 +165,24 @@ TEST(CatalogueProperties, StitchedTurbulenceMeetsItselfAcrossTheTileEdges) {
 }
 
 }  // namespace
+
+namespace {
+
+// The 8-bit shuffles work on whole words four pixels at a time; every length
+// must give the per-pixel rule, tail included.
+TEST(CatalogueProperties, ColourShufflesFollowThePixelRule) {
+    std::mt19937 rng(11);
+    CRowOpDefRowCopy copy;
+    for (int n : {1, 3, 4, 5, 8, 67}) {
+        const Bytes bgr = RandomBytes(rng, 3 * n);
+        Bytes bgra(4 * n), back(3 * n);
+        RunOp(copy, keFormatBGRA, bgra, keFormatBGR, &bgr);
+        for (int i = 0; i < n; ++i)
+            for (int c = 0; c < 4; ++c) ASSERT_EQ(bgra[4 * i + c], c < 3 ? bgr[3 * i + c] : 255) << n << ":" << i;
+        bgra[3] = 9;
+        RunOp(copy, keFormatBGR, back, keFormatBGRA, &bgra);
+        EXPECT_EQ(back, bgr) << n;
+    }
+}
+
+}  // namespace
