@@ -63,17 +63,21 @@ QRowOpFn FindConverter(EQPixelFormat dst, EQPixelFormat src, EQCPURequest reques
     return fn;
 }
 
-template <EQPixelFormat D, EQPixelFormat S>
-struct TNOPKernel {
-    static void Run(const CRowOpDef& def, CRowOpData& data) { QGDI_RowOpNOP(def, data); }
-};
-
 inline constexpr SQFormatPair kNOPPairs[] = {
     {keFormatIndex8, keFormatNone},    {keFormatGrey, keFormatNone},      {keFormatGreyA, keFormatNone},
     {keFormatBGR, keFormatNone},       {keFormatBGRA, keFormatNone},      {keFormatBGRxA, keFormatNone},
     {keFormatBGRA_u16, keFormatNone},  {keFormatBGRA_f32, keFormatNone},
 };
 static_assert(std::size(kNOPPairs) == 8);
+
+// Every entry is the no-op kernel itself, so that IsNOP knows a bound NOP.
+constexpr auto kNOPDict = [] {
+    std::array<SRowOpDictEntry, std::size(kNOPPairs) + 1> dict{};
+    for (size_t i = 0; i < std::size(kNOPPairs); ++i)
+        dict[i] = {kNOPPairs[i].dst, kNOPPairs[i].src, keRoVariantPlain, &QGDI_RowOpNOP};
+    dict.back() = {keFormatNone, keFormatNone, keRoVariantPlain, nullptr};
+    return dict;
+}();
 
 }  // namespace
 
@@ -144,7 +148,7 @@ QRowOpFn CRowOpDefNOP::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest r
     return RoeLookUpEntry(GetNOPDict(), dst, src, request, report);
 }
 
-const SRowOpDictEntry* GetNOPDict() noexcept { return qgdi_rowop::kDict<kNOPPairs, TNOPKernel>.data(); }
+const SRowOpDictEntry* GetNOPDict() noexcept { return kNOPDict.data(); }
 
 CRowOp::CRowOp(const CRowOpDef* def, const CRowOpData& data, EQCPURequest request, bool report) {
     (void)Attach(def, data, request, report);

@@ -113,11 +113,13 @@ struct THighPass {
         // Half scale: 128 for bytes, 32768 for words, 0.5 for floats.
         constexpr TWork<E> kHalf = kIsFloat<E> ? TWork<E>(0.5f) : TWork<E>((kFull<E> + 1) / 2);
         ForElements<D>(data, [](E* d, const E* s, int count) {
-            for (int i = 0; i < count; ++i) {
-                // d = clamp(s - d + half); alpha = s
-                const bool alpha = T::kAlpha && i % T::kChannels == T::kAlphaOffset;
-                d[i] = alpha ? s[i] : Saturate<E>(TWork<E>(s[i]) - TWork<E>(d[i]) + kHalf);
-            }
+            constexpr int kN = T::kChannels;
+            for (int i = 0; i < count; i += kN)
+                for (int c = 0; c < kN; ++c) {
+                    // d = clamp(s - d + half); alpha = s
+                    const bool alpha = T::kAlpha && c == T::kAlphaOffset;
+                    d[i + c] = alpha ? s[i + c] : Saturate<E>(TWork<E>(s[i + c]) - TWork<E>(d[i + c]) + kHalf);
+                }
         });
     }
 };

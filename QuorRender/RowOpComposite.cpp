@@ -113,6 +113,17 @@ struct TRowMaskOverSolid {
     }
 };
 
+// Runs body(i, coverage) over the pixels; without a mask the coverage is a
+// constant, so the loop carries no per-pixel branch and vectorises.
+template <class Body>
+inline void ForCoverage(const CRowOpData& data, uint32_t opacity, Body&& body) {
+    if (data.pMask) {
+        for (int i = 0; i < data.nCount; ++i) body(i, Div255(uint32_t(data.pMask[i]) * opacity));
+    } else {
+        for (int i = 0; i < data.nCount; ++i) body(i, opacity);
+    }
+}
+
 template <EQPixelFormat D, EQPixelFormat S>
 struct TRowBlendSolid {
     static void Run(const CRowOpDef& def, CRowOpData& data) {
@@ -122,8 +133,7 @@ struct TRowBlendSolid {
         E pixel[4];
         CQPixelFormat(D).GetPixelInFormat(pixel, op.GetColour());
         E* d = reinterpret_cast<E*>(data.pDst);
-        for (int i = 0; i < data.nCount; ++i) {
-            const uint32_t t = Coverage(data.pMask, i, op.GetOpacity());
+        ForCoverage(data, op.GetOpacity(), [&](int i, uint32_t t) {
             for (int c = 0; c < T::kChannels; ++c) {
                 E& v = d[i * T::kChannels + c];
                 // d = d + (P - d) t / 255
@@ -131,7 +141,7 @@ struct TRowBlendSolid {
                 else if constexpr (sizeof(E) == 1) v = E(Div255(v * (255 - t) + pixel[c] * t));
                 else v = E(Div65535(uint32_t(v) * (65535 - t * 257) + uint32_t(pixel[c]) * (t * 257)));
             }
-        }
+        });
     }
 };
 
@@ -140,11 +150,10 @@ struct TRowErase {
     static void Run(const CRowOpDef& def, CRowOpData& data) {
         using T = TQPixelFormat<D>;
         using E = typename T::Elem;
-        const uint32_t opacity = static_cast<const CRowOpDefRowErase&>(def).GetOpacity();
         E* d = reinterpret_cast<E*>(data.pDst);
-        for (int i = 0; i < data.nCount; ++i) {
+        ForCoverage(data, static_cast<const CRowOpDefRowErase&>(def).GetOpacity(), [&](int i, uint32_t t) {
             // keep = 1 - t; a = a keep (every channel when premultiplied)
-            const uint32_t keep = 255 - Coverage(data.pMask, i, opacity);
+            const uint32_t keep = 255 - t;
             for (int c = 0; c < T::kChannels; ++c) {
                 if (!T::kPremultiplied && c != T::kAlphaOffset) continue;
                 E& v = d[i * T::kChannels + c];
@@ -152,7 +161,7 @@ struct TRowErase {
                 else if constexpr (sizeof(E) == 1) v = E(Div255(v * keep));
                 else v = E(Div65535(uint32_t(v) * (keep * 257)));
             }
-        }
+        });
     }
 };
 

@@ -198,6 +198,9 @@ TEST(Binding, WithoutConversionStaysNOP) {
     EXPECT_TRUE(op.IsNOP());
     EXPECT_FALSE(op.IsConverted());
     EXPECT_FALSE(CRowOp().Attach(nullptr, data));
+    CRowOpDefNOP nop;
+    data.eDstFormat = keFormatBGRA;
+    EXPECT_TRUE(CRowOp(&nop, data).IsNOP());
 }
 
 std::vector<std::string> g_lines;
