@@ -144,10 +144,6 @@ bool CRowOpDef::Attach(CRowOp& op, const CRowOpData& data, EQCPURequest request,
 
 void CRowOpDef::Detach(CRowOp& op) const { op.SetKernel(nullptr, nullptr); }
 
-QRowOpFn CRowOpDefNOP::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
-    return RoeLookUpEntry(GetNOPDict(), dst, src, request, report);
-}
-
 const SRowOpDictEntry* GetNOPDict() noexcept { return kNOPDict.data(); }
 
 CRowOp::CRowOp(const CRowOpDef* def, const CRowOpData& data, EQCPURequest request, bool report) {

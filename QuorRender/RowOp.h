@@ -193,12 +193,24 @@ private:
 // The text of the "Missing Row Operation" diagnostic: "Type = %s\nDst = %s\nSrc = %s".
 QGDI_API std::string QGDI_MissingRowOpText(int type, EQPixelFormat dst, EQPixelFormat src);
 
-// The row-operation kind that does nothing.
-class QGDI_API CRowOpDefNOP : public CRowOpDef {
+// A kind whose kernels all come from one dictionary: copying and finding
+// are the same for every such kind and are written once here.
+template <class Derived, const SRowOpDictEntry* (*kGetDict)() noexcept>
+class TRowOpDefKind : public CRowOpDef {
 public:
-    CRowOpDefNOP() noexcept : CRowOpDef(keRoNOP, false) {}
-    CRowOpDef* Copy() const override { return new CRowOpDefNOP(*this); }
-    QRowOpFn Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const override;
+    CRowOpDef* Copy() const override { return new Derived(static_cast<const Derived&>(*this)); }
+    QRowOpFn Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const override {
+        return RoeLookUpEntry(kGetDict(), dst, src, request, report);
+    }
+
+protected:
+    using CRowOpDef::CRowOpDef;
 };
 
 QGDI_API const SRowOpDictEntry* GetNOPDict() noexcept;
+
+// The row-operation kind that does nothing.
+class QGDI_API CRowOpDefNOP : public TRowOpDefKind<CRowOpDefNOP, GetNOPDict> {
+public:
+    CRowOpDefNOP() noexcept : TRowOpDefKind(keRoNOP, false) {}
+};

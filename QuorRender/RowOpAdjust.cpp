@@ -135,7 +135,7 @@ struct TRowReplaceColor {
 }  // namespace
 
 CRowOpDefRowRGBAdjust::CRowOpDefRowRGBAdjust(const double gain[3], const double offset[3]) noexcept
-    : CRowOpDef(keRoRowRGBAdjust) {
+    : TRowOpDefKind(keRoRowRGBAdjust) {
     for (int c = 0; c < 3; ++c) {
         m_dGain[c] = gain ? std::clamp(gain[c], 0.0, 64.0) : 1.0;
         m_dOffset[c] = offset ? std::clamp(offset[c], -1.0, 1.0) : 0.0;
@@ -147,17 +147,4 @@ const SRowOpDictEntry* GetRowRGBAdjustDict() noexcept { return qgdi_rowop::kDict
 const SRowOpDictEntry* GetRowKodalithDict() noexcept { return qgdi_rowop::kDict<kKodalithPairs, TRowKodalith>.data(); }
 const SRowOpDictEntry* GetRowReplaceColorDict() noexcept {
     return qgdi_rowop::kDict<kReplaceColorPairs, TRowReplaceColor>.data();
-}
-
-QRowOpFn CRowOpDefRowInvert::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
-    return RoeLookUpEntry(GetRowInvertDict(), dst, src, request, report);
-}
-QRowOpFn CRowOpDefRowRGBAdjust::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
-    return RoeLookUpEntry(GetRowRGBAdjustDict(), dst, src, request, report);
-}
-QRowOpFn CRowOpDefRowKodalith::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
-    return RoeLookUpEntry(GetRowKodalithDict(), dst, src, request, report);
-}
-QRowOpFn CRowOpDefRowReplaceColor::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
-    return RoeLookUpEntry(GetRowReplaceColorDict(), dst, src, request, report);
 }

@@ -4,22 +4,25 @@
 // adjustments.
 #include "QuorRender/RowOp.h"
 
+QGDI_API const SRowOpDictEntry* GetRowInvertDict() noexcept;
+QGDI_API const SRowOpDictEntry* GetRowRGBAdjustDict() noexcept;
+QGDI_API const SRowOpDictEntry* GetRowKodalithDict() noexcept;
+QGDI_API const SRowOpDictEntry* GetRowReplaceColorDict() noexcept;
+QGDI_API const SRowOpDictEntry* GetRowHSLAdjustDict() noexcept;
+QGDI_API const SRowOpDictEntry* GetRowHSLCopyChannelDict() noexcept;
+
 // c' = full - c on the colour channels, alpha kept (premultiplied: c' = a - c).
-class QGDI_API CRowOpDefRowInvert : public CRowOpDef {
+class QGDI_API CRowOpDefRowInvert : public TRowOpDefKind<CRowOpDefRowInvert, GetRowInvertDict> {
 public:
-    CRowOpDefRowInvert() noexcept : CRowOpDef(keRoRowInvert) {}
-    CRowOpDef* Copy() const override { return new CRowOpDefRowInvert(*this); }
-    QRowOpFn Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const override;
+    CRowOpDefRowInvert() noexcept : TRowOpDefKind(keRoRowInvert) {}
 };
 
 // c' = clamp(gain[c] c + offset[c] full) for red, green and blue (index 0, 1, 2),
 // on straight colour; gains limited to 0..64, offsets to -1..1.
-class QGDI_API CRowOpDefRowRGBAdjust : public CRowOpDef {
+class QGDI_API CRowOpDefRowRGBAdjust : public TRowOpDefKind<CRowOpDefRowRGBAdjust, GetRowRGBAdjustDict> {
 public:
-    CRowOpDefRowRGBAdjust() noexcept : CRowOpDef(keRoRowRGBAdjust) {}
+    CRowOpDefRowRGBAdjust() noexcept : TRowOpDefKind(keRoRowRGBAdjust) {}
     CRowOpDefRowRGBAdjust(const double gain[3], const double offset[3]) noexcept;
-    CRowOpDef* Copy() const override { return new CRowOpDefRowRGBAdjust(*this); }
-    QRowOpFn Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const override;
     double GetGain(int channel) const noexcept { return channel >= 0 && channel < 3 ? m_dGain[channel] : 1; }
     double GetOffset(int channel) const noexcept { return channel >= 0 && channel < 3 ? m_dOffset[channel] : 0; }
 
@@ -30,12 +33,10 @@ private:
 
 // Lith film: every colour channel becomes full when the luminance reaches the
 // threshold (0..255 of full scale) and 0 below it; alpha kept.
-class QGDI_API CRowOpDefRowKodalith : public CRowOpDef {
+class QGDI_API CRowOpDefRowKodalith : public TRowOpDefKind<CRowOpDefRowKodalith, GetRowKodalithDict> {
 public:
     explicit CRowOpDefRowKodalith(uint8_t threshold = 128) noexcept
-        : CRowOpDef(keRoRowAdjustMox), m_nThreshold(threshold) {}
-    CRowOpDef* Copy() const override { return new CRowOpDefRowKodalith(*this); }
-    QRowOpFn Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const override;
+        : TRowOpDefKind(keRoRowAdjustMox), m_nThreshold(threshold) {}
     uint8_t GetThreshold() const noexcept { return m_nThreshold; }
 
 private:
@@ -44,12 +45,10 @@ private:
 
 // Pixels whose colour lies within `tolerance` (0..255, per channel) of `from`
 // take the colour `to`; alpha kept. Colours have red in the low byte.
-class QGDI_API CRowOpDefRowReplaceColor : public CRowOpDef {
+class QGDI_API CRowOpDefRowReplaceColor : public TRowOpDefKind<CRowOpDefRowReplaceColor, GetRowReplaceColorDict> {
 public:
     CRowOpDefRowReplaceColor(uint32_t from = 0, uint32_t to = 0, uint8_t tolerance = 0) noexcept
-        : CRowOpDef(keRoRowReplaceColor), m_nFrom(from), m_nTo(to), m_nTolerance(tolerance) {}
-    CRowOpDef* Copy() const override { return new CRowOpDefRowReplaceColor(*this); }
-    QRowOpFn Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const override;
+        : TRowOpDefKind(keRoRowReplaceColor), m_nFrom(from), m_nTo(to), m_nTolerance(tolerance) {}
     uint32_t GetFrom() const noexcept { return m_nFrom; }
     uint32_t GetTo() const noexcept { return m_nTo; }
     uint8_t GetTolerance() const noexcept { return m_nTolerance; }
@@ -62,12 +61,10 @@ private:
 // In hue, saturation, lightness: h' = h + hue (degrees); s' and l' move towards
 // 1 by the fraction saturation (or lightness) when it is positive and towards
 // 0 when negative (both -1..1). Alpha kept.
-class QGDI_API CRowOpDefRowHSLAdjust : public CRowOpDef {
+class QGDI_API CRowOpDefRowHSLAdjust : public TRowOpDefKind<CRowOpDefRowHSLAdjust, GetRowHSLAdjustDict> {
 public:
     CRowOpDefRowHSLAdjust(double hue = 0, double saturation = 0, double lightness = 0) noexcept
-        : CRowOpDef(keRoRowHSLAdjust), m_dHue(hue), m_dSaturation(saturation), m_dLightness(lightness) {}
-    CRowOpDef* Copy() const override { return new CRowOpDefRowHSLAdjust(*this); }
-    QRowOpFn Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const override;
+        : TRowOpDefKind(keRoRowHSLAdjust), m_dHue(hue), m_dSaturation(saturation), m_dLightness(lightness) {}
     double GetHue() const noexcept { return m_dHue; }
     double GetSaturation() const noexcept { return m_dSaturation; }
     double GetLightness() const noexcept { return m_dLightness; }
@@ -84,21 +81,12 @@ enum EQHSLChannel : int32_t {
 
 // The destination takes one of hue, saturation or lightness from the source
 // and keeps the other two; alpha kept.
-class QGDI_API CRowOpDefRowHSLCopyChannel : public CRowOpDef {
+class QGDI_API CRowOpDefRowHSLCopyChannel : public TRowOpDefKind<CRowOpDefRowHSLCopyChannel, GetRowHSLCopyChannelDict> {
 public:
     explicit CRowOpDefRowHSLCopyChannel(EQHSLChannel channel = keHSLHue) noexcept
-        : CRowOpDef(keRoRowHSLCopyChannel), m_eChannel(channel) {}
-    CRowOpDef* Copy() const override { return new CRowOpDefRowHSLCopyChannel(*this); }
-    QRowOpFn Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const override;
+        : TRowOpDefKind(keRoRowHSLCopyChannel), m_eChannel(channel) {}
     EQHSLChannel GetChannel() const noexcept { return m_eChannel; }
 
 private:
     EQHSLChannel m_eChannel;
 };
-
-QGDI_API const SRowOpDictEntry* GetRowInvertDict() noexcept;
-QGDI_API const SRowOpDictEntry* GetRowRGBAdjustDict() noexcept;
-QGDI_API const SRowOpDictEntry* GetRowKodalithDict() noexcept;
-QGDI_API const SRowOpDictEntry* GetRowReplaceColorDict() noexcept;
-QGDI_API const SRowOpDictEntry* GetRowHSLAdjustDict() noexcept;
-QGDI_API const SRowOpDictEntry* GetRowHSLCopyChannelDict() noexcept;

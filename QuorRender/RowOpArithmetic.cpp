@@ -132,16 +132,3 @@ const SRowOpDictEntry* GetRowArithmeticDict() noexcept {
 const SRowOpDictEntry* GetRowMulEqualDict() noexcept { return qgdi_rowop::kDict<kMulPlusPairs, TRowMulEqual>.data(); }
 const SRowOpDictEntry* GetRowPlusEqualDict() noexcept { return qgdi_rowop::kDict<kMulPlusPairs, TRowPlusEqual>.data(); }
 const SRowOpDictEntry* GetHighPassDict() noexcept { return qgdi_rowop::kDict<kHighPassPairs, THighPass>.data(); }
-
-QRowOpFn CRowOpDefRowArithmetic::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
-    return RoeLookUpEntry(GetRowArithmeticDict(), dst, src, request, report);
-}
-QRowOpFn CRowOpDefRowMulEqual::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
-    return RoeLookUpEntry(GetRowMulEqualDict(), dst, src, request, report);
-}
-QRowOpFn CRowOpDefRowPlusEqual::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
-    return RoeLookUpEntry(GetRowPlusEqualDict(), dst, src, request, report);
-}
-QRowOpFn CRowOpDefHighPass::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
-    return RoeLookUpEntry(GetHighPassDict(), dst, src, request, report);
-}

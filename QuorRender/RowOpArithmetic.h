@@ -2,15 +2,18 @@
 // Channel arithmetic between a destination row and a source row of the same format.
 #include "QuorRender/RowOp.h"
 
+QGDI_API const SRowOpDictEntry* GetRowArithmeticDict() noexcept;
+QGDI_API const SRowOpDictEntry* GetRowMulEqualDict() noexcept;
+QGDI_API const SRowOpDictEntry* GetRowPlusEqualDict() noexcept;
+QGDI_API const SRowOpDictEntry* GetHighPassDict() noexcept;
+
 // r = k1 s d + k2 s + k3 d + k4 on every channel, values in 0..1, clamped;
 // premultiplied colour is also clamped to its alpha (SVG's arithmetic composite).
 // The constants are limited to +-16.
-class QGDI_API CRowOpDefRowArithmetic : public CRowOpDef {
+class QGDI_API CRowOpDefRowArithmetic : public TRowOpDefKind<CRowOpDefRowArithmetic, GetRowArithmeticDict> {
 public:
     CRowOpDefRowArithmetic(double k1 = 0, double k2 = 0, double k3 = 0, double k4 = 0) noexcept
-        : CRowOpDef(keRoRowArithmetic), m_k{k1, k2, k3, k4} {}
-    CRowOpDef* Copy() const override { return new CRowOpDefRowArithmetic(*this); }
-    QRowOpFn Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const override;
+        : TRowOpDefKind(keRoRowArithmetic), m_k{k1, k2, k3, k4} {}
     double GetK(int i) const noexcept { return i >= 0 && i < 4 ? m_k[i] : 0; }
 
 private:
@@ -18,31 +21,20 @@ private:
 };
 
 // d = d s on every channel, alpha included (s read as a fraction of full scale).
-class QGDI_API CRowOpDefRowMulEqual : public CRowOpDef {
+class QGDI_API CRowOpDefRowMulEqual : public TRowOpDefKind<CRowOpDefRowMulEqual, GetRowMulEqualDict> {
 public:
-    CRowOpDefRowMulEqual() noexcept : CRowOpDef(keRoRowMulEqual) {}
-    CRowOpDef* Copy() const override { return new CRowOpDefRowMulEqual(*this); }
-    QRowOpFn Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const override;
+    CRowOpDefRowMulEqual() noexcept : TRowOpDefKind(keRoRowMulEqual) {}
 };
 
 // d = min(full, d + s) on every channel, alpha included.
-class QGDI_API CRowOpDefRowPlusEqual : public CRowOpDef {
+class QGDI_API CRowOpDefRowPlusEqual : public TRowOpDefKind<CRowOpDefRowPlusEqual, GetRowPlusEqualDict> {
 public:
-    CRowOpDefRowPlusEqual() noexcept : CRowOpDef(keRoRowPlusEqual) {}
-    CRowOpDef* Copy() const override { return new CRowOpDefRowPlusEqual(*this); }
-    QRowOpFn Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const override;
+    CRowOpDefRowPlusEqual() noexcept : TRowOpDefKind(keRoRowPlusEqual) {}
 };
 
 // The high-pass step after a blur: the destination holds the blurred image,
 // the source the original. d = clamp(s - d + half) on colour, alpha = the source's.
-class QGDI_API CRowOpDefHighPass : public CRowOpDef {
+class QGDI_API CRowOpDefHighPass : public TRowOpDefKind<CRowOpDefHighPass, GetHighPassDict> {
 public:
-    CRowOpDefHighPass() noexcept : CRowOpDef(keRoHighPass) {}
-    CRowOpDef* Copy() const override { return new CRowOpDefHighPass(*this); }
-    QRowOpFn Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const override;
+    CRowOpDefHighPass() noexcept : TRowOpDefKind(keRoHighPass) {}
 };
-
-QGDI_API const SRowOpDictEntry* GetRowArithmeticDict() noexcept;
-QGDI_API const SRowOpDictEntry* GetRowMulEqualDict() noexcept;
-QGDI_API const SRowOpDictEntry* GetRowPlusEqualDict() noexcept;
-QGDI_API const SRowOpDictEntry* GetHighPassDict() noexcept;

@@ -178,16 +178,3 @@ const SRowOpDictEntry* GetChannelConstantDict() noexcept {
 const SRowOpDictEntry* GetChannelLinearDict() noexcept {
     return qgdi_rowop::kDict<kChannelLinearPairs, TChannelLinear>.data();
 }
-
-QRowOpFn CRowOpDefChannelGet::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
-    return RoeLookUpEntry(GetChannelGetDict(), dst, src, request, report);
-}
-QRowOpFn CRowOpDefChannelSet::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
-    return RoeLookUpEntry(GetChannelSetDict(), dst, src, request, report);
-}
-QRowOpFn CRowOpDefChannelConstant::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
-    return RoeLookUpEntry(GetChannelConstantDict(), dst, src, request, report);
-}
-QRowOpFn CRowOpDefChannelLinear::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
-    return RoeLookUpEntry(GetChannelLinearDict(), dst, src, request, report);
-}

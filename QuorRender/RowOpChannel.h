@@ -3,14 +3,17 @@
 // one, setting channels to a constant, and a linear map of channels.
 #include "QuorRender/RowOp.h"
 
+QGDI_API const SRowOpDictEntry* GetChannelGetDict() noexcept;
+QGDI_API const SRowOpDictEntry* GetChannelSetDict() noexcept;
+QGDI_API const SRowOpDictEntry* GetChannelConstantDict() noexcept;
+QGDI_API const SRowOpDictEntry* GetChannelLinearDict() noexcept;
+
 // Grey d = s[channel] of the straight source colour; the grey channel of a
 // colour source is its luminance, a missing alpha reads opaque.
-class QGDI_API CRowOpDefChannelGet : public CRowOpDef {
+class QGDI_API CRowOpDefChannelGet : public TRowOpDefKind<CRowOpDefChannelGet, GetChannelGetDict> {
 public:
     explicit CRowOpDefChannelGet(EQChannel channel = keChannelGrey) noexcept
-        : CRowOpDef(keRoChannelGet), m_eChannel(channel) {}
-    CRowOpDef* Copy() const override { return new CRowOpDefChannelGet(*this); }
-    QRowOpFn Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const override;
+        : TRowOpDefKind(keRoChannelGet), m_eChannel(channel) {}
     EQChannel GetChannel() const noexcept { return m_eChannel; }
 
 private:
@@ -19,12 +22,10 @@ private:
 
 // d[channel] = grey s; writing the grey channel of a colour row sets blue,
 // green and red alike. A channel the destination lacks leaves it unchanged.
-class QGDI_API CRowOpDefChannelSet : public CRowOpDef {
+class QGDI_API CRowOpDefChannelSet : public TRowOpDefKind<CRowOpDefChannelSet, GetChannelSetDict> {
 public:
     explicit CRowOpDefChannelSet(EQChannel channel = keChannelGrey) noexcept
-        : CRowOpDef(keRoChannelSet), m_eChannel(channel) {}
-    CRowOpDef* Copy() const override { return new CRowOpDefChannelSet(*this); }
-    QRowOpFn Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const override;
+        : TRowOpDefKind(keRoChannelSet), m_eChannel(channel) {}
     EQChannel GetChannel() const noexcept { return m_eChannel; }
 
 private:
@@ -32,12 +33,10 @@ private:
 };
 
 // d[c] = k for every stored channel c in the set; k in 0..1 of full scale.
-class QGDI_API CRowOpDefChannelConstant : public CRowOpDef {
+class QGDI_API CRowOpDefChannelConstant : public TRowOpDefKind<CRowOpDefChannelConstant, GetChannelConstantDict> {
 public:
     CRowOpDefChannelConstant(EQChannelSet channels = keChannelSetAlpha, double value = 1.0) noexcept
-        : CRowOpDef(keRoChannelConstant), m_eChannels(channels), m_dValue(value) {}
-    CRowOpDef* Copy() const override { return new CRowOpDefChannelConstant(*this); }
-    QRowOpFn Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const override;
+        : TRowOpDefKind(keRoChannelConstant), m_eChannels(channels), m_dValue(value) {}
     EQChannelSet GetChannels() const noexcept { return m_eChannels; }
     double GetValue() const noexcept { return m_dValue; }
 
@@ -48,13 +47,11 @@ private:
 
 // d[c] = clamp(scale d[c] + offset) for every stored channel c in the set;
 // offset in units of full scale. Scale is limited to +-64 and offset to +-64.
-class QGDI_API CRowOpDefChannelLinear : public CRowOpDef {
+class QGDI_API CRowOpDefChannelLinear : public TRowOpDefKind<CRowOpDefChannelLinear, GetChannelLinearDict> {
 public:
     CRowOpDefChannelLinear(EQChannelSet channels = keChannelSetAllButAlpha, double scale = 1.0,
                            double offset = 0.0) noexcept
-        : CRowOpDef(keRoChannelLinear), m_eChannels(channels), m_dScale(scale), m_dOffset(offset) {}
-    CRowOpDef* Copy() const override { return new CRowOpDefChannelLinear(*this); }
-    QRowOpFn Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const override;
+        : TRowOpDefKind(keRoChannelLinear), m_eChannels(channels), m_dScale(scale), m_dOffset(offset) {}
     EQChannelSet GetChannels() const noexcept { return m_eChannels; }
     double GetScale() const noexcept { return m_dScale; }
     double GetOffset() const noexcept { return m_dOffset; }
@@ -64,8 +61,3 @@ private:
     double m_dScale;
     double m_dOffset;
 };
-
-QGDI_API const SRowOpDictEntry* GetChannelGetDict() noexcept;
-QGDI_API const SRowOpDictEntry* GetChannelSetDict() noexcept;
-QGDI_API const SRowOpDictEntry* GetChannelConstantDict() noexcept;
-QGDI_API const SRowOpDictEntry* GetChannelLinearDict() noexcept;

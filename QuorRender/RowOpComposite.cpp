@@ -199,17 +199,3 @@ const SRowOpDictEntry* GetRowEraseDict() noexcept { return qgdi_rowop::kDict<kEr
 const SRowOpDictEntry* GetRowBlendIndexedBGRADict() noexcept {
     return qgdi_rowop::kDict<kBlendIndexedPairs, TRowBlendIndexedBGRA>.data();
 }
-
-QRowOpFn CRowOpDefRowMaskOverSolid::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
-    return RoeLookUpEntry(GetRowMaskOverSolidDict(), dst, src, request, report);
-}
-QRowOpFn CRowOpDefRowBlendSolid::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
-    return RoeLookUpEntry(GetRowBlendSolidDict(), dst, src, request, report);
-}
-QRowOpFn CRowOpDefRowErase::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
-    return RoeLookUpEntry(GetRowEraseDict(), dst, src, request, report);
-}
-QRowOpFn CRowOpDefRowBlendIndexedBGRA::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request,
-                                            bool report) const {
-    return RoeLookUpEntry(GetRowBlendIndexedBGRADict(), dst, src, request, report);
-}

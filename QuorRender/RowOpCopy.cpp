@@ -126,10 +126,6 @@ constexpr auto& kRowCopyDict = qgdi_rowop::kDict<kRowCopyPairs, TRowCopy>;
 
 const SRowOpDictEntry* GetRowCopyDict() noexcept { return kRowCopyDict.data(); }
 
-QRowOpFn CRowOpDefRowCopy::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
-    return RoeLookUpEntry(GetRowCopyDict(), dst, src, request, report);
-}
-
 QRowOpFn CRowOpDefConvert::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
     QRowOpFn fn = RoeLookUpEntry(GetRowCopyDict(), dst, src, request, false);
     return fn != &QGDI_RowOpNOP ? fn : RoeLookUpEntry(GetRowCopyIndexedDict(), dst, src, request, report);

@@ -98,12 +98,3 @@ const SRowOpDictEntry* GetRowCopyIndexedDict() noexcept {
 const SRowOpDictEntry* GetRowCopyPalettedWithTransparencyIndexDict() noexcept {
     return qgdi_rowop::kDict<kPalettedPairs, TRowCopyPaletted>.data();
 }
-
-QRowOpFn CRowOpDefRowCopyIndexed::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
-    return RoeLookUpEntry(GetRowCopyIndexedDict(), dst, src, request, report);
-}
-
-QRowOpFn CRowOpDefRowCopyPalettedWithTransparencyIndex::Find(EQPixelFormat dst, EQPixelFormat src,
-                                                             EQCPURequest request, bool report) const {
-    return RoeLookUpEntry(GetRowCopyPalettedWithTransparencyIndexDict(), dst, src, request, report);
-}

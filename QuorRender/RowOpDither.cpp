@@ -59,7 +59,3 @@ struct TRowDither {
 }  // namespace
 
 const SRowOpDictEntry* GetRowDitherDict() noexcept { return qgdi_rowop::kDict<kDitherPairs, TRowDither>.data(); }
-
-QRowOpFn CRowOpDefRowDither::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
-    return RoeLookUpEntry(GetRowDitherDict(), dst, src, request, report);
-}

@@ -1,5 +1,7 @@
 #include "QuorRender/RowOpFill.h"
 
+#include <cwchar>
+
 #include "QuorRender/internal/PixelMath.h"
 #include "QuorRender/internal/RowOpDict.h"
 
@@ -39,6 +41,15 @@ struct TRowFill {
                 using Word = std::conditional_t<kPixel == 2, uint16_t, std::conditional_t<kPixel == 4, uint32_t, uint64_t>>;
                 Word w;
                 std::memcpy(&w, pixel, kPixel);
+                if constexpr (sizeof(wchar_t) == kPixel) {
+                    // The C library's wide-character fill is its widest store loop.
+                    if (reinterpret_cast<uintptr_t>(dst) % alignof(wchar_t) == 0) {
+                        wchar_t c;
+                        std::memcpy(&c, &w, kPixel);
+                        std::wmemset(reinterpret_cast<wchar_t*>(dst), c, static_cast<size_t>(n));
+                        return;
+                    }
+                }
                 for (int i = 0; i < n; ++i) std::memcpy(dst + static_cast<size_t>(i) * kPixel, &w, kPixel);
             } else {
                 alignas(16) uint8_t pattern[kPatternBytes];
@@ -57,7 +68,3 @@ struct TRowFill {
 }  // namespace
 
 const SRowOpDictEntry* GetRowFillDict() noexcept { return qgdi_rowop::kDict<kFillPairs, TRowFill>.data(); }
-
-QRowOpFn CRowOpDefRowFill::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
-    return RoeLookUpEntry(GetRowFillDict(), dst, src, request, report);
-}

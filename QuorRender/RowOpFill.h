@@ -2,14 +2,14 @@
 // Solid colour fills.
 #include "QuorRender/RowOp.h"
 
+QGDI_API const SRowOpDictEntry* GetRowFillDict() noexcept;
+
 // d = colour: the colour (red in the low byte, then green, blue, alpha) in the
 // destination's format, or the palette index for indexed rows.
-class QGDI_API CRowOpDefRowFill : public CRowOpDef {
+class QGDI_API CRowOpDefRowFill : public TRowOpDefKind<CRowOpDefRowFill, GetRowFillDict> {
 public:
     explicit CRowOpDefRowFill(uint32_t colour = 0xFF000000u, uint8_t index = 0) noexcept
-        : CRowOpDef(keRoRowFill), m_nColour(colour), m_nIndex(index) {}
-    CRowOpDef* Copy() const override { return new CRowOpDefRowFill(*this); }
-    QRowOpFn Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const override;
+        : TRowOpDefKind(keRoRowFill), m_nColour(colour), m_nIndex(index) {}
 
     uint32_t GetColour() const noexcept { return m_nColour; }
     void SetColour(uint32_t colour) noexcept { m_nColour = colour; }
@@ -20,5 +20,3 @@ private:
     uint32_t m_nColour;
     uint8_t m_nIndex;
 };
-
-QGDI_API const SRowOpDictEntry* GetRowFillDict() noexcept;

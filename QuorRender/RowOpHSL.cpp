@@ -39,8 +39,8 @@ SHSL ToHSL(float r, float g, float b) noexcept {
 
 // Channel of hue offset t (in turns) for chroma c around lightness l.
 float FromHue(float h, float c, float l, float t) noexcept {
-    float k = std::fmod((h + t) * 6, 6.0f);
-    if (k < 0) k += 6;
+    float k = (h + t) * 6;
+    k -= 6 * std::floor(k * (1.0f / 6));
     // 1 within a sixth of a turn of the channel's own hue, 0 from a third away, linear between
     const float ramp = std::clamp(std::fabs(k - 3) - 1, 0.0f, 1.0f);
     return l + c * (ramp - 0.5f);
@@ -113,12 +113,4 @@ struct TRowHSLCopyChannel {
 const SRowOpDictEntry* GetRowHSLAdjustDict() noexcept { return qgdi_rowop::kDict<kHSLAdjustPairs, TRowHSLAdjust>.data(); }
 const SRowOpDictEntry* GetRowHSLCopyChannelDict() noexcept {
     return qgdi_rowop::kDict<kHSLCopyPairs, TRowHSLCopyChannel>.data();
-}
-
-QRowOpFn CRowOpDefRowHSLAdjust::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
-    return RoeLookUpEntry(GetRowHSLAdjustDict(), dst, src, request, report);
-}
-QRowOpFn CRowOpDefRowHSLCopyChannel::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request,
-                                          bool report) const {
-    return RoeLookUpEntry(GetRowHSLCopyChannelDict(), dst, src, request, report);
 }

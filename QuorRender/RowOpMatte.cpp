@@ -110,11 +110,3 @@ struct TRowDematte {
 const SRowOpDictEntry* GetRowMatteDict() noexcept { return qgdi_rowop::kDict<kMattePairs, TRowMatte>.data(); }
 
 const SRowOpDictEntry* GetRowDematteDict() noexcept { return qgdi_rowop::kDict<kDemattePairs, TRowDematte>.data(); }
-
-QRowOpFn CRowOpDefRowMatte::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
-    return RoeLookUpEntry(GetRowMatteDict(), dst, src, request, report);
-}
-
-QRowOpFn CRowOpDefRowDematte::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
-    return RoeLookUpEntry(GetRowDematteDict(), dst, src, request, report);
-}

@@ -83,7 +83,3 @@ struct TRowNoise {
 }  // namespace
 
 const SRowOpDictEntry* GetRowNoiseDict() noexcept { return qgdi_rowop::kDict<kNoisePairs, TRowNoise>.data(); }
-
-QRowOpFn CRowOpDefRowNoise::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
-    return RoeLookUpEntry(GetRowNoiseDict(), dst, src, request, report);
-}

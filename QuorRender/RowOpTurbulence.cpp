@@ -52,7 +52,7 @@ struct TRowTurbulence {
 CRowOpDefRowTurbulence::CRowOpDefRowTurbulence(double baseFrequencyX, double baseFrequencyY, int octaves,
                                                int32_t seed, bool fractalNoise, bool stitchTiles, double tileX,
                                                double tileY, double tileWidth, double tileHeight)
-    : CRowOpDef(keRoRowTurbulence),
+    : TRowOpDefKind(keRoRowTurbulence),
       m_dFrequencyX(std::max(0.0, baseFrequencyX)),
       m_dFrequencyY(std::max(0.0, baseFrequencyY)),
       m_nOctaves(std::clamp(octaves, 0, 32)),
@@ -133,8 +133,4 @@ double CRowOpDefRowTurbulence::Evaluate(int channel, double x, double y) const n
 
 const SRowOpDictEntry* GetRowTurbulenceDict() noexcept {
     return qgdi_rowop::kDict<kTurbulencePairs, TRowTurbulence>.data();
-}
-
-QRowOpFn CRowOpDefRowTurbulence::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
-    return RoeLookUpEntry(GetRowTurbulenceDict(), dst, src, request, report);
 }

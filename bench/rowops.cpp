@@ -283,7 +283,7 @@ public:
         bool header = false;
         for (const auto& [name, rate] : m_rates) {
             const size_t at = name.rfind("/ours");
-            if (at == std::string::npos) continue;
+            if (at == std::string::npos || at + 5 != name.size()) continue;
             const std::string base = name.substr(0, at);
             const auto peer = m_rates.find(base + "/pixman");
             if (peer == m_rates.end() || peer->second <= 0) continue;
