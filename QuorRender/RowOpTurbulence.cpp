@@ -88,7 +88,13 @@ CRowOpDefRowTurbulence::CRowOpDefRowTurbulence(double baseFrequencyX, double bas
 }
 
 double CRowOpDefRowTurbulence::Noise2(int channel, double x, double y, const SStitch* stitch) const noexcept {
-    const double tx = x + kPerlinOffset, ty = y + kPerlinOffset;
+    double tx = x + kPerlinOffset, ty = y + kPerlinOffset;
+    if (!std::isfinite(tx) || !std::isfinite(ty)) return 0;
+    // The lattice repeats every 256 cells, so coordinates too large for an int
+    // are brought back by whole periods (a far-off stitch tile cannot be met there).
+    constexpr double kLimit = 1 << 30;
+    if (std::fabs(tx) >= kLimit) tx = std::fmod(tx, 256.0) + kPerlinOffset;
+    if (std::fabs(ty) >= kLimit) ty = std::fmod(ty, 256.0) + kPerlinOffset;
     int bx0 = static_cast<int>(tx), by0 = static_cast<int>(ty);
     int bx1 = bx0 + 1, by1 = by0 + 1;
     const double rx0 = tx - static_cast<int>(tx), ry0 = ty - static_cast<int>(ty);

@@ -4,6 +4,7 @@
 // is where out-of-bounds reads and undefined arithmetic show up.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <functional>
 #include <memory>
 #include <string>
@@ -162,6 +163,12 @@ TEST(CatalogueProperties, StitchedTurbulenceMeetsItselfAcrossTheTileEdges) {
             differs += std::abs(loose.Evaluate(ch, 64, t) - loose.Evaluate(ch, 0, t)) > 1e-3;
         }
     EXPECT_GT(differs, 8);
+    // Far-off points and absurd frequencies stay defined.
+    CRowOpDefRowTurbulence wild(1e7, 1e9, 2, 3, true);
+    for (double x : {1e12, -1e15, 3.0}) {
+        const double v = wild.Evaluate(1, x, 7);
+        EXPECT_TRUE(std::isfinite(v)) << x;
+    }
 }
 
 }  // namespace
