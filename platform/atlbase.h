@@ -2,6 +2,7 @@
 // The COM vocabulary the memory-manager handles use: interface ids, IUnknown and
 // the ATL smart pointers CComPtr / CComQIPtr.
 #include <cstring>
+#include <memory>
 #include <utility>
 
 #include "platform/windef.h"
@@ -54,7 +55,7 @@ public:
     }
     CComPtr& operator=(const CComPtr& o) noexcept { return *this = o.p; }
     CComPtr& operator=(CComPtr&& o) noexcept {
-        if (this != &o) { Release(); p = std::exchange(o.p, nullptr); }
+        if (this != std::addressof(o)) { Release(); p = std::exchange(o.p, nullptr); }
         return *this;
     }
     void Release() noexcept {

@@ -6,3 +6,5 @@
 #include "platform/timer.h"
 #include "platform/uithread.h"
 #include "platform/windef.h"
+#include "platform/clipboard.h"
+#include "platform/devicecontext.h"

@@ -1,6 +1,8 @@
 #pragma once
 #include <cstdint>
 
+#include "qerror/qerror_export.h"
+
 // Result codes shared by the editor's libraries. Callers compare against the
 // numbers, so the values are fixed; codes not named here (a palette file's
 // 312 or 528, say) are still valid QuorErrorCode values.
@@ -17,4 +19,4 @@ enum QuorErrorCode : int32_t {
 };
 
 // A short English description of a code ("cancelled", "out of memory" ...).
-const char* QuorErrorText(QuorErrorCode code) noexcept;
+QERROR_API const char* QuorErrorText(QuorErrorCode code) noexcept;

@@ -68,15 +68,7 @@ CErrorAutoThrow CDibIterator::CreateStorage(int width, int height, EQPixelFormat
         CLockAccessor lock(block);
         auto* p = static_cast<uint8_t*>(lock.Lock(QMM_HERE));
         if (!p) return QERR(keQuorErrOutOfMemory);
-        BITMAPINFOHEADER h{};
-        h.biSize = sizeof(BITMAPINFOHEADER);
-        h.biWidth = width;
-        h.biHeight = height;
-        h.biPlanes = 1;
-        h.biBitCount = static_cast<WORD>(bpp);
-        h.biCompression = BI_RGB;
-        h.biSizeImage = static_cast<DWORD>(std::min<size_t>(stride * size_t(height), UINT32_MAX));
-        h.biClrUsed = static_cast<DWORD>(slots);
+        const BITMAPINFOHEADER h = QGDI_MakeDibHeader(width, height, bpp, slots);
         std::memcpy(p, &h, sizeof h);
         if (paletteCount > 0) std::memcpy(p + header, palette, size_t(paletteCount) * 4);
     }

@@ -59,6 +59,16 @@ SQRowConvertContext CRowIteratorBands::SState::Context() const noexcept {
     return c;
 }
 
+void CRowIteratorBands::SState::CopyAttributes(const SState& from) noexcept {
+    std::memcpy(palette, from.palette, sizeof palette);
+    paletteCount = from.paletteCount;
+    solid.store(from.solid.load(std::memory_order_relaxed), std::memory_order_relaxed);
+    solidColour = from.solidColour;
+    colorSpec = from.colorSpec;
+    masks[0] = from.masks[0];
+    masks[1] = from.masks[1];
+}
+
 // ---------------------------------------------------------------------------
 
 CRowIteratorBands::CRowIteratorBands() noexcept : m_state(new SState) {}
@@ -204,14 +214,8 @@ CErrorAutoThrow CRowIteratorBands::Attach(const CRowIteratorBands& other, const 
                             size_t(request.left - o.rect.left) * size_t(o.nativeBpp);
     s.columnByte = firstBit / 8;
     s.pixelOffset = o.nativeBpp < 8 ? static_cast<int>((firstBit % 8) / o.nativeBpp) : 0;
-    std::memcpy(s.palette, o.palette, sizeof s.palette);
-    s.paletteCount = o.paletteCount;
+    s.CopyAttributes(o);
     s.writablePalette = o.writablePalette;
-    s.solid.store(o.solid.load(std::memory_order_relaxed), std::memory_order_relaxed);
-    s.solidColour = o.solidColour;
-    s.colorSpec = o.colorSpec;
-    s.masks[0] = o.masks[0];
-    s.masks[1] = o.masks[1];
     s.pres.target = s.pres.format = s.native;
     // Carry the presentation over, converters included.
     if (o.pres.converting) {
@@ -467,21 +471,18 @@ const uint8_t* CRowIteratorBands::GetRow(int y, int x, int count) const {
     return p;
 }
 
-CErrorAutoThrow CRowIteratorBands::GetRow(TAutoRow<unsigned char>& row, int y) {
-    uint8_t* p = nullptr;
-    CErrorAutoThrow r = GetRow(p, y);
-    if (r.IsError()) row.Release();
-    else row.Hold(this, y, p);
+template <class P>
+CErrorAutoThrow CRowIteratorBands::HoldRow(TRowHolder<P>& holder, int y) const {
+    const uint8_t* p = nullptr;
+    CErrorAutoThrow r = GetRowImpl(p, y, 0, -1, nullptr, !std::is_const_v<P>);
+    if (r.IsError()) holder.Release();
+    else holder.Hold(this, y, const_cast<P*>(p));
     return r;
 }
 
-CErrorAutoThrow CRowIteratorBands::GetRow(TAutoRowConst<unsigned char>& row, int y) const {
-    const uint8_t* p = nullptr;
-    CErrorAutoThrow r = GetRow(p, y);
-    if (r.IsError()) row.Release();
-    else row.Hold(this, y, p);
-    return r;
-}
+CErrorAutoThrow CRowIteratorBands::GetRow(TAutoRow<unsigned char>& row, int y) { return HoldRow(row, y); }
+
+CErrorAutoThrow CRowIteratorBands::GetRow(TAutoRowConst<unsigned char>& row, int y) const { return HoldRow(row, y); }
 
 CErrorAutoThrow CRowIteratorBands::GetRowImpl(const uint8_t*& row, int y, int x, int count, int* pixelOffset,
                                               bool modifiable) const {

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <iosfwd>
 #include <memory>
+#include <type_traits>
 #include <vector>
 
 #include "colour/ColorSpec.h"
@@ -45,10 +46,14 @@ struct SQRowConvertContext {
 // Converts `count` pixels from `src` to `dst`; the formats are the converter's own.
 using QRowConvertFn = void (*)(void* dst, const void* src, int count, const SQRowConvertContext& context);
 
+// A row held for the lifetime of the holder: P is the pixel byte type,
+// const for a row of a constant iterator.
+template <class P>
+class TRowHolder;
 template <class T>
-class TAutoRow;
+using TAutoRow = TRowHolder<T>;
 template <class T>
-class TAutoRowConst;
+using TAutoRowConst = TRowHolder<const T>;
 
 class QGDI_API CRowIteratorBands {
 public:
@@ -359,6 +364,8 @@ private:
                                bool modifiable) const;
     CErrorAutoThrow GetConvertedRow(const uint8_t*& row, int y, int x, int count, int* pixelOffset,
                                     bool modifiable) const;
+    template <class P>
+    CErrorAutoThrow HoldRow(TRowHolder<P>& holder, int y) const;
     // Chooses the converters for the current target format and channel access.
     CErrorAutoThrow RebuildPresentation() const;
     std::unique_ptr<SState> m_state;
@@ -367,20 +374,21 @@ private:
 // The iterator that all operations take.
 using CRowIterator = CRowIteratorBands;
 
-// A row held for the lifetime of the holder.
-template <class T>
-class TAutoRow {
+template <class P>
+class TRowHolder {
+    using Iterator = std::conditional_t<std::is_const_v<P>, const CRowIteratorBands, CRowIteratorBands>;
+
 public:
-    TAutoRow() noexcept = default;
+    TRowHolder() noexcept = default;
     // Takes row y of `iterator` (IsValid() tells whether it worked).
-    TAutoRow(CRowIteratorBands& iterator, int y) { iterator.GetRow(*this, y).Ignore(); }
-    ~TAutoRow() { Release(); }
-    TAutoRow(const TAutoRow&) = delete;
-    TAutoRow& operator=(const TAutoRow&) = delete;
+    TRowHolder(Iterator& iterator, int y) { iterator.GetRow(*this, y).Ignore(); }
+    ~TRowHolder() { Release(); }
+    TRowHolder(const TRowHolder&) = delete;
+    TRowHolder& operator=(const TRowHolder&) = delete;
 
-    T* Get() const noexcept { return m_row; }
-    operator T*() const noexcept { return m_row; }
-    T& operator[](ptrdiff_t i) const noexcept { return m_row[i]; }
+    P* Get() const noexcept { return m_row; }
+    operator P*() const noexcept { return m_row; }
+    P& operator[](ptrdiff_t i) const noexcept { return m_row[i]; }
     int GetIndex() const noexcept { return m_index; }
     bool IsValid() const noexcept { return m_row != nullptr; }
     void Release() noexcept {
@@ -392,7 +400,7 @@ public:
 
 private:
     friend class CRowIteratorBands;
-    void Hold(const CRowIteratorBands* iterator, int index, T* row) noexcept {
+    void Hold(const CRowIteratorBands* iterator, int index, P* row) noexcept {
         Release();
         m_iterator = iterator;
         m_index = index;
@@ -400,41 +408,7 @@ private:
     }
     const CRowIteratorBands* m_iterator = nullptr;
     int m_index = -1;
-    T* m_row = nullptr;
-};
-
-template <class T>
-class TAutoRowConst {
-public:
-    TAutoRowConst() noexcept = default;
-    TAutoRowConst(const CRowIteratorBands& iterator, int y) { iterator.GetRow(*this, y).Ignore(); }
-    ~TAutoRowConst() { Release(); }
-    TAutoRowConst(const TAutoRowConst&) = delete;
-    TAutoRowConst& operator=(const TAutoRowConst&) = delete;
-
-    const T* Get() const noexcept { return m_row; }
-    operator const T*() const noexcept { return m_row; }
-    const T& operator[](ptrdiff_t i) const noexcept { return m_row[i]; }
-    int GetIndex() const noexcept { return m_index; }
-    bool IsValid() const noexcept { return m_row != nullptr; }
-    void Release() noexcept {
-        if (m_iterator && m_row) m_iterator->ReleaseRow(m_index).Ignore();
-        m_iterator = nullptr;
-        m_row = nullptr;
-        m_index = -1;
-    }
-
-private:
-    friend class CRowIteratorBands;
-    void Hold(const CRowIteratorBands* iterator, int index, const T* row) noexcept {
-        Release();
-        m_iterator = iterator;
-        m_index = index;
-        m_row = row;
-    }
-    const CRowIteratorBands* m_iterator = nullptr;
-    int m_index = -1;
-    const T* m_row = nullptr;
+    P* m_row = nullptr;
 };
 
 // Binary unless SetStreamFlags chose a text dump for the stream.

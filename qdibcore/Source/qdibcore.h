@@ -7,3 +7,5 @@
 #include "qdibcore/Source/ColorRef.h"
 #include "qdibcore/Source/RowIteratorBands.h"
 #include "qdibcore/Source/DibIterator.h"
+#include "qdibcore/Source/RowIteratorFunctions.h"
+#include "qdibcore/Source/BmpFile.h"

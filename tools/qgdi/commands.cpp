@@ -2,9 +2,13 @@
 
 const std::vector<SQgdiCommand>& QgdiCommands() {
     static const std::vector<SQgdiCommand> commands = {
+        {"demo", "demo [OUT_DIR]", "write the built-in sample image as PNG and BMP and describe it", &QgdiCmdDemo},
+        {"info", "info [FILE] [--full]", "text dump of an image (the built-in sample without FILE)", &QgdiCmdInfo},
+        {"convert", "convert IN OUT [--format NAME]", "convert an image file, optionally to another pixel format",
+         &QgdiCmdConvert},
         {"formats", "formats", "table of the pixel formats and their properties", &QgdiCmdFormats},
     };
     return commands;
 }
 
-const char* QgdiDefaultCommand() { return "formats"; }
+const char* QgdiDefaultCommand() { return "demo"; }

@@ -15,3 +15,6 @@ const std::vector<SQgdiCommand>& QgdiCommands();
 const char* QgdiDefaultCommand();
 
 int QgdiCmdFormats(const std::vector<std::string>& args);
+int QgdiCmdInfo(const std::vector<std::string>& args);
+int QgdiCmdConvert(const std::vector<std::string>& args);
+int QgdiCmdDemo(const std::vector<std::string>& args);

@@ -24,9 +24,10 @@ inline uint8_t FloatTo8(float v) noexcept {
     const float c = v > 0.0f ? (v < 1.0f ? v : 1.0f) : 0.0f;
     return static_cast<uint8_t>(c * 255.9999f);
 }
+// (In double: 65535.9999 has no float of its own below 65536.)
 inline uint16_t FloatTo16(float v) noexcept {
-    const float c = v > 0.0f ? (v < 1.0f ? v : 1.0f) : 0.0f;
-    return static_cast<uint16_t>(c * 65535.9999f);
+    const double c = v > 0.0f ? (v < 1.0f ? v : 1.0f) : 0.0;
+    return static_cast<uint16_t>(c * 65535.9999);
 }
 
 template <class To, class From>
@@ -34,8 +35,9 @@ inline To Scale(From v) noexcept {
     if constexpr (std::is_same_v<To, From>) return v;
     else if constexpr (std::is_same_v<To, uint16_t> && std::is_same_v<From, uint8_t>) return Widen8(v);
     else if constexpr (std::is_same_v<To, uint8_t> && std::is_same_v<From, uint16_t>) return Narrow16(v);
-    else if constexpr (std::is_same_v<To, float> && std::is_same_v<From, uint8_t>) return static_cast<float>(v) * (1.0f / 255.0f);
-    else if constexpr (std::is_same_v<To, float> && std::is_same_v<From, uint16_t>) return static_cast<float>(v) * (1.0f / 65535.0f);
+    // Integer to float: v / 255 or v / 65535, the product taken in double so that it rounds like the quotient.
+    else if constexpr (std::is_same_v<To, float> && std::is_same_v<From, uint8_t>) return static_cast<float>(v * (1.0 / 255.0));
+    else if constexpr (std::is_same_v<To, float> && std::is_same_v<From, uint16_t>) return static_cast<float>(v * (1.0 / 65535.0));
     else if constexpr (std::is_same_v<To, uint8_t>) return FloatTo8(v);
     else return FloatTo16(v);
 }
@@ -85,7 +87,10 @@ inline uint8_t Luma(uint8_t b, uint8_t g, uint8_t r) noexcept {
 inline uint16_t Luma(uint16_t b, uint16_t g, uint16_t r) noexcept {
     return static_cast<uint16_t>((77u * r + 151u * g + 28u * b) >> 8);
 }
-inline float Luma(float b, float g, float r) noexcept { return (77.0f * r + 151.0f * g + 28.0f * b) * (1.0f / 256.0f); }
+// (Summed in double, where the products are exact, so that a grey colour keeps its level.)
+inline float Luma(float b, float g, float r) noexcept {
+    return static_cast<float>((77.0 * r + 151.0 * g + 28.0 * b) * (1.0 / 256.0));
+}
 
 // ---- One pixel between two non-indexed formats ----------------------------------
 
@@ -145,13 +150,35 @@ inline void ConvertOne(typename TQPixelFormat<D>::Elem* d, const typename TQPixe
     Store<D>(d, o);
 }
 
+// 8-bit premultiplication of a whole BGRA pixel at once: blue and red share
+// one 32-bit word as two 16-bit lanes, green takes another. Each lane holds
+// t = c a <= 65025, and t + 128 + (t >> 8) <= 65407 stays inside it, so the
+// lanes round exactly as Premul does.
+inline uint32_t PremulPixel8(uint32_t p) noexcept {
+    const uint32_t a = p >> 24;
+    uint32_t rb = (p & 0x00FF00FFu) * a;
+    uint32_t g = ((p >> 8) & 0xFFu) * a;
+    rb = ((rb + 0x00800080u + ((rb >> 8) & 0x00FF00FFu)) >> 8) & 0x00FF00FFu;
+    g = ((g + 0x80u + (g >> 8)) >> 8) & 0xFFu;
+    return rb | g << 8 | a << 24;
+}
+
 template <EQPixelFormat S, EQPixelFormat D>
 void ConvertPixels(void* dst, const void* src, int count, const SQRowConvertContext&) {
     using ST = TQPixelFormat<S>;
     using DT = TQPixelFormat<D>;
     const auto* s = static_cast<const typename ST::Elem*>(src);
     auto* d = static_cast<typename DT::Elem*>(dst);
-    for (int i = 0; i < count; ++i, s += ST::kChannels, d += DT::kChannels) ConvertOne<S, D>(d, s);
+    if constexpr (S == keFormatBGRA && D == keFormatBGRxA) {
+        for (int i = 0; i < count; ++i) {
+            uint32_t p;
+            std::memcpy(&p, s + 4 * i, 4);
+            p = PremulPixel8(p);
+            std::memcpy(d + 4 * i, &p, 4);
+        }
+    } else {
+        for (int i = 0; i < count; ++i, s += ST::kChannels, d += DT::kChannels) ConvertOne<S, D>(d, s);
+    }
 }
 
 // ---- Indexed pixels -------------------------------------------------------------

@@ -99,6 +99,8 @@ struct CRowIteratorBands::SState {
     // The first byte of iterator row y in native storage.
     uint8_t* NativeRow(int y) const noexcept { return storage->NativeRow(y + firstRow) + columnByte; }
     SQRowConvertContext Context() const noexcept;
+    // Palette, solid state, colour specification and masks of another image.
+    void CopyAttributes(const SState& from) noexcept;
 };
 
 CQMemStats& QGDI_IteratorStats() noexcept;
@@ -117,4 +119,20 @@ inline size_t QGDI_SpanBytes(int bpp, int count, int pixelOffset) noexcept {
 // Bitmap rows are padded to whole 32-bit words.
 inline size_t QGDI_DibStride(int bpp, int width) noexcept {
     return ((static_cast<size_t>(bpp) * static_cast<size_t>(width) + 31) / 32) * 4;
+}
+
+// The header of a bottom-up, uncompressed packed bitmap at 72 dots per inch.
+inline BITMAPINFOHEADER QGDI_MakeDibHeader(int width, int height, int bits, int paletteEntries) noexcept {
+    BITMAPINFOHEADER h{};
+    h.biSize = sizeof(BITMAPINFOHEADER);
+    h.biWidth = width;
+    h.biHeight = height;
+    h.biPlanes = 1;
+    h.biBitCount = static_cast<WORD>(bits);
+    h.biCompression = BI_RGB;
+    const size_t image = QGDI_DibStride(bits, width) * size_t(height);
+    h.biSizeImage = image > UINT32_MAX ? 0 : static_cast<DWORD>(image);
+    h.biXPelsPerMeter = h.biYPelsPerMeter = 2835;
+    h.biClrUsed = static_cast<DWORD>(paletteEntries);
+    return h;
 }
