@@ -26,7 +26,7 @@ target_link_libraries(qgdi_objects PUBLIC qgdi_headers OpenMP::OpenMP_CXX Thread
 
 add_library(qgdi SHARED $<TARGET_OBJECTS:qgdi_objects>)
 add_library(qgdi::qgdi ALIAS qgdi)
-target_link_libraries(qgdi PUBLIC qgdi_headers PRIVATE OpenMP::OpenMP_CXX Threads::Threads qgdi_build_flags)
+target_link_libraries(qgdi PUBLIC qgdi_headers PRIVATE OpenMP::OpenMP_CXX Threads::Threads qgdi_build_flags qgdi_export_map)
 set_target_properties(qgdi PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
 
 if(QGDI_BUILD_TESTS OR QGDI_BUILD_BENCH OR QGDI_BUILD_FUZZ)

@@ -1,3 +1,16 @@
 #pragma once
 // Geometry and numerics.
+#include "geometry/Angles.h"
+#include "geometry/Extent.h"
+#include "geometry/FastFn.h"
+#include "geometry/GenMatrix.h"
+#include "geometry/GeomConstants.h"
+#include "geometry/MatrixBuild.h"
+#include "geometry/MatrixFunctions.h"
+#include "geometry/QLength.h"
+#include "geometry/QMatrix3x3.h"
+#include "geometry/QPoint.h"
+#include "geometry/QRect.h"
+#include "geometry/QSize.h"
+#include "geometry/TransformOp.h"
 #include "geometry/numerics.h"

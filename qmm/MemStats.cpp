@@ -25,7 +25,6 @@ struct Registry {
     std::atomic<int64_t> liveBytes{0};
     std::atomic<int64_t> liveBlocks{0};
     std::atomic<int64_t> peakBytes{0};
-    std::atomic<bool> tracing{false};
     std::map<std::tuple<std::string, int, int>, uint64_t> sites;
 };
 
@@ -34,19 +33,10 @@ Registry& GetRegistry() {
     return *registry;
 }
 
-struct ThreadSlot {
+// Folds a finished thread's counts into `retired` and unlinks its block.
+struct ThreadReaper {
     ThreadBlock* block = nullptr;
-    ThreadBlock& Get() {
-        if (!block) {
-            block = new ThreadBlock{};
-            Registry& r = GetRegistry();
-            std::lock_guard lock(r.mutex);
-            block->next = r.head;
-            r.head = block;
-        }
-        return *block;
-    }
-    ~ThreadSlot() {
+    ~ThreadReaper() {
         if (!block) return;
         Registry& r = GetRegistry();
         std::lock_guard lock(r.mutex);
@@ -64,7 +54,30 @@ struct ThreadSlot {
     }
 };
 
-thread_local ThreadSlot t_slot;
+// A plain pointer with the initial-exec model costs one load per log call; the
+// reaper (with its constructor guard) is touched only when a block is created.
+__attribute__((tls_model("initial-exec"))) thread_local ThreadBlock* t_block = nullptr;
+thread_local ThreadReaper t_reaper;
+
+std::atomic<bool> g_tracing{false};
+
+[[gnu::noinline]] ThreadBlock& CreateThreadBlock() {
+    auto* block = new ThreadBlock{};
+    Registry& r = GetRegistry();
+    {
+        std::lock_guard lock(r.mutex);
+        block->next = r.head;
+        r.head = block;
+    }
+    t_reaper.block = block;
+    t_block = block;
+    return *block;
+}
+
+inline ThreadBlock& ThisThreadBlock() {
+    ThreadBlock* b = t_block;
+    return __builtin_expect(b != nullptr, 1) ? *b : CreateThreadBlock();
+}
 
 // Only the owning thread writes its block, so a plain load and store suffice.
 inline void Bump(std::atomic<uint64_t>& a, uint64_t by) noexcept {
@@ -81,10 +94,11 @@ const char* const kEventNames[keMemEventCount] = {
 
 void CQMemStats::Count(EQMemEvent event, uint64_t amount, const char* file, int line) noexcept {
     if (event < 0 || event >= keMemEventCount) return;
-    ThreadBlock& b = t_slot.Get();
+    ThreadBlock& b = ThisThreadBlock();
     Bump(b.count[event], 1);
     if (amount) Bump(b.amount[event], amount);
-    if (GetRegistry().tracing.load(std::memory_order_relaxed)) CountSite(event, file, line);
+    if (g_tracing.load(std::memory_order_relaxed)) [[unlikely]]
+        CountSite(event, file, line);
 }
 
 void CQMemStats::CountSite(EQMemEvent event, const char* file, int line) noexcept {
@@ -156,8 +170,8 @@ void CQMemStats::Reset() {
     r.peakBytes.store(r.liveBytes.load(std::memory_order_relaxed), std::memory_order_relaxed);
 }
 
-void CQMemStats::EnableSiteTracing(bool on) noexcept { GetRegistry().tracing.store(on, std::memory_order_relaxed); }
-bool CQMemStats::IsSiteTracing() const noexcept { return GetRegistry().tracing.load(std::memory_order_relaxed); }
+void CQMemStats::EnableSiteTracing(bool on) noexcept { g_tracing.store(on, std::memory_order_relaxed); }
+bool CQMemStats::IsSiteTracing() const noexcept { return g_tracing.load(std::memory_order_relaxed); }
 
 const char* CQMemStats::GetEventName(EQMemEvent event) noexcept {
     return event >= 0 && event < keMemEventCount ? kEventNames[event] : "Unknown";
