@@ -79,6 +79,15 @@ constexpr auto kNOPDict = [] {
     return dict;
 }();
 
+// The box a developer would see, as one log line: its title, then its lines
+// separated by tabs like every other field of the log.
+void ReportMissing(const CRowOpDef& def, const CRowOpData& data) {
+    std::string text = QGDI_MissingRowOpText(def.GetType(), data.eDstFormat, data.eSrcFormat);
+    for (char& c : text)
+        if (c == '\n') c = '\t';
+    QGDI_Log(keLogWarning, "Missing Row Operation\t%s", text.c_str());
+}
+
 }  // namespace
 
 const char* QGDI_GetRowOpTypeName(int type) noexcept {
@@ -189,9 +198,7 @@ bool CRowOp::Attach(const CRowOpDef* def, const CRowOpData& data, EQCPURequest r
     def->Attach(*this, data, request, report);
     if (!m_pfnKernel) m_pfnKernel = &QGDI_RowOpNOP;
     if (m_pfnKernel != &QGDI_RowOpNOP || !def->AllowsConversion()) {
-        if (report && m_pfnKernel == &QGDI_RowOpNOP && def->GetType() != keRoNOP)
-            QGDI_Log(keLogWarning, "Missing Row Operation\t%s",
-                     QGDI_MissingRowOpText(def->GetType(), data.eDstFormat, data.eSrcFormat).c_str());
+        if (report && m_pfnKernel == &QGDI_RowOpNOP && def->GetType() != keRoNOP) ReportMissing(*def, data);
         return true;
     }
 
@@ -210,9 +217,7 @@ bool CRowOp::Attach(const CRowOpDef* def, const CRowOpData& data, EQCPURequest r
     for (int i = 0; i < n; ++i)
         if (BindThrough(candidates[i], data, request)) return true;
 
-    if (report)
-        QGDI_Log(keLogWarning, "Missing Row Operation\t%s",
-                 QGDI_MissingRowOpText(def->GetType(), data.eDstFormat, data.eSrcFormat).c_str());
+    if (report) ReportMissing(*def, data);
     return true;
 }
 

@@ -148,7 +148,8 @@ private:
 };
 
 // A definition bound to a pair of formats. Applying it changes nothing in the
-// object, so one CRowOp may serve different rows from several threads.
+// object, so one CRowOp may serve different rows from several threads. The
+// definition is referred to, not copied: it must outlive the binding.
 class QGDI_API CRowOp {
 public:
     CRowOp() noexcept = default;
