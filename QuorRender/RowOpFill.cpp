@@ -41,12 +41,17 @@ struct TRowFill {
                 using Word = std::conditional_t<kPixel == 2, uint16_t, std::conditional_t<kPixel == 4, uint32_t, uint64_t>>;
                 Word w;
                 std::memcpy(&w, pixel, kPixel);
-                if constexpr (sizeof(wchar_t) == kPixel) {
-                    // The C library's wide-character fill is its widest store loop.
+                if constexpr (sizeof(wchar_t) % kPixel == 0) {
+                    // The C library's wide-character fill is its widest store
+                    // loop; smaller pixels are repeated to fill one wide character.
+                    constexpr int kPerChar = sizeof(wchar_t) / kPixel;
                     if (reinterpret_cast<uintptr_t>(dst) % alignof(wchar_t) == 0) {
+                        uint8_t bytes[sizeof(wchar_t)];
+                        for (int k = 0; k < kPerChar; ++k) std::memcpy(bytes + k * kPixel, &w, kPixel);
                         wchar_t c;
-                        std::memcpy(&c, &w, kPixel);
-                        std::wmemset(reinterpret_cast<wchar_t*>(dst), c, static_cast<size_t>(n));
+                        std::memcpy(&c, bytes, sizeof c);
+                        std::wmemset(reinterpret_cast<wchar_t*>(dst), c, static_cast<size_t>(n / kPerChar));
+                        for (int i = n - n % kPerChar; i < n; ++i) std::memcpy(dst + static_cast<size_t>(i) * kPixel, &w, kPixel);
                         return;
                     }
                 }
