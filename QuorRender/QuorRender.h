@@ -1,2 +1,15 @@
 #pragma once
 // Row operations, shared tables, sequential stages and resampling.
+#include "QuorRender/DivTable2.h"
+#include "QuorRender/RowOp.h"
+#include "QuorRender/RowOpAdjust.h"
+#include "QuorRender/RowOpApply.h"
+#include "QuorRender/RowOpArithmetic.h"
+#include "QuorRender/RowOpChannel.h"
+#include "QuorRender/RowOpComposite.h"
+#include "QuorRender/RowOpCopy.h"
+#include "QuorRender/RowOpFill.h"
+#include "QuorRender/RowOpMatte.h"
+#include "QuorRender/RowOpNoise.h"
+#include "QuorRender/RowOpUtil.h"
+#include "QuorRender/SystemStartup.h"

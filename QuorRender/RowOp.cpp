@@ -1,0 +1,282 @@
+#include "QuorRender/RowOp.h"
+
+#include <atomic>
+#include <cstdio>
+#include <memory>
+#include <new>
+
+#include "QuorRender/RowOpCopy.h"
+#include "QuorRender/internal/RowOpDict.h"
+#include "diagnostics/QgdiLog.h"
+#include "qdibcore/Source/PixelFormatTraits.h"
+
+namespace {
+
+constexpr const char* kTypeNames[] = {
+    "keRoNOP",
+    "keRoChannelConstant",
+    "keRoChannelLUT",
+    "keRoChannelGet",
+    "keRoChannelSet",
+    "keRoChannelCopy",
+    "keRoChannelMulEqual",
+    "keRoChannelLinear",
+    "keRoRowAdjustMox",
+    "keRoRowArithmetic",
+    "keRoRowBlend",
+    nullptr,
+    "keRoRowBlendMox",
+    "keRoRowBlendSolid",
+    "keRoRowCopy",
+    "keRoRowCopyIndexed",
+    "keRoRowCopyPalettedWithTransparencyIndex",
+    "keRoRowDematte",
+    "keRoRowErase",
+    "keRoRowFill",
+    "keRoRowHSLAdjust",
+    "keRoRowHSLCopyChannel",
+    "keRoRowRGBAdjust",
+    "keRoRowInvert",
+    "keRoRowMask",
+    "keRoRowMaskOverSolid",
+    "keRoRowMatte",
+    "keRoRowMulEqual",
+    "keRoRowNoise",
+    "keRoRowReplaceColor",
+    "keRoRowPlusEqual",
+    "keRoRowTurbulence",
+    nullptr,
+    "keRoHighPass",
+};
+
+std::atomic<int> g_processorMode{keProcessorModeOff};
+// -1 until the first detection; detection finds no processor-specific kernels to use.
+std::atomic<int> g_detected{-1};
+
+const wchar_t* FormatName(EQPixelFormat f) { return CQPixelFormat(f).GetFormatAsString(); }
+
+// A converter from `src` to `dst`: the plain copies first, then the indexed
+// ones, so that palette images can pass through an intermediate format too.
+QRowOpFn FindConverter(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request) {
+    QRowOpFn fn = RoeLookUpEntry(GetRowCopyDict(), dst, src, request, false);
+    if (fn == &QGDI_RowOpNOP) fn = RoeLookUpEntry(GetRowCopyIndexedDict(), dst, src, request, false);
+    return fn;
+}
+
+inline constexpr SQFormatPair kNOPPairs[] = {
+    {keFormatIndex8, keFormatNone},    {keFormatGrey, keFormatNone},      {keFormatGreyA, keFormatNone},
+    {keFormatBGR, keFormatNone},       {keFormatBGRA, keFormatNone},      {keFormatBGRxA, keFormatNone},
+    {keFormatBGRA_u16, keFormatNone},  {keFormatBGRA_f32, keFormatNone},
+};
+static_assert(std::size(kNOPPairs) == 8);
+
+// Every entry is the no-op kernel itself, so that IsNOP knows a bound NOP.
+constexpr auto kNOPDict = [] {
+    std::array<SRowOpDictEntry, std::size(kNOPPairs) + 1> dict{};
+    for (size_t i = 0; i < std::size(kNOPPairs); ++i)
+        dict[i] = {kNOPPairs[i].dst, kNOPPairs[i].src, keRoVariantPlain, &QGDI_RowOpNOP};
+    dict.back() = {keFormatNone, keFormatNone, keRoVariantPlain, nullptr};
+    return dict;
+}();
+
+// The box a developer would see, as one log line: its title, then its lines
+// separated by tabs like every other field of the log.
+void ReportMissing(const CRowOpDef& def, const CRowOpData& data) {
+    std::string text = QGDI_MissingRowOpText(def.GetType(), data.eDstFormat, data.eSrcFormat);
+    for (char& c : text)
+        if (c == '\n') c = '\t';
+    QGDI_Log(keLogWarning, "Missing Row Operation\t%s", text.c_str());
+}
+
+}  // namespace
+
+const char* QGDI_GetRowOpTypeName(int type) noexcept {
+    if (type < 0 || type >= static_cast<int>(std::size(kTypeNames)) || !kTypeNames[type]) return "Unknown";
+    return kTypeNames[type];
+}
+
+void QGDI_SetProcessorMode(int mode) noexcept { g_processorMode.store(mode, std::memory_order_relaxed); }
+
+int QGDI_GetProcessorMode() noexcept { return g_processorMode.load(std::memory_order_relaxed); }
+
+bool UseMMX() noexcept {
+    switch (g_processorMode.load(std::memory_order_relaxed)) {
+    case keProcessorModeOn: return true;
+    case keProcessorModeDetect: {
+        int detected = g_detected.load(std::memory_order_acquire);
+        if (detected < 0) {
+            detected = 0;
+            g_detected.store(detected, std::memory_order_release);
+        }
+        return detected != 0;
+    }
+    default: return false;
+    }
+}
+
+void QGDI_RowOpNOP(const CRowOpDef&, CRowOpData&) {}
+
+QRowOpFn RoeLookUpEntry(const SRowOpDictEntry* dict, EQPixelFormat dst, EQPixelFormat src, EQCPURequest request,
+                        bool report) {
+    QRowOpFn plain = nullptr, specific = nullptr;
+    for (const SRowOpDictEntry* e = dict; e && e->pfnKernel; ++e) {
+        if (e->nDstFormat != dst || e->nSrcFormat != src) continue;
+        if (e->nVariant == keRoVariantPlain) plain = e->pfnKernel;
+        else if (e->nVariant == keRoVariantSpecific) specific = e->pfnKernel;
+    }
+    QRowOpFn chosen = nullptr;
+    switch (request) {
+    case keCPURequestPlain: chosen = plain; break;
+    case keCPURequestSpecific: chosen = specific; break;
+    case keCPURequestBest: chosen = specific && UseMMX() ? specific : plain; break;
+    default: break;
+    }
+    if (chosen) return chosen;
+    if (report) QGDI_Log(keLogDebug, "no row kernel for %ls <- %ls (request %d)", FormatName(dst), FormatName(src), request);
+    return &QGDI_RowOpNOP;
+}
+
+std::string QGDI_MissingRowOpText(int type, EQPixelFormat dst, EQPixelFormat src) {
+    char text[256];
+    std::snprintf(text, sizeof text, "Type = %s\nDst = %ls\nSrc = %ls", QGDI_GetRowOpTypeName(type), FormatName(dst),
+                  FormatName(src));
+    return text;
+}
+
+CRowOpDef::~CRowOpDef() = default;
+
+bool CRowOpDef::Attach(CRowOp& op, const CRowOpData& data, EQCPURequest request, bool report) const {
+    QRowOpFn fn = Find(data.eDstFormat, data.eSrcFormat, request, report);
+    op.SetKernel(this, fn ? fn : &QGDI_RowOpNOP);
+    return true;
+}
+
+void CRowOpDef::Detach(CRowOp& op) const { op.SetKernel(nullptr, nullptr); }
+
+const SRowOpDictEntry* GetNOPDict() noexcept { return kNOPDict.data(); }
+
+CRowOp::CRowOp(const CRowOpDef* def, const CRowOpData& data, EQCPURequest request, bool report) {
+    (void)Attach(def, data, request, report);
+}
+
+CRowOp::~CRowOp() = default;
+
+void CRowOp::SetKernel(const CRowOpDef* def, QRowOpFn kernel) noexcept {
+    m_pDef = def;
+    m_pfnKernel = kernel;
+}
+
+void CRowOp::Detach() noexcept {
+    if (m_pDef) m_pDef->Detach(*this);
+    m_pDef = nullptr;
+    m_pfnKernel = nullptr;
+    m_bConverted = false;
+    m_eIntermediate = keFormatNone;
+    m_pfnSrcToIntermediate = m_pfnDstToIntermediate = m_pfnIntermediateToDst = nullptr;
+}
+
+bool CRowOp::BindThrough(EQPixelFormat intermediate, const CRowOpData& data, EQCPURequest request) {
+    const bool hasSource = data.eSrcFormat != keFormatNone;
+    QRowOpFn fn = m_pDef->Find(intermediate, hasSource ? intermediate : keFormatNone, request, false);
+    if (!fn || fn == &QGDI_RowOpNOP) return false;
+    m_pfnKernel = fn;
+    m_bConverted = true;
+    m_eIntermediate = intermediate;
+    m_pfnDstToIntermediate = FindConverter(intermediate, data.eDstFormat, request);
+    m_pfnSrcToIntermediate = hasSource ? FindConverter(intermediate, data.eSrcFormat, request) : nullptr;
+    m_pfnIntermediateToDst = FindConverter(data.eDstFormat, intermediate, request);
+    if (m_pfnDstToIntermediate == &QGDI_RowOpNOP || m_pfnIntermediateToDst == &QGDI_RowOpNOP ||
+        (hasSource && m_pfnSrcToIntermediate == &QGDI_RowOpNOP))
+        QGDI_Log(keLogDebug, "%s: %ls <- %ls through %ls lacks a converter", m_pDef->GetTypeName(),
+                 FormatName(data.eDstFormat), FormatName(data.eSrcFormat), FormatName(intermediate));
+    return true;
+}
+
+bool CRowOp::Attach(const CRowOpDef* def, const CRowOpData& data, EQCPURequest request, bool report) {
+    Detach();
+    if (!def) return false;
+    def->Attach(*this, data, request, report);
+    if (!m_pfnKernel) m_pfnKernel = &QGDI_RowOpNOP;
+    if (m_pfnKernel != &QGDI_RowOpNOP || !def->AllowsConversion()) {
+        if (report && m_pfnKernel == &QGDI_RowOpNOP && def->GetType() != keRoNOP) ReportMissing(*def, data);
+        return true;
+    }
+
+    // 16-bit destinations keep their precision if they can; a format with alpha
+    // is needed as soon as either side carries alpha.
+    const CQPixelFormat dst(data.eDstFormat), src(data.eSrcFormat);
+    const bool flat = !dst.IsAlphaChannelPresent() && !src.IsAlphaChannelPresent();
+    EQPixelFormat candidates[4];
+    int n = 0;
+    if (dst.Is16bit()) {
+        if (flat) candidates[n++] = keFormatBGR_u16;
+        candidates[n++] = keFormatBGRA_u16;
+    }
+    if (flat) candidates[n++] = keFormatBGR;
+    candidates[n++] = keFormatBGRA;
+    for (int i = 0; i < n; ++i)
+        if (BindThrough(candidates[i], data, request)) return true;
+
+    if (report) ReportMissing(*def, data);
+    return true;
+}
+
+void CRowOp::operator()(CRowOpData& data) const {
+    if (!m_pfnKernel || !data.pDst || data.nCount <= 0) return;
+    if (m_bConverted) RunConverted(data);
+    else m_pfnKernel(*m_pDef, data);
+}
+
+void CRowOp::RunConverted(CRowOpData& data) const {
+    // Eight bytes hold one pixel of every intermediate format.
+    const size_t bytes = static_cast<size_t>(data.nCount) * 8;
+    std::unique_ptr<uint8_t[]> dstBuf(new (std::nothrow) uint8_t[bytes]());
+    std::unique_ptr<uint8_t[]> srcBuf;
+    const bool hasSource = m_pfnSrcToIntermediate && data.pSrc;
+    if (hasSource) srcBuf.reset(new (std::nothrow) uint8_t[bytes]());
+    if (!dstBuf || (hasSource && !srcBuf)) return;
+
+    const CRowOpDef& copyDef = QGDI_GetRowCopyDef();
+    // Destination row into the intermediate format.
+    CRowOpData conv = data;
+    conv.pMask = nullptr;
+    conv.eDstFormat = m_eIntermediate;
+    conv.pDst = dstBuf.get();
+    conv.nDstPaletteCount = 0;
+    conv.pDstPalette = nullptr;
+    conv.eSrcFormat = data.eDstFormat;
+    conv.pSrc = data.pDst;
+    conv.nSrcPaletteCount = data.nDstPaletteCount;
+    conv.pSrcPalette = data.pDstPalette;
+    m_pfnDstToIntermediate(copyDef, conv);
+    if (hasSource) {
+        conv.pDst = srcBuf.get();
+        conv.eSrcFormat = data.eSrcFormat;
+        conv.pSrc = data.pSrc;
+        conv.nSrcPaletteCount = data.nSrcPaletteCount;
+        conv.pSrcPalette = data.pSrcPalette;
+        m_pfnSrcToIntermediate(copyDef, conv);
+    }
+
+    CRowOpData work = data;
+    work.eDstFormat = m_eIntermediate;
+    work.pDst = dstBuf.get();
+    work.nDstPaletteCount = 0;
+    work.pDstPalette = nullptr;
+    if (data.eSrcFormat != keFormatNone) {
+        work.eSrcFormat = m_eIntermediate;
+        work.pSrc = hasSource ? srcBuf.get() : nullptr;
+        work.nSrcPaletteCount = 0;
+        work.pSrcPalette = nullptr;
+    }
+    m_pfnKernel(*m_pDef, work);
+
+    // And back, through the destination's palette when it has one.
+    CRowOpData back = data;
+    back.pMask = nullptr;
+    back.eSrcFormat = m_eIntermediate;
+    back.pSrc = dstBuf.get();
+    back.nSrcPaletteCount = 0;
+    back.pSrcPalette = nullptr;
+    m_pfnIntermediateToDst(copyDef, back);
+}

@@ -1,0 +1,217 @@
+#pragma once
+// Row operations. A definition (CRowOpDef) says what to do; it is bound once
+// into a CRowOp for a pair of pixel formats, which then runs its kernel on row
+// after row, each described by a CRowOpData. Kernels live in per-kind
+// dictionaries; a pair without a kernel of its own is served through an
+// intermediate format, and a pair that cannot be served at all binds to a
+// kernel that does nothing.
+#include <cstdint>
+#include <string>
+
+#include "platform/windef.h"
+#include "qdibcore/Source/PixelFormat.h"
+#include "qgdi_export.h"
+
+enum EQRowOpType : int32_t {
+    keRoNOP = 0,
+    keRoChannelConstant = 1,
+    keRoChannelLUT = 2,
+    keRoChannelGet = 3,
+    keRoChannelSet = 4,
+    keRoChannelCopy = 5,
+    keRoChannelMulEqual = 6,
+    keRoChannelLinear = 7,
+    keRoRowAdjustMox = 8,
+    keRoRowArithmetic = 9,
+    keRoRowBlend = 10,
+    keRoRowBlendMox = 12,
+    keRoRowBlendSolid = 13,
+    keRoRowCopy = 14,
+    keRoRowCopyIndexed = 15,
+    keRoRowCopyPalettedWithTransparencyIndex = 16,
+    keRoRowDematte = 17,
+    keRoRowErase = 18,
+    keRoRowFill = 19,
+    keRoRowHSLAdjust = 20,
+    keRoRowHSLCopyChannel = 21,
+    keRoRowRGBAdjust = 22,
+    keRoRowInvert = 23,
+    keRoRowMask = 24,
+    keRoRowMaskOverSolid = 25,
+    keRoRowMatte = 26,
+    keRoRowMulEqual = 27,
+    keRoRowNoise = 28,
+    keRoRowReplaceColor = 29,
+    keRoRowPlusEqual = 30,
+    keRoRowTurbulence = 31,
+    keRoHighPass = 33,
+};
+
+// "keRoNOP" ... for the named kinds, "Unknown" for every other value.
+QGDI_API const char* QGDI_GetRowOpTypeName(int type) noexcept;
+
+// Which kernel variant a binding asks for.
+enum EQCPURequest : int32_t {
+    keCPURequestPlain = 0,     // the plain kernel only
+    keCPURequestSpecific = 1,  // the processor-specific kernel only
+    keCPURequestBest = 2,      // the specific kernel when the processor mode allows it, else the plain one
+};
+
+// Variant field of a dictionary entry.
+enum EQRowOpVariant : int32_t {
+    keRoVariantPlain = 0,
+    keRoVariantSpecific = 1,
+};
+
+// Library-wide processor mode read by UseMMX(): 1 uses processor-specific
+// kernels, 2 detects (and detection answers no), anything else does not use them.
+enum EQProcessorMode : int32_t {
+    keProcessorModeOff = 0,
+    keProcessorModeOn = 1,
+    keProcessorModeDetect = 2,
+};
+QGDI_API void QGDI_SetProcessorMode(int mode) noexcept;
+QGDI_API int QGDI_GetProcessorMode() noexcept;
+QGDI_API bool UseMMX() noexcept;
+
+// One row as a kernel sees it. Rows of the 1- and 4-bit formats start at the
+// most significant bits of their first byte.
+class QGDI_API CRowOpData {
+public:
+    EQPixelFormat eDstFormat = keFormatNone;
+    int32_t nCount = 0;  // pixels to process
+    uint8_t* pDst = nullptr;
+    int32_t nDstPaletteCount = 0;
+    const RGBQUAD* pDstPalette = nullptr;
+    int32_t x = 0;  // image position of the first pixel
+    int32_t y = 0;
+    int32_t nImageWidth = 0;
+    int32_t nImageHeight = 0;
+    EQPixelFormat eSrcFormat = keFormatNone;  // keFormatNone: no source row
+    const uint8_t* pSrc = nullptr;
+    int32_t nSrcPaletteCount = 0;
+    const RGBQUAD* pSrcPalette = nullptr;
+    const uint8_t* pMask = nullptr;  // optional, one byte of coverage per pixel
+    int32_t nRowCounter = 0;         // rows processed so far by the applying loop
+};
+
+class CRowOp;
+class CRowOpDef;
+
+// A kernel processes the whole span of one row.
+using QRowOpFn = void (*)(const CRowOpDef& def, CRowOpData& data);
+
+struct SRowOpDictEntry {
+    int32_t nDstFormat;
+    int32_t nSrcFormat;  // keFormatNone for kinds without a source
+    int32_t nVariant;    // EQRowOpVariant
+    QRowOpFn pfnKernel;  // null ends the dictionary
+};
+
+// The kernel that leaves its row untouched.
+QGDI_API void QGDI_RowOpNOP(const CRowOpDef& def, CRowOpData& data);
+
+// Finds the kernel for a format pair. Among matching entries a later one
+// replaces an earlier one of the same variant; the request then picks the
+// variant. No match gives QGDI_RowOpNOP. With `report` a miss is traced to
+// the diagnostic channel.
+QGDI_API QRowOpFn RoeLookUpEntry(const SRowOpDictEntry* dict, EQPixelFormat dst, EQPixelFormat src,
+                                 EQCPURequest request, bool report);
+
+// Base of all row-operation definitions.
+class QGDI_API CRowOpDef {
+public:
+    virtual ~CRowOpDef();
+    // A new copy of the definition, owned by the caller.
+    virtual CRowOpDef* Copy() const = 0;
+    // Stores this definition and the kernel Find gives for the data's formats
+    // into `op` (the no-op kernel standing for a failed search).
+    virtual bool Attach(CRowOp& op, const CRowOpData& data, EQCPURequest request, bool report) const;
+    virtual void Detach(CRowOp& op) const;
+    virtual QRowOpFn Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const = 0;
+
+    EQRowOpType GetType() const noexcept { return m_eType; }
+    const char* GetTypeName() const noexcept { return QGDI_GetRowOpTypeName(m_eType); }
+    // Whether a pair without a kernel may be served through an intermediate format.
+    bool AllowsConversion() const noexcept { return m_bAllowConversion; }
+    void SetAllowConversion(bool allow) noexcept { m_bAllowConversion = allow; }
+
+protected:
+    explicit CRowOpDef(EQRowOpType type, bool allowConversion = true) noexcept
+        : m_eType(type), m_bAllowConversion(allowConversion) {}
+    CRowOpDef(const CRowOpDef&) = default;
+    CRowOpDef& operator=(const CRowOpDef&) = default;
+
+private:
+    EQRowOpType m_eType;
+    bool m_bAllowConversion;
+};
+
+// A definition bound to a pair of formats. Applying it changes nothing in the
+// object, so one CRowOp may serve different rows from several threads. The
+// definition is referred to, not copied: it must outlive the binding.
+class QGDI_API CRowOp {
+public:
+    CRowOp() noexcept = default;
+    // `report` sends a pair that ends on the no-op kernel to the diagnostic
+    // channel as a "Missing Row Operation".
+    CRowOp(const CRowOpDef* def, const CRowOpData& data, EQCPURequest request = keCPURequestBest,
+           bool report = false);
+    virtual ~CRowOp();
+    CRowOp(const CRowOp&) = default;
+    CRowOp& operator=(const CRowOp&) = default;
+
+    // False only without a definition; a pair without any kernel binds to the no-op.
+    bool Attach(const CRowOpDef* def, const CRowOpData& data, EQCPURequest request = keCPURequestBest,
+                bool report = false);
+    void Detach() noexcept;
+    bool IsAttached() const noexcept { return m_pDef != nullptr; }
+    bool IsNOP() const noexcept { return m_pfnKernel == nullptr || m_pfnKernel == &QGDI_RowOpNOP; }
+    bool IsConverted() const noexcept { return m_bConverted; }
+    EQPixelFormat GetIntermediateFormat() const noexcept { return m_eIntermediate; }
+    const CRowOpDef* GetDef() const noexcept { return m_pDef; }
+    QRowOpFn GetKernel() const noexcept { return m_pfnKernel; }
+
+    // Runs the bound kernel on one row; rows without pixels are skipped.
+    void operator()(CRowOpData& data) const;
+
+    // For CRowOpDef::Attach and its overrides.
+    void SetKernel(const CRowOpDef* def, QRowOpFn kernel) noexcept;
+
+private:
+    void RunConverted(CRowOpData& data) const;
+    bool BindThrough(EQPixelFormat intermediate, const CRowOpData& data, EQCPURequest request);
+
+    const CRowOpDef* m_pDef = nullptr;
+    QRowOpFn m_pfnKernel = nullptr;
+    bool m_bConverted = false;
+    EQPixelFormat m_eIntermediate = keFormatNone;
+    QRowOpFn m_pfnSrcToIntermediate = nullptr;
+    QRowOpFn m_pfnDstToIntermediate = nullptr;
+    QRowOpFn m_pfnIntermediateToDst = nullptr;
+};
+
+// The text of the "Missing Row Operation" diagnostic: "Type = %s\nDst = %s\nSrc = %s".
+QGDI_API std::string QGDI_MissingRowOpText(int type, EQPixelFormat dst, EQPixelFormat src);
+
+// A kind whose kernels all come from one dictionary: copying and finding
+// are the same for every such kind and are written once here.
+template <class Derived, const SRowOpDictEntry* (*kGetDict)() noexcept>
+class TRowOpDefKind : public CRowOpDef {
+public:
+    CRowOpDef* Copy() const override { return new Derived(static_cast<const Derived&>(*this)); }
+    QRowOpFn Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const override {
+        return RoeLookUpEntry(kGetDict(), dst, src, request, report);
+    }
+
+protected:
+    using CRowOpDef::CRowOpDef;
+};
+
+QGDI_API const SRowOpDictEntry* GetNOPDict() noexcept;
+
+// The row-operation kind that does nothing.
+class QGDI_API CRowOpDefNOP : public TRowOpDefKind<CRowOpDefNOP, GetNOPDict> {
+public:
+    CRowOpDefNOP() noexcept : TRowOpDefKind(keRoNOP, false) {}
+};

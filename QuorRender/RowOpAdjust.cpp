@@ -1,0 +1,150 @@
+// Invert, per-channel gain and offset, lith threshold and colour replacement.
+#include "QuorRender/RowOpAdjust.h"
+
+#include <cmath>
+#include <cstdlib>
+
+#include "QuorRender/internal/PixelMath.h"
+#include "QuorRender/internal/RowOpDict.h"
+
+namespace {
+
+using namespace qgdi_px;
+
+inline constexpr SQFormatPair kInvertPairs[] = {
+    {keFormatGrey, keFormatNone},  {keFormatBGR, keFormatNone},      {keFormatBGRA, keFormatNone},
+    {keFormatBGRxA, keFormatNone}, {keFormatBGRA_u16, keFormatNone},
+};
+static_assert(std::size(kInvertPairs) == 5);
+
+inline constexpr SQFormatPair kRGBAdjustPairs[] = {
+    {keFormatBGR, keFormatNone},
+    {keFormatBGRA, keFormatNone},
+    {keFormatBGRA_u16, keFormatNone},
+    {keFormatBGRA_f32, keFormatNone},
+};
+static_assert(std::size(kRGBAdjustPairs) == 4);
+
+inline constexpr SQFormatPair kKodalithPairs[] = {
+    {keFormatGrey, keFormatNone},
+    {keFormatBGRA, keFormatNone},
+};
+static_assert(std::size(kKodalithPairs) == 2);
+
+inline constexpr SQFormatPair kReplaceColorPairs[] = {
+    {keFormatGrey, keFormatNone},
+    {keFormatBGR, keFormatNone},
+    {keFormatBGRA, keFormatNone},
+    {keFormatBGRA_u16, keFormatNone},
+};
+static_assert(std::size(kReplaceColorPairs) == 4);
+
+template <EQPixelFormat D, EQPixelFormat S>
+struct TRowInvert {
+    static void Run(const CRowOpDef&, CRowOpData& data) {
+        using T = TQPixelFormat<D>;
+        using E = typename T::Elem;
+        ForSpans<D, S>(data, [](uint8_t* row, const uint8_t*, int, int n) {
+            E* d = reinterpret_cast<E*>(row);
+            for (int i = 0; i < n; ++i, d += T::kChannels) {
+                // c' = full - c, or a - c when premultiplied
+                const E top = T::kPremultiplied ? d[T::kAlphaOffset] : T::kMax;
+                for (int c = 0; c < T::kChannels; ++c)
+                    if (!T::kAlpha || c != T::kAlphaOffset) d[c] = static_cast<E>(top - d[c]);
+            }
+        });
+    }
+};
+
+template <EQPixelFormat D, EQPixelFormat S>
+struct TRowRGBAdjust {
+    static void Run(const CRowOpDef& def, CRowOpData& data) {
+        using T = TQPixelFormat<D>;
+        using E = typename T::Elem;
+        const auto& op = static_cast<const CRowOpDefRowRGBAdjust&>(def);
+        // Blue, green, red in storage order.
+        const double gain[3] = {op.GetGain(2), op.GetGain(1), op.GetGain(0)};
+        const double offset[3] = {op.GetOffset(2), op.GetOffset(1), op.GetOffset(0)};
+        const int slot[3] = {T::kBlue, T::kGreen, T::kRed};
+        if constexpr (sizeof(E) == 1) {
+            // c' = clamp(gain c + offset 255), tabulated per channel for this row
+            uint8_t lut[3][256];
+            for (int c = 0; c < 3; ++c)
+                for (int v = 0; v < 256; ++v) lut[c][v] = Saturate<E>(static_cast<int32_t>(std::lround(gain[c] * v + offset[c] * 255)));
+            ForSpans<D, S>(data, [&](uint8_t* row, const uint8_t*, int, int n) {
+                for (int i = 0; i < n; ++i)
+                    for (int c = 0; c < 3; ++c) row[i * T::kChannels + slot[c]] = lut[c][row[i * T::kChannels + slot[c]]];
+            });
+        } else {
+            // c' = clamp(gain c + offset full) in float
+            float g[3], o[3];
+            for (int c = 0; c < 3; ++c) {
+                g[c] = static_cast<float>(gain[c]);
+                o[c] = static_cast<float>(offset[c]) * kFull<E> + (kIsFloat<E> ? 0.0f : 0.5f);
+            }
+            ForSpans<D, S>(data, [&](uint8_t* row, const uint8_t*, int, int n) {
+                E* d = reinterpret_cast<E*>(row);
+                for (int i = 0; i < n; ++i)
+                    for (int c = 0; c < 3; ++c) {
+                        E& v = d[i * T::kChannels + slot[c]];
+                        v = Saturate<E>(static_cast<TWork<E>>(g[c] * v + o[c]));
+                    }
+            });
+        }
+    }
+};
+
+template <EQPixelFormat D, EQPixelFormat S>
+struct TRowKodalith {
+    static void Run(const CRowOpDef& def, CRowOpData& data) {
+        using P = TPx<D>;
+        using E = typename P::E;
+        const typename P::W threshold = Cast<E, uint8_t>(static_cast<const CRowOpDefRowKodalith&>(def).GetThreshold());
+        ForSpans<D, S>(data, [&](uint8_t* row, const uint8_t*, int, int n) {
+            // c' = luminance >= threshold ? full : 0
+            MapStraight<D>(row, n, [&](typename P::C& c) {
+                c.b = c.g = c.r = Luma(c.r, c.g, c.b) >= threshold ? P::kMax : 0;
+            });
+        });
+    }
+};
+
+template <EQPixelFormat D, EQPixelFormat S>
+struct TRowReplaceColor {
+    static void Run(const CRowOpDef& def, CRowOpData& data) {
+        using P = TPx<D>;
+        using E = typename P::E;
+        using W = typename P::W;
+        const auto& op = static_cast<const CRowOpDefRowReplaceColor&>(def);
+        auto in = [](uint32_t rgb, int shift) { return Cast<E, uint8_t>(static_cast<int32_t>((rgb >> shift) & 255)); };
+        typename P::C from{in(op.GetFrom(), 16), in(op.GetFrom(), 8), in(op.GetFrom(), 0), 0};
+        typename P::C to{in(op.GetTo(), 16), in(op.GetTo(), 8), in(op.GetTo(), 0), 0};
+        if constexpr (P::Traits::kGrey) from.b = from.g = from.r = Luma(from.r, from.g, from.b);
+        const W tolerance = Cast<E, uint8_t>(op.GetTolerance());
+        ForSpans<D, S>(data, [&](uint8_t* row, const uint8_t*, int, int n) {
+            // c' = to where max |c - from| <= tolerance
+            MapStraight<D>(row, n, [&](typename P::C& c) {
+                if (std::abs(c.b - from.b) <= tolerance && std::abs(c.g - from.g) <= tolerance &&
+                    std::abs(c.r - from.r) <= tolerance)
+                    c.b = to.b, c.g = to.g, c.r = to.r;
+            });
+        });
+    }
+};
+
+}  // namespace
+
+CRowOpDefRowRGBAdjust::CRowOpDefRowRGBAdjust(const double gain[3], const double offset[3]) noexcept
+    : TRowOpDefKind(keRoRowRGBAdjust) {
+    for (int c = 0; c < 3; ++c) {
+        m_dGain[c] = gain ? std::clamp(gain[c], 0.0, 64.0) : 1.0;
+        m_dOffset[c] = offset ? std::clamp(offset[c], -1.0, 1.0) : 0.0;
+    }
+}
+
+const SRowOpDictEntry* GetRowInvertDict() noexcept { return qgdi_rowop::kDict<kInvertPairs, TRowInvert>.data(); }
+const SRowOpDictEntry* GetRowRGBAdjustDict() noexcept { return qgdi_rowop::kDict<kRGBAdjustPairs, TRowRGBAdjust>.data(); }
+const SRowOpDictEntry* GetRowKodalithDict() noexcept { return qgdi_rowop::kDict<kKodalithPairs, TRowKodalith>.data(); }
+const SRowOpDictEntry* GetRowReplaceColorDict() noexcept {
+    return qgdi_rowop::kDict<kReplaceColorPairs, TRowReplaceColor>.data();
+}

@@ -1,0 +1,134 @@
+#include "QuorRender/RowOpArithmetic.h"
+
+#include <cmath>
+
+#include "QuorRender/internal/PixelMath.h"
+#include "QuorRender/internal/RowOpDict.h"
+
+namespace {
+
+using namespace qgdi_px;
+
+inline constexpr SQFormatPair kArithmeticPairs[] = {
+    {keFormatBGRxA, keFormatBGRxA},
+    {keFormatBGRA, keFormatBGRA},
+    {keFormatGrey, keFormatGrey},
+    {keFormatBGRxA_f32, keFormatBGRxA_f32},
+};
+static_assert(std::size(kArithmeticPairs) == 4);
+
+inline constexpr SQFormatPair kMulPlusPairs[] = {
+    {keFormatBGRA, keFormatBGRA},
+    {keFormatGrey, keFormatGrey},
+    {keFormatBGRA_u16, keFormatBGRA_u16},
+    {keFormatBGRA_f32, keFormatBGRA_f32},
+};
+static_assert(std::size(kMulPlusPairs) == 4);
+
+inline constexpr SQFormatPair kHighPassPairs[] = {
+    {keFormatGrey, keFormatGrey},         {keFormatGreyA, keFormatGreyA},       {keFormatBGR, keFormatBGR},
+    {keFormatBGRA, keFormatBGRA},         {keFormatGrey_u16, keFormatGrey_u16}, {keFormatBGR_u16, keFormatBGR_u16},
+    {keFormatBGRA_u16, keFormatBGRA_u16}, {keFormatBGRA_f32, keFormatBGRA_f32},
+};
+static_assert(std::size(kHighPassPairs) == 8);
+
+// Runs body(d, s, count) over the elements of both rows, all channels alike.
+template <EQPixelFormat D, class Body>
+void ForElements(CRowOpData& data, Body&& body) {
+    if (!data.pSrc) return;
+    using E = typename TQPixelFormat<D>::Elem;
+    ForSpans<D, D>(data, [&](uint8_t* dst, const uint8_t* src, int, int n) {
+        body(reinterpret_cast<E*>(dst), reinterpret_cast<const E*>(src), n * TQPixelFormat<D>::kChannels);
+    });
+}
+
+template <EQPixelFormat D, EQPixelFormat S>
+struct TRowArithmetic {
+    static void Run(const CRowOpDef& def, CRowOpData& data) {
+        const auto& op = static_cast<const CRowOpDefRowArithmetic&>(def);
+        using T = TQPixelFormat<D>;
+        using E = typename T::Elem;
+        double k[4];
+        for (int i = 0; i < 4; ++i) k[i] = std::clamp(op.GetK(i), -16.0, 16.0);
+        if (!data.pSrc) return;
+        ForSpans<D, S>(data, [&](uint8_t* dst, const uint8_t* src, int, int n) {
+            E* d = reinterpret_cast<E*>(dst);
+            const E* s = reinterpret_cast<const E*>(src);
+            if constexpr (sizeof(E) == 1) {
+                // 12 fractional bits: K = k 4096 with |K| <= 2^16, each term K x (a byte)
+                // stays below 2^24 and the four sum inside int32.
+                const int32_t k1 = static_cast<int32_t>(std::lround(k[0] * 4096));
+                const int32_t k2 = static_cast<int32_t>(std::lround(k[1] * 4096));
+                const int32_t k3 = static_cast<int32_t>(std::lround(k[2] * 4096));
+                const int32_t k4 = static_cast<int32_t>(std::lround(k[3] * 4096 * 255)) + 2048;
+                for (int i = 0; i < n * T::kChannels; ++i) {
+                    // r = k1 (s d / 255) + k2 s + k3 d + k4 255
+                    const int32_t sd = static_cast<int32_t>(Div255(uint32_t(s[i]) * d[i]));
+                    d[i] = Saturate<E>((k1 * sd + k2 * s[i] + k3 * d[i] + k4) >> 12);
+                }
+            } else {
+                const float f1 = float(k[0]), f2 = float(k[1]), f3 = float(k[2]), f4 = float(k[3]);
+                for (int i = 0; i < n * T::kChannels; ++i) d[i] = Saturate<E>(f1 * s[i] * d[i] + f2 * s[i] + f3 * d[i] + f4);
+            }
+            if constexpr (T::kPremultiplied) {
+                // premultiplied colour cannot exceed its alpha
+                for (int i = 0; i < n; ++i)
+                    for (int c = 0; c < 3; ++c) d[4 * i + c] = std::min(d[4 * i + c], d[4 * i + 3]);
+            }
+        });
+    }
+};
+
+template <EQPixelFormat D, EQPixelFormat S>
+struct TRowMulEqual {
+    static void Run(const CRowOpDef&, CRowOpData& data) {
+        using E = typename TQPixelFormat<D>::Elem;
+        ForElements<D>(data, [](E* d, const E* s, int n) {
+            // d = d s / full
+            for (int i = 0; i < n; ++i) {
+                if constexpr (kIsFloat<E>) d[i] = d[i] * s[i];
+                else if constexpr (sizeof(E) == 1) d[i] = static_cast<E>(Div255(uint32_t(d[i]) * s[i]));
+                else d[i] = static_cast<E>(Div65535(uint32_t(d[i]) * s[i]));
+            }
+        });
+    }
+};
+
+template <EQPixelFormat D, EQPixelFormat S>
+struct TRowPlusEqual {
+    static void Run(const CRowOpDef&, CRowOpData& data) {
+        using E = typename TQPixelFormat<D>::Elem;
+        ForElements<D>(data, [](E* d, const E* s, int n) {
+            // d = min(full, d + s)
+            for (int i = 0; i < n; ++i) d[i] = Saturate<E>(TWork<E>(d[i]) + TWork<E>(s[i]));
+        });
+    }
+};
+
+template <EQPixelFormat D, EQPixelFormat S>
+struct THighPass {
+    static void Run(const CRowOpDef&, CRowOpData& data) {
+        using T = TQPixelFormat<D>;
+        using E = typename T::Elem;
+        // Half scale: 128 for bytes, 32768 for words, 0.5 for floats.
+        constexpr TWork<E> kHalf = kIsFloat<E> ? TWork<E>(0.5f) : TWork<E>((kFull<E> + 1) / 2);
+        ForElements<D>(data, [](E* d, const E* s, int count) {
+            constexpr int kN = T::kChannels;
+            for (int i = 0; i < count; i += kN)
+                for (int c = 0; c < kN; ++c) {
+                    // d = clamp(s - d + half); alpha = s
+                    const bool alpha = T::kAlpha && c == T::kAlphaOffset;
+                    d[i + c] = alpha ? s[i + c] : Saturate<E>(TWork<E>(s[i + c]) - TWork<E>(d[i + c]) + kHalf);
+                }
+        });
+    }
+};
+
+}  // namespace
+
+const SRowOpDictEntry* GetRowArithmeticDict() noexcept {
+    return qgdi_rowop::kDict<kArithmeticPairs, TRowArithmetic>.data();
+}
+const SRowOpDictEntry* GetRowMulEqualDict() noexcept { return qgdi_rowop::kDict<kMulPlusPairs, TRowMulEqual>.data(); }
+const SRowOpDictEntry* GetRowPlusEqualDict() noexcept { return qgdi_rowop::kDict<kMulPlusPairs, TRowPlusEqual>.data(); }
+const SRowOpDictEntry* GetHighPassDict() noexcept { return qgdi_rowop::kDict<kHighPassPairs, THighPass>.data(); }

@@ -1,0 +1,201 @@
+#include "QuorRender/RowOpComposite.h"
+
+#include "QuorRender/DivTable2.h"
+#include "QuorRender/internal/IndexedRow.h"
+#include "QuorRender/internal/PixelMath.h"
+#include "QuorRender/internal/RowOpDict.h"
+
+namespace {
+
+using namespace qgdi_px;
+
+inline constexpr SQFormatPair kMaskOverSolidPairs[] = {
+    {keFormatGrey, keFormatNone},  {keFormatGreyA, keFormatNone},   {keFormatBGR, keFormatNone},
+    {keFormatBGRA, keFormatNone},  {keFormatBGRxA, keFormatNone},   {keFormatBGR_u16, keFormatNone},
+    {keFormatBGRA_u16, keFormatNone},
+};
+static_assert(std::size(kMaskOverSolidPairs) == 7);
+
+inline constexpr SQFormatPair kBlendSolidPairs[] = {
+    {keFormatGrey, keFormatNone},  {keFormatBGR, keFormatNone},      {keFormatBGRA, keFormatNone},
+    {keFormatBGRxA, keFormatNone}, {keFormatBGRA_u16, keFormatNone}, {keFormatBGRA_f32, keFormatNone},
+};
+static_assert(std::size(kBlendSolidPairs) == 6);
+
+inline constexpr SQFormatPair kErasePairs[] = {
+    {keFormatGreyA, keFormatNone},     {keFormatBGRA, keFormatNone},     {keFormatBGRxA, keFormatNone},
+    {keFormatBGRA_u16, keFormatNone},  {keFormatBGRA_f32, keFormatNone},
+};
+static_assert(std::size(kErasePairs) == 5);
+
+inline constexpr SQFormatPair kBlendIndexedPairs[] = {
+    {keFormatBGRA, keFormatIndex8},
+    {keFormatBGRA, keFormatIndex8A},
+};
+static_assert(std::size(kBlendIndexedPairs) == 2);
+
+// Coverage of pixel i, 0..255: mask x opacity, or the opacity alone.
+inline uint32_t Coverage(const uint8_t* mask, int i, uint32_t opacity) noexcept {
+    return mask ? Div255(uint32_t(mask[i]) * opacity) : opacity;
+}
+
+// Source-over of straight colour s with alpha a (0..255) onto pixel d, in the
+// pixel's own storage (straight, premultiplied or without alpha).
+template <EQPixelFormat D>
+inline void Over(typename TPx<D>::C& d, const typename TPx<D>::C& s, uint32_t a, const uint32_t (*ratio)[256]) noexcept {
+    using P = TPx<D>;
+    using W = typename P::W;
+    constexpr bool kAlpha = P::Traits::kAlpha, kPremul = P::Traits::kPremultiplied;
+    if constexpr (sizeof(typename P::E) == 1) {
+        const uint32_t na = 255 - a;
+        if constexpr (!kAlpha) {
+            // d = (d (255 - a) + s a) / 255
+            d.b = W(Div255(d.b * na + s.b * a)), d.g = W(Div255(d.g * na + s.g * a)), d.r = W(Div255(d.r * na + s.r * a));
+        } else if constexpr (kPremul) {
+            // d = s a / 255 + d (255 - a) / 255, alpha likewise with s.a = 255
+            d.b = W(Div255(s.b * a + d.b * na)), d.g = W(Div255(s.g * a + d.g * na)), d.r = W(Div255(s.r * a + d.r * na));
+            d.a = W(a + Div255(d.a * na));
+        } else {
+            // A = a + da (255 - a) / 255; colour moves towards s by w = a / A (16.16, <= 65536)
+            const uint32_t A = a + Div255(na * d.a);
+            const uint32_t w = ratio[a][A];
+            const uint32_t nw = 65536 - w;
+            d.b = W((d.b * nw + s.b * w + 32768) >> 16);
+            d.g = W((d.g * nw + s.g * w + 32768) >> 16);
+            d.r = W((d.r * nw + s.r * w + 32768) >> 16);
+            d.a = W(A);
+        }
+    } else {
+        // the same in float: a in 0..1, channels in their own scale
+        const float af = a * (1.0f / 255.0f), full = static_cast<float>(P::kMax);
+        const float round = kIsFloat<typename P::E> ? 0.0f : 0.5f;
+        auto mix = [&](W from, W to, float w) { return W(from + (to - from) * w + round); };
+        if constexpr (!kAlpha) {
+            d.b = mix(d.b, s.b, af), d.g = mix(d.g, s.g, af), d.r = mix(d.r, s.r, af);
+        } else if constexpr (kPremul) {
+            d.b = W(s.b * af + d.b * (1 - af) + round), d.g = W(s.g * af + d.g * (1 - af) + round);
+            d.r = W(s.r * af + d.r * (1 - af) + round), d.a = W(full * af + d.a * (1 - af) + round);
+        } else {
+            const float A = af + (1 - af) * (d.a / full);
+            const float w = A > 0 ? af / A : 0;
+            d.b = mix(d.b, s.b, w), d.g = mix(d.g, s.g, w), d.r = mix(d.r, s.r, w);
+            d.a = W(A * full + round);
+        }
+    }
+}
+
+// A colour (red in the low byte) in the channel scale of format D, straight.
+template <EQPixelFormat D>
+typename TPx<D>::C ColourIn(uint32_t rgba) noexcept {
+    using E = typename TPx<D>::E;
+    auto ch = [&](int shift) { return Cast<E, uint8_t>(static_cast<int32_t>((rgba >> shift) & 255)); };
+    return {ch(16), ch(8), ch(0), ch(24)};
+}
+
+template <EQPixelFormat D, EQPixelFormat S>
+struct TRowMaskOverSolid {
+    static void Run(const CRowOpDef& def, CRowOpData& data) {
+        using P = TPx<D>;
+        const auto& op = static_cast<const CRowOpDefRowMaskOverSolid&>(def);
+        const typename P::C colour = ColourIn<D>(op.GetColour());
+        const uint32_t colourAlpha = op.GetColour() >> 24;
+        const uint32_t(*ratio)[256] = P::Traits::kAlpha && !P::Traits::kPremultiplied ? GetAlphaRatioTable() : nullptr;
+        if (P::Traits::kAlpha && !P::Traits::kPremultiplied && !ratio) return;
+        auto* p = reinterpret_cast<typename P::E*>(data.pDst);
+        for (int i = 0; i < data.nCount; ++i, p += P::kN) {
+            // a = colour alpha x coverage
+            const uint32_t a = Div255(colourAlpha * Coverage(data.pMask, i, op.GetOpacity()));
+            if (a == 0) continue;
+            typename P::C d = P::LoadRaw(p);
+            Over<D>(d, colour, a, ratio);
+            P::StoreRaw(p, d);
+        }
+    }
+};
+
+// Runs body(i, coverage) over the pixels; without a mask the coverage is a
+// constant, so the loop carries no per-pixel branch and vectorises.
+template <class Body>
+inline void ForCoverage(const CRowOpData& data, uint32_t opacity, Body&& body) {
+    if (data.pMask) {
+        for (int i = 0; i < data.nCount; ++i) body(i, Div255(uint32_t(data.pMask[i]) * opacity));
+    } else {
+        for (int i = 0; i < data.nCount; ++i) body(i, opacity);
+    }
+}
+
+template <EQPixelFormat D, EQPixelFormat S>
+struct TRowBlendSolid {
+    static void Run(const CRowOpDef& def, CRowOpData& data) {
+        using T = TQPixelFormat<D>;
+        using E = typename T::Elem;
+        const auto& op = static_cast<const CRowOpDefRowBlendSolid&>(def);
+        E pixel[4];
+        CQPixelFormat(D).GetPixelInFormat(pixel, op.GetColour());
+        E* d = reinterpret_cast<E*>(data.pDst);
+        ForCoverage(data, op.GetOpacity(), [&](int i, uint32_t t) {
+            for (int c = 0; c < T::kChannels; ++c) {
+                E& v = d[i * T::kChannels + c];
+                // d = d + (P - d) t / 255
+                if constexpr (kIsFloat<E>) v = v + (pixel[c] - v) * (t * (1.0f / 255.0f));
+                else if constexpr (sizeof(E) == 1) v = E(Div255(v * (255 - t) + pixel[c] * t));
+                else v = E(Div65535(uint32_t(v) * (65535 - t * 257) + uint32_t(pixel[c]) * (t * 257)));
+            }
+        });
+    }
+};
+
+template <EQPixelFormat D, EQPixelFormat S>
+struct TRowErase {
+    static void Run(const CRowOpDef& def, CRowOpData& data) {
+        using T = TQPixelFormat<D>;
+        using E = typename T::Elem;
+        E* d = reinterpret_cast<E*>(data.pDst);
+        ForCoverage(data, static_cast<const CRowOpDefRowErase&>(def).GetOpacity(), [&](int i, uint32_t t) {
+            // keep = 1 - t; a = a keep (every channel when premultiplied)
+            const uint32_t keep = 255 - t;
+            for (int c = 0; c < T::kChannels; ++c) {
+                if (!T::kPremultiplied && c != T::kAlphaOffset) continue;
+                E& v = d[i * T::kChannels + c];
+                if constexpr (kIsFloat<E>) v = v * (keep * (1.0f / 255.0f));
+                else if constexpr (sizeof(E) == 1) v = E(Div255(v * keep));
+                else v = E(Div65535(uint32_t(v) * (keep * 257)));
+            }
+        });
+    }
+};
+
+template <EQPixelFormat D, EQPixelFormat S>
+struct TRowBlendIndexedBGRA {
+    static void Run(const CRowOpDef& def, CRowOpData& data) {
+        if (!data.pSrc) return;
+        using P = TPx<D>;
+        const uint32_t opacity = static_cast<const CRowOpDefRowBlendIndexedBGRA&>(def).GetOpacity();
+        const uint32_t(*ratio)[256] = GetAlphaRatioTable();
+        if (!ratio) return;
+        const SPaletteLUT lut(data.pSrcPalette, data.nSrcPaletteCount);
+        auto* p = reinterpret_cast<typename P::E*>(data.pDst);
+        for (int i = 0; i < data.nCount; ++i, p += P::kN) {
+            // a = source alpha x coverage; s = palette[index]
+            const uint32_t sa = S == keFormatIndex8A ? data.pSrc[2 * i + 1] : 255;
+            const uint32_t a = Div255(sa * Coverage(data.pMask, i, opacity));
+            if (a == 0) continue;
+            const uint32_t w = lut.bgra[IndexAt<S>(data.pSrc, i)];
+            const typename P::C s{int32_t(w & 255), int32_t((w >> 8) & 255), int32_t((w >> 16) & 255), 255};
+            typename P::C d = P::LoadRaw(p);
+            Over<D>(d, s, a, ratio);
+            P::StoreRaw(p, d);
+        }
+    }
+};
+
+}  // namespace
+
+const SRowOpDictEntry* GetRowMaskOverSolidDict() noexcept {
+    return qgdi_rowop::kDict<kMaskOverSolidPairs, TRowMaskOverSolid>.data();
+}
+const SRowOpDictEntry* GetRowBlendSolidDict() noexcept { return qgdi_rowop::kDict<kBlendSolidPairs, TRowBlendSolid>.data(); }
+const SRowOpDictEntry* GetRowEraseDict() noexcept { return qgdi_rowop::kDict<kErasePairs, TRowErase>.data(); }
+const SRowOpDictEntry* GetRowBlendIndexedBGRADict() noexcept {
+    return qgdi_rowop::kDict<kBlendIndexedPairs, TRowBlendIndexedBGRA>.data();
+}

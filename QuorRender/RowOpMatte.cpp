@@ -1,0 +1,112 @@
+#include "QuorRender/RowOpMatte.h"
+
+#include "QuorRender/internal/PixelMath.h"
+#include "QuorRender/internal/RowOpDict.h"
+
+namespace {
+
+using namespace qgdi_px;
+
+// round(65536 / a), so that t / a needs no division.
+inline constexpr auto kRecip16 = [] {
+    std::array<uint32_t, 256> t{};
+    for (uint32_t a = 1; a < 256; ++a) t[a] = (65536u + a / 2) / a;
+    return t;
+}();
+
+// The matte colour in the channel scale of element type E.
+template <class E>
+TColour<TWork<E>> MatteIn(uint32_t rgb) noexcept {
+    return {Cast<E, uint8_t>(static_cast<int32_t>((rgb >> 16) & 255)), Cast<E, uint8_t>(static_cast<int32_t>((rgb >> 8) & 255)),
+            Cast<E, uint8_t>(static_cast<int32_t>(rgb & 255)), kFull<E>};
+}
+
+// c a + m (1 - a)
+template <class E>
+inline TWork<E> Matte(TWork<E> c, TWork<E> a, TWork<E> m) noexcept {
+    if constexpr (kIsFloat<E>) return c * a + m * (1 - a);
+    else if constexpr (sizeof(E) == 1) return TWork<E>(Div255(c * a + m * (255 - a)));
+    else return TWork<E>(Div65535(uint32_t(c) * uint32_t(a) + uint32_t(m) * uint32_t(65535 - a)));
+}
+
+// (c - m (1 - a)) / a clamped to the channel range, for a > 0
+template <class E>
+inline TWork<E> Dematte(TWork<E> c, TWork<E> a, TWork<E> m) noexcept {
+    if constexpr (kIsFloat<E>) {
+        return Saturate<E>((c - m * (1 - a)) / a);
+    } else if constexpr (sizeof(E) == 1) {
+        // t = c 255 - m (255 - a) in 255ths, |t| <= 65025; t / a through round(65536 / a)
+        const int32_t t = c * 255 - m * (255 - a);
+        if (t <= 0) return 0;
+        return std::min<int32_t>(255, int32_t((uint32_t(t) * kRecip16[a] + 32768) >> 16));
+    } else {
+        const float k = 65535.0f / static_cast<float>(a);
+        return Saturate<E>(static_cast<float>(c) * k - static_cast<float>(m) * (k - 1.0f) + 0.5f);
+    }
+}
+
+inline constexpr SQFormatPair kMattePairs[] = {
+    {keFormatGreyA, keFormatNone},     {keFormatBGRA, keFormatNone},      {keFormatBGRxA, keFormatNone},
+    {keFormatGreyA_u16, keFormatNone}, {keFormatBGRA_u16, keFormatNone},  {keFormatBGRxA_u16, keFormatNone},
+    {keFormatGreyA_f32, keFormatNone}, {keFormatBGRA_f32, keFormatNone},  {keFormatBGRxA_f32, keFormatNone},
+    {keFormatBGR, keFormatBGRA},       {keFormatBGR, keFormatBGRxA},      {keFormatGrey, keFormatGreyA},
+    {keFormatBGR_u16, keFormatBGRA_u16},
+};
+static_assert(std::size(kMattePairs) == 13);
+
+inline constexpr SQFormatPair kDemattePairs[] = {
+    {keFormatGreyA, keFormatNone},     {keFormatBGRA, keFormatNone},      {keFormatBGRxA, keFormatNone},
+    {keFormatGreyA_u16, keFormatNone}, {keFormatBGRA_u16, keFormatNone},  {keFormatBGRxA_u16, keFormatNone},
+    {keFormatGreyA_f32, keFormatNone}, {keFormatBGRA_f32, keFormatNone},  {keFormatBGRxA_f32, keFormatNone},
+    {keFormatBGRA, keFormatBGRA},      {keFormatBGRxA, keFormatBGRxA},    {keFormatGreyA, keFormatGreyA},
+    {keFormatBGRA_u16, keFormatBGRA_u16},
+};
+static_assert(std::size(kDemattePairs) == 13);
+
+// Matting (or its removal) in place, or from a source row of the same layout.
+template <EQPixelFormat D, EQPixelFormat S, bool kRemove>
+void MatteRow(uint32_t matteRGB, CRowOpData& data) {
+    constexpr EQPixelFormat kFrom = S == keFormatNone ? D : S;
+    using E = typename TQPixelFormat<kFrom>::Elem;
+    using C = TColour<TWork<E>>;
+    const C m = MatteIn<E>(matteRGB);
+    auto op = [&](C& c) {
+        if constexpr (kRemove) {
+            if (c.a == 0) return;
+            c.b = Dematte<E>(c.b, c.a, m.b), c.g = Dematte<E>(c.g, c.a, m.g), c.r = Dematte<E>(c.r, c.a, m.r);
+        } else {
+            c.b = Matte<E>(c.b, c.a, m.b), c.g = Matte<E>(c.g, c.a, m.g), c.r = Matte<E>(c.r, c.a, m.r);
+        }
+    };
+    if constexpr (S == keFormatNone) {
+        ForSpans<D, S>(data, [&](uint8_t* dst, const uint8_t*, int, int n) { MapStraight<D>(dst, n, op); });
+    } else {
+        if (!data.pSrc) return;
+        ForSpans<D, S>(data, [&](uint8_t* dst, const uint8_t* src, int, int n) {
+            MapStraight2<D, S>(dst, src, n, [&](C& d, const C& s) {
+                d = s;
+                op(d);
+            });
+        });
+    }
+}
+
+template <EQPixelFormat D, EQPixelFormat S>
+struct TRowMatte {
+    static void Run(const CRowOpDef& def, CRowOpData& data) {
+        MatteRow<D, S, false>(static_cast<const CRowOpDefRowMatte&>(def).GetMatte(), data);
+    }
+};
+
+template <EQPixelFormat D, EQPixelFormat S>
+struct TRowDematte {
+    static void Run(const CRowOpDef& def, CRowOpData& data) {
+        MatteRow<D, S, true>(static_cast<const CRowOpDefRowDematte&>(def).GetMatte(), data);
+    }
+};
+
+}  // namespace
+
+const SRowOpDictEntry* GetRowMatteDict() noexcept { return qgdi_rowop::kDict<kMattePairs, TRowMatte>.data(); }
+
+const SRowOpDictEntry* GetRowDematteDict() noexcept { return qgdi_rowop::kDict<kDemattePairs, TRowDematte>.data(); }
