@@ -62,9 +62,9 @@ SColorSpecRGB SRGBAdaptedToD50() {
         double Y;
         XYZtoxyY(cols[3 * c], cols[3 * c + 1], cols[3 * c + 2], xy[2 * c], xy[2 * c + 1], Y, 0.96422, 1.0, 0.82521);
     }
-    SColorSpecRGB spec = kColorSpecSRGB;
-    QGDI_MakeColorSpec(xy[0], xy[1], xy[2], xy[3], xy[4], xy[5], 0.96422, 1.0, 0.82521, keGammaSRGB, 2.4, spec);
-    return spec;
+    SColorSpecRGB cs = kColorSpecSRGB;
+    QGDI_MakeColorSpec(xy[0], xy[1], xy[2], xy[3], xy[4], xy[5], 0.96422, 1.0, 0.82521, keGammaSRGB, 2.4, cs);
+    return cs;
 }
 
 struct SResults {

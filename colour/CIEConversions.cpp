@@ -20,28 +20,28 @@ void ApplyColumns(const double* m, double a, double b, double c, double& x, doub
 
 }  // namespace
 
-void RGBYtoXYZ(double r, double g, double b, double& X, double& Y, double& Z, const SColorSpecRGB& spec) noexcept {
-    ApplyColumns(spec.mRGBtoXYZ, r, g, b, X, Y, Z);
+void RGBYtoXYZ(double r, double g, double b, double& X, double& Y, double& Z, const SColorSpecRGB& cs) noexcept {
+    ApplyColumns(cs.mRGBtoXYZ, r, g, b, X, Y, Z);
 }
 
-void RGBDtoXYZ(double r, double g, double b, double& X, double& Y, double& Z, const SColorSpecRGB& spec) noexcept {
-    FromDevice<RGBYtoXYZ>(r, g, b, X, Y, Z, spec);
+void RGBDtoXYZ(double r, double g, double b, double& X, double& Y, double& Z, const SColorSpecRGB& cs) noexcept {
+    FromDevice<RGBYtoXYZ>(r, g, b, X, Y, Z, cs);
 }
 
-void RGBLtoXYZ(double r, double g, double b, double& X, double& Y, double& Z, const SColorSpecRGB& spec) noexcept {
-    FromLightness<RGBYtoXYZ>(r, g, b, X, Y, Z, spec);
+void RGBLtoXYZ(double r, double g, double b, double& X, double& Y, double& Z, const SColorSpecRGB& cs) noexcept {
+    FromLightness<RGBYtoXYZ>(r, g, b, X, Y, Z, cs);
 }
 
-void XYZtoRGBY(double X, double Y, double Z, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
-    ApplyColumns(spec.mXYZtoRGB, X, Y, Z, r, g, b);
+void XYZtoRGBY(double X, double Y, double Z, double& r, double& g, double& b, const SColorSpecRGB& cs) noexcept {
+    ApplyColumns(cs.mXYZtoRGB, X, Y, Z, r, g, b);
 }
 
-void XYZtoRGBD(double X, double Y, double Z, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
-    ToDevice<XYZtoRGBY>(X, Y, Z, r, g, b, spec);
+void XYZtoRGBD(double X, double Y, double Z, double& r, double& g, double& b, const SColorSpecRGB& cs) noexcept {
+    ToDevice<XYZtoRGBY>(X, Y, Z, r, g, b, cs);
 }
 
-void XYZtoRGBL(double X, double Y, double Z, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
-    ToLightness<XYZtoRGBY>(X, Y, Z, r, g, b, spec);
+void XYZtoRGBL(double X, double Y, double Z, double& r, double& g, double& b, const SColorSpecRGB& cs) noexcept {
+    ToLightness<XYZtoRGBY>(X, Y, Z, r, g, b, cs);
 }
 
 void XYZtoLab(double X, double Y, double Z, double& L, double& a, double& b, double Xw, double Yw,
@@ -65,34 +65,34 @@ void LabtoXYZ(double L, double a, double b, double& X, double& Y, double& Z, dou
     Z = LabFInv(fz) * Zw;
 }
 
-void RGBYtoLab(double r, double g, double b, double& L, double& A, double& B, const SColorSpecRGB& spec) noexcept {
+void RGBYtoLab(double r, double g, double b, double& L, double& A, double& B, const SColorSpecRGB& cs) noexcept {
     double X, Y, Z, Xw, Yw, Zw;
-    RGBYtoXYZ(r, g, b, X, Y, Z, spec);
-    QGDI_ColorSpecWhite(spec, Xw, Yw, Zw);
+    RGBYtoXYZ(r, g, b, X, Y, Z, cs);
+    QGDI_ColorSpecWhite(cs, Xw, Yw, Zw);
     XYZtoLab(X, Y, Z, L, A, B, Xw, Yw, Zw);
 }
 
-void RGBDtoLab(double r, double g, double b, double& L, double& A, double& B, const SColorSpecRGB& spec) noexcept {
-    FromDevice<RGBYtoLab>(r, g, b, L, A, B, spec);
+void RGBDtoLab(double r, double g, double b, double& L, double& A, double& B, const SColorSpecRGB& cs) noexcept {
+    FromDevice<RGBYtoLab>(r, g, b, L, A, B, cs);
 }
 
-void RGBLtoLab(double r, double g, double b, double& L, double& A, double& B, const SColorSpecRGB& spec) noexcept {
-    FromLightness<RGBYtoLab>(r, g, b, L, A, B, spec);
+void RGBLtoLab(double r, double g, double b, double& L, double& A, double& B, const SColorSpecRGB& cs) noexcept {
+    FromLightness<RGBYtoLab>(r, g, b, L, A, B, cs);
 }
 
-void LabtoRGBY(double L, double A, double B, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
+void LabtoRGBY(double L, double A, double B, double& r, double& g, double& b, const SColorSpecRGB& cs) noexcept {
     double X, Y, Z, Xw, Yw, Zw;
-    QGDI_ColorSpecWhite(spec, Xw, Yw, Zw);
+    QGDI_ColorSpecWhite(cs, Xw, Yw, Zw);
     LabtoXYZ(L, A, B, X, Y, Z, Xw, Yw, Zw);
-    XYZtoRGBY(X, Y, Z, r, g, b, spec);
+    XYZtoRGBY(X, Y, Z, r, g, b, cs);
 }
 
-void LabtoRGBD(double L, double A, double B, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
-    ToDevice<LabtoRGBY>(L, A, B, r, g, b, spec);
+void LabtoRGBD(double L, double A, double B, double& r, double& g, double& b, const SColorSpecRGB& cs) noexcept {
+    ToDevice<LabtoRGBY>(L, A, B, r, g, b, cs);
 }
 
-void LabtoRGBL(double L, double A, double B, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
-    ToLightness<LabtoRGBY>(L, A, B, r, g, b, spec);
+void LabtoRGBL(double L, double A, double B, double& r, double& g, double& b, const SColorSpecRGB& cs) noexcept {
+    ToLightness<LabtoRGBY>(L, A, B, r, g, b, cs);
 }
 
 void LabtoLCHab(double L, double a, double b, double& Lout, double& C, double& h) noexcept {
@@ -112,32 +112,32 @@ void LCHabtoLab(double L, double C, double h, double& Lout, double& a, double& b
     if (h > 180.0) b = -b;
 }
 
-void RGBYtoLCHab(double r, double g, double b, double& L, double& C, double& h, const SColorSpecRGB& spec) noexcept {
+void RGBYtoLCHab(double r, double g, double b, double& L, double& C, double& h, const SColorSpecRGB& cs) noexcept {
     double A, B;
-    RGBYtoLab(r, g, b, L, A, B, spec);
+    RGBYtoLab(r, g, b, L, A, B, cs);
     LabtoLCHab(L, A, B, L, C, h);
 }
 
-void RGBDtoLCHab(double r, double g, double b, double& L, double& C, double& h, const SColorSpecRGB& spec) noexcept {
-    FromDevice<RGBYtoLCHab>(r, g, b, L, C, h, spec);
+void RGBDtoLCHab(double r, double g, double b, double& L, double& C, double& h, const SColorSpecRGB& cs) noexcept {
+    FromDevice<RGBYtoLCHab>(r, g, b, L, C, h, cs);
 }
 
-void RGBLtoLCHab(double r, double g, double b, double& L, double& C, double& h, const SColorSpecRGB& spec) noexcept {
-    FromLightness<RGBYtoLCHab>(r, g, b, L, C, h, spec);
+void RGBLtoLCHab(double r, double g, double b, double& L, double& C, double& h, const SColorSpecRGB& cs) noexcept {
+    FromLightness<RGBYtoLCHab>(r, g, b, L, C, h, cs);
 }
 
-void LCHabtoRGBY(double L, double C, double h, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
+void LCHabtoRGBY(double L, double C, double h, double& r, double& g, double& b, const SColorSpecRGB& cs) noexcept {
     double A, B;
     LCHabtoLab(L, C, h, L, A, B);
-    LabtoRGBY(L, A, B, r, g, b, spec);
+    LabtoRGBY(L, A, B, r, g, b, cs);
 }
 
-void LCHabtoRGBD(double L, double C, double h, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
-    ToDevice<LCHabtoRGBY>(L, C, h, r, g, b, spec);
+void LCHabtoRGBD(double L, double C, double h, double& r, double& g, double& b, const SColorSpecRGB& cs) noexcept {
+    ToDevice<LCHabtoRGBY>(L, C, h, r, g, b, cs);
 }
 
-void LCHabtoRGBL(double L, double C, double h, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
-    ToLightness<LCHabtoRGBY>(L, C, h, r, g, b, spec);
+void LCHabtoRGBL(double L, double C, double h, double& r, double& g, double& b, const SColorSpecRGB& cs) noexcept {
+    ToLightness<LCHabtoRGBY>(L, C, h, r, g, b, cs);
 }
 
 namespace {

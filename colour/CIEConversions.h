@@ -4,37 +4,37 @@
 // (the column sums of the matrix). Nothing here clamps.
 #include <cstdint>
 
-#include "colour/ColorSpec.h"
+#include "colour/ColourSpaceRGB.h"
 
 QGDI_API void RGBYtoXYZ(double r, double g, double b, double& X, double& Y, double& Z,
-                        const SColorSpecRGB& spec) noexcept;
+                        const SColorSpecRGB& cs) noexcept;
 QGDI_API void RGBDtoXYZ(double r, double g, double b, double& X, double& Y, double& Z,
-                        const SColorSpecRGB& spec) noexcept;
+                        const SColorSpecRGB& cs) noexcept;
 QGDI_API void RGBLtoXYZ(double r, double g, double b, double& X, double& Y, double& Z,
-                        const SColorSpecRGB& spec) noexcept;
+                        const SColorSpecRGB& cs) noexcept;
 QGDI_API void XYZtoRGBY(double X, double Y, double Z, double& r, double& g, double& b,
-                        const SColorSpecRGB& spec) noexcept;
+                        const SColorSpecRGB& cs) noexcept;
 QGDI_API void XYZtoRGBD(double X, double Y, double Z, double& r, double& g, double& b,
-                        const SColorSpecRGB& spec) noexcept;
+                        const SColorSpecRGB& cs) noexcept;
 QGDI_API void XYZtoRGBL(double X, double Y, double Z, double& r, double& g, double& b,
-                        const SColorSpecRGB& spec) noexcept;
+                        const SColorSpecRGB& cs) noexcept;
 
 QGDI_API void XYZtoLab(double X, double Y, double Z, double& L, double& a, double& b, double Xw, double Yw,
                        double Zw) noexcept;
 QGDI_API void LabtoXYZ(double L, double a, double b, double& X, double& Y, double& Z, double Xw, double Yw,
                        double Zw) noexcept;
 QGDI_API void RGBDtoLab(double r, double g, double b, double& L, double& A, double& B,
-                        const SColorSpecRGB& spec) noexcept;
+                        const SColorSpecRGB& cs) noexcept;
 QGDI_API void RGBLtoLab(double r, double g, double b, double& L, double& A, double& B,
-                        const SColorSpecRGB& spec) noexcept;
+                        const SColorSpecRGB& cs) noexcept;
 QGDI_API void RGBYtoLab(double r, double g, double b, double& L, double& A, double& B,
-                        const SColorSpecRGB& spec) noexcept;
+                        const SColorSpecRGB& cs) noexcept;
 QGDI_API void LabtoRGBD(double L, double A, double B, double& r, double& g, double& b,
-                        const SColorSpecRGB& spec) noexcept;
+                        const SColorSpecRGB& cs) noexcept;
 QGDI_API void LabtoRGBL(double L, double A, double B, double& r, double& g, double& b,
-                        const SColorSpecRGB& spec) noexcept;
+                        const SColorSpecRGB& cs) noexcept;
 QGDI_API void LabtoRGBY(double L, double A, double B, double& r, double& g, double& b,
-                        const SColorSpecRGB& spec) noexcept;
+                        const SColorSpecRGB& cs) noexcept;
 
 // The hue is atan2(b, a) x 7.818590349124534e-05 and the inverse takes tangents
 // of h x 57.29577951308232: both constants are part of the interface, so the
@@ -42,17 +42,17 @@ QGDI_API void LabtoRGBY(double L, double A, double B, double& r, double& g, doub
 QGDI_API void LabtoLCHab(double L, double a, double b, double& Lout, double& C, double& h) noexcept;
 QGDI_API void LCHabtoLab(double L, double C, double h, double& Lout, double& a, double& b) noexcept;
 QGDI_API void RGBDtoLCHab(double r, double g, double b, double& L, double& C, double& h,
-                          const SColorSpecRGB& spec) noexcept;
+                          const SColorSpecRGB& cs) noexcept;
 QGDI_API void RGBLtoLCHab(double r, double g, double b, double& L, double& C, double& h,
-                          const SColorSpecRGB& spec) noexcept;
+                          const SColorSpecRGB& cs) noexcept;
 QGDI_API void RGBYtoLCHab(double r, double g, double b, double& L, double& C, double& h,
-                          const SColorSpecRGB& spec) noexcept;
+                          const SColorSpecRGB& cs) noexcept;
 QGDI_API void LCHabtoRGBD(double L, double C, double h, double& r, double& g, double& b,
-                          const SColorSpecRGB& spec) noexcept;
+                          const SColorSpecRGB& cs) noexcept;
 QGDI_API void LCHabtoRGBL(double L, double C, double h, double& r, double& g, double& b,
-                          const SColorSpecRGB& spec) noexcept;
+                          const SColorSpecRGB& cs) noexcept;
 QGDI_API void LCHabtoRGBY(double L, double C, double h, double& r, double& g, double& b,
-                          const SColorSpecRGB& spec) noexcept;
+                          const SColorSpecRGB& cs) noexcept;
 
 // Lab packing. bL100: the L byte or word spans L = 0..100; otherwise 0..255
 // (8-bit) or 0..255.996 (16-bit), i.e. one L unit per byte step. a and b are

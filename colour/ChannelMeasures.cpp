@@ -29,23 +29,23 @@ struct SRGB {
 };
 
 template <class E>
-SRGB ToLinear(double r, double g, double b, const SColorSpecRGB& spec) noexcept {
-    return {E::Decode(r, spec), E::Decode(g, spec), E::Decode(b, spec)};
+SRGB ToLinear(double r, double g, double b, const SColorSpecRGB& cs) noexcept {
+    return {E::Decode(r, cs), E::Decode(g, cs), E::Decode(b, cs)};
 }
 
 template <class E>
-void FromLinear(const SRGB& c, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
-    r = E::Encode(c.r, spec);
-    g = E::Encode(c.g, spec);
-    b = E::Encode(c.b, spec);
+void FromLinear(const SRGB& c, double& r, double& g, double& b, const SColorSpecRGB& cs) noexcept {
+    r = E::Encode(c.r, cs);
+    g = E::Encode(c.g, cs);
+    b = E::Encode(c.b, cs);
 }
 
 bool IsGrey(const SRGB& c) noexcept {
     return std::max({c.r, c.g, c.b}) - std::min({c.r, c.g, c.b}) < 1e-10;
 }
 
-double Luminance(const SRGB& c, const SColorSpecRGB& spec) noexcept {
-    return QGDI_ColorSpecLuminance(spec, c.r, c.g, c.b);
+double Luminance(const SRGB& c, const SColorSpecRGB& cs) noexcept {
+    return QGDI_ColorSpecLuminance(cs, c.r, c.g, c.b);
 }
 
 // sqrt(sum (c - Y)^2)
@@ -53,16 +53,16 @@ double DistanceFromGrey(const SRGB& c, double Y) noexcept {
     return std::sqrt((c.r - Y) * (c.r - Y) + (c.g - Y) * (c.g - Y) + (c.b - Y) * (c.b - Y));
 }
 
-double ChromaLinear(const SRGB& c, const SColorSpecRGB& spec) noexcept {
+double ChromaLinear(const SRGB& c, const SColorSpecRGB& cs) noexcept {
     if (IsGrey(c)) return 0.0;
     double L, a, b;
-    RGBYtoLab(c.r, c.g, c.b, L, a, b, spec);
+    RGBYtoLab(c.r, c.g, c.b, L, a, b, cs);
     return std::sqrt(a * a + b * b);
 }
 
-double RelativeSaturationLinear(const SRGB& c, const SColorSpecRGB& spec) noexcept {
+double RelativeSaturationLinear(const SRGB& c, const SColorSpecRGB& cs) noexcept {
     if (IsGrey(c)) return 0.0;
-    const double Y = Luminance(c, spec);
+    const double Y = Luminance(c, cs);
     SRGB e;
     ExpandRGBColor3D(c.r, c.g, c.b, e.r, e.g, e.b, Y);
     const double ch[3] = {c.r, c.g, c.b}, ex[3] = {e.r, e.g, e.b};
@@ -73,12 +73,12 @@ double RelativeSaturationLinear(const SRGB& c, const SColorSpecRGB& spec) noexce
     return std::fabs(ex[k] - Y) < 1e-10 ? 0.5 : (ch[k] - Y) / (ex[k] - Y);
 }
 
-SRGB SetLuminanceLinear(SRGB c, const SColorSpecRGB& spec, double y, double grey) noexcept {
+SRGB SetLuminanceLinear(SRGB c, const SColorSpecRGB& cs, double y, double grey) noexcept {
     double Xw, Yw, Zw;
-    QGDI_ColorSpecWhite(spec, Xw, Yw, Zw);
+    QGDI_ColorSpecWhite(cs, Xw, Yw, Zw);
     // The grey whose luminance is y.
     const double yGrey = Yw != 0 ? y / Yw : y;
-    const double Y0 = Luminance(c, spec);
+    const double Y0 = Luminance(c, cs);
     if (Y0 > 1e-12) {
         const double k = y / Y0;
         c = {c.r * k, c.g * k, c.b * k};
@@ -91,9 +91,9 @@ SRGB SetLuminanceLinear(SRGB c, const SColorSpecRGB& spec, double y, double grey
     return c;
 }
 
-SRGB SetChromaLinear(const SRGB& c, const SColorSpecRGB& spec, double chroma) noexcept {
+SRGB SetChromaLinear(const SRGB& c, const SColorSpecRGB& cs, double chroma) noexcept {
     double L, a, b;
-    RGBYtoLab(c.r, c.g, c.b, L, a, b, spec);
+    RGBYtoLab(c.r, c.g, c.b, L, a, b, cs);
     const double c0 = std::sqrt(a * a + b * b);
     if (IsGrey(c) || c0 < 1e-12) {
         a = chroma;
@@ -103,12 +103,12 @@ SRGB SetChromaLinear(const SRGB& c, const SColorSpecRGB& spec, double chroma) no
         b *= chroma / c0;
     }
     SRGB out;
-    LabtoRGBY(L, a, b, out.r, out.g, out.b, spec);
+    LabtoRGBY(L, a, b, out.r, out.g, out.b, cs);
     return out;
 }
 
-SRGB SetAbsoluteSaturationLinear(const SRGB& c, const SColorSpecRGB& spec, double s) noexcept {
-    const double Y = Luminance(c, spec);
+SRGB SetAbsoluteSaturationLinear(const SRGB& c, const SColorSpecRGB& cs, double s) noexcept {
+    const double Y = Luminance(c, cs);
     const double d = DistanceFromGrey(c, Y);
     if (d < 1e-6) return c;
     // c' = Y + (c - Y) s/D
@@ -116,8 +116,8 @@ SRGB SetAbsoluteSaturationLinear(const SRGB& c, const SColorSpecRGB& spec, doubl
     return {Y + (c.r - Y) * k, Y + (c.g - Y) * k, Y + (c.b - Y) * k};
 }
 
-SRGB SetRelativeSaturationLinear(const SRGB& c, const SColorSpecRGB& spec, double s) noexcept {
-    const double Y = Luminance(c, spec);
+SRGB SetRelativeSaturationLinear(const SRGB& c, const SColorSpecRGB& cs, double s) noexcept {
+    const double Y = Luminance(c, cs);
     SRGB e;
     ExpandRGBColor3D(c.r, c.g, c.b, e.r, e.g, e.b, Y);
     // c' = Y + (expanded - Y) s
@@ -125,34 +125,34 @@ SRGB SetRelativeSaturationLinear(const SRGB& c, const SColorSpecRGB& spec, doubl
 }
 
 template <class E>
-double GetY(double r, double g, double b, const SColorSpecRGB& spec) noexcept {
-    return Luminance(ToLinear<E>(r, g, b, spec), spec);
+double GetY(double r, double g, double b, const SColorSpecRGB& cs) noexcept {
+    return Luminance(ToLinear<E>(r, g, b, cs), cs);
 }
 
 template <class E>
-void SetY(double& r, double& g, double& b, const SColorSpecRGB& spec, double y, double grey) noexcept {
-    FromLinear<E>(SetLuminanceLinear(ToLinear<E>(r, g, b, spec), spec, y, grey), r, g, b, spec);
+void SetY(double& r, double& g, double& b, const SColorSpecRGB& cs, double y, double grey) noexcept {
+    FromLinear<E>(SetLuminanceLinear(ToLinear<E>(r, g, b, cs), cs, y, grey), r, g, b, cs);
 }
 
 template <class E>
-void SetL(double& r, double& g, double& b, const SColorSpecRGB& spec, double l, double grey) noexcept {
-    SetY<E>(r, g, b, spec, LtoY(l), grey < 0 ? -1.0 : LtoY(grey));
+void SetL(double& r, double& g, double& b, const SColorSpecRGB& cs, double l, double grey) noexcept {
+    SetY<E>(r, g, b, cs, LtoY(l), grey < 0 ? -1.0 : LtoY(grey));
 }
 
 template <class E>
-void SetC(double& r, double& g, double& b, const SColorSpecRGB& spec, double c) noexcept {
-    FromLinear<E>(SetChromaLinear(ToLinear<E>(r, g, b, spec), spec, c), r, g, b, spec);
+void SetC(double& r, double& g, double& b, const SColorSpecRGB& cs, double c) noexcept {
+    FromLinear<E>(SetChromaLinear(ToLinear<E>(r, g, b, cs), cs, c), r, g, b, cs);
 }
 
 template <class E>
-void SetSA(double& r, double& g, double& b, const SColorSpecRGB& spec, double s) noexcept {
-    const SRGB out = SetAbsoluteSaturationLinear(ToLinear<E>(r, g, b, spec), spec, s);
+void SetSA(double& r, double& g, double& b, const SColorSpecRGB& cs, double s) noexcept {
+    const SRGB out = SetAbsoluteSaturationLinear(ToLinear<E>(r, g, b, cs), cs, s);
     r = out.r, g = out.g, b = out.b;
 }
 
 template <class E>
-void SetSR(double& r, double& g, double& b, const SColorSpecRGB& spec, double s) noexcept {
-    FromLinear<E>(SetRelativeSaturationLinear(ToLinear<E>(r, g, b, spec), spec, s), r, g, b, spec);
+void SetSR(double& r, double& g, double& b, const SColorSpecRGB& cs, double s) noexcept {
+    FromLinear<E>(SetRelativeSaturationLinear(ToLinear<E>(r, g, b, cs), cs, s), r, g, b, cs);
 }
 
 }  // namespace

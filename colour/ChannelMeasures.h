@@ -25,38 +25,38 @@
 //   SetSA(s)       D and L forms decode to linear light and RETURN LINEAR LIGHT,
 //                  not re-encoded; the caller converts the result itself.
 //   SetSR(s)       D and L forms re-encode the result in their own encoding.
-#include "colour/ColorSpec.h"
+#include "colour/ColourSpaceRGB.h"
 
-QGDI_API double RGBDGetY(double r, double g, double b, const SColorSpecRGB& spec) noexcept;
-QGDI_API double RGBDGetL(double r, double g, double b, const SColorSpecRGB& spec) noexcept;
-QGDI_API double RGBDGetC(double r, double g, double b, const SColorSpecRGB& spec) noexcept;
-QGDI_API double RGBDGetSA(double r, double g, double b, const SColorSpecRGB& spec) noexcept;
-QGDI_API double RGBDGetSR(double r, double g, double b, const SColorSpecRGB& spec) noexcept;
-QGDI_API double RGBLGetY(double r, double g, double b, const SColorSpecRGB& spec) noexcept;
-QGDI_API double RGBLGetL(double r, double g, double b, const SColorSpecRGB& spec) noexcept;
-QGDI_API double RGBLGetC(double r, double g, double b, const SColorSpecRGB& spec) noexcept;
-QGDI_API double RGBLGetSA(double r, double g, double b, const SColorSpecRGB& spec) noexcept;
-QGDI_API double RGBLGetSR(double r, double g, double b, const SColorSpecRGB& spec) noexcept;
-QGDI_API double RGBYGetY(double r, double g, double b, const SColorSpecRGB& spec) noexcept;
-QGDI_API double RGBYGetL(double r, double g, double b, const SColorSpecRGB& spec) noexcept;
-QGDI_API double RGBYGetC(double r, double g, double b, const SColorSpecRGB& spec) noexcept;
-QGDI_API double RGBYGetSA(double r, double g, double b, const SColorSpecRGB& spec) noexcept;
-QGDI_API double RGBYGetSR(double r, double g, double b, const SColorSpecRGB& spec) noexcept;
+QGDI_API double RGBDGetY(double r, double g, double b, const SColorSpecRGB& cs) noexcept;
+QGDI_API double RGBDGetL(double r, double g, double b, const SColorSpecRGB& cs) noexcept;
+QGDI_API double RGBDGetC(double r, double g, double b, const SColorSpecRGB& cs) noexcept;
+QGDI_API double RGBDGetSA(double r, double g, double b, const SColorSpecRGB& cs) noexcept;
+QGDI_API double RGBDGetSR(double r, double g, double b, const SColorSpecRGB& cs) noexcept;
+QGDI_API double RGBLGetY(double r, double g, double b, const SColorSpecRGB& cs) noexcept;
+QGDI_API double RGBLGetL(double r, double g, double b, const SColorSpecRGB& cs) noexcept;
+QGDI_API double RGBLGetC(double r, double g, double b, const SColorSpecRGB& cs) noexcept;
+QGDI_API double RGBLGetSA(double r, double g, double b, const SColorSpecRGB& cs) noexcept;
+QGDI_API double RGBLGetSR(double r, double g, double b, const SColorSpecRGB& cs) noexcept;
+QGDI_API double RGBYGetY(double r, double g, double b, const SColorSpecRGB& cs) noexcept;
+QGDI_API double RGBYGetL(double r, double g, double b, const SColorSpecRGB& cs) noexcept;
+QGDI_API double RGBYGetC(double r, double g, double b, const SColorSpecRGB& cs) noexcept;
+QGDI_API double RGBYGetSA(double r, double g, double b, const SColorSpecRGB& cs) noexcept;
+QGDI_API double RGBYGetSR(double r, double g, double b, const SColorSpecRGB& cs) noexcept;
 // max - min of the three channels, whatever their encoding.
 QGDI_API double RGBGetSA(double r, double g, double b) noexcept;
 
-QGDI_API void RGBDSetY(double& r, double& g, double& b, const SColorSpecRGB& spec, double y, double grey) noexcept;
-QGDI_API void RGBDSetL(double& r, double& g, double& b, const SColorSpecRGB& spec, double l, double grey) noexcept;
-QGDI_API void RGBDSetC(double& r, double& g, double& b, const SColorSpecRGB& spec, double c) noexcept;
-QGDI_API void RGBDSetSA(double& r, double& g, double& b, const SColorSpecRGB& spec, double s) noexcept;
-QGDI_API void RGBDSetSR(double& r, double& g, double& b, const SColorSpecRGB& spec, double s) noexcept;
-QGDI_API void RGBLSetY(double& r, double& g, double& b, const SColorSpecRGB& spec, double y, double grey) noexcept;
-QGDI_API void RGBLSetL(double& r, double& g, double& b, const SColorSpecRGB& spec, double l, double grey) noexcept;
-QGDI_API void RGBLSetC(double& r, double& g, double& b, const SColorSpecRGB& spec, double c) noexcept;
-QGDI_API void RGBLSetSA(double& r, double& g, double& b, const SColorSpecRGB& spec, double s) noexcept;
-QGDI_API void RGBLSetSR(double& r, double& g, double& b, const SColorSpecRGB& spec, double s) noexcept;
-QGDI_API void RGBYSetY(double& r, double& g, double& b, const SColorSpecRGB& spec, double y, double grey) noexcept;
-QGDI_API void RGBYSetL(double& r, double& g, double& b, const SColorSpecRGB& spec, double l, double grey) noexcept;
-QGDI_API void RGBYSetC(double& r, double& g, double& b, const SColorSpecRGB& spec, double c) noexcept;
-QGDI_API void RGBYSetSA(double& r, double& g, double& b, const SColorSpecRGB& spec, double s) noexcept;
-QGDI_API void RGBYSetSR(double& r, double& g, double& b, const SColorSpecRGB& spec, double s) noexcept;
+QGDI_API void RGBDSetY(double& r, double& g, double& b, const SColorSpecRGB& cs, double y, double grey) noexcept;
+QGDI_API void RGBDSetL(double& r, double& g, double& b, const SColorSpecRGB& cs, double l, double grey) noexcept;
+QGDI_API void RGBDSetC(double& r, double& g, double& b, const SColorSpecRGB& cs, double c) noexcept;
+QGDI_API void RGBDSetSA(double& r, double& g, double& b, const SColorSpecRGB& cs, double s) noexcept;
+QGDI_API void RGBDSetSR(double& r, double& g, double& b, const SColorSpecRGB& cs, double s) noexcept;
+QGDI_API void RGBLSetY(double& r, double& g, double& b, const SColorSpecRGB& cs, double y, double grey) noexcept;
+QGDI_API void RGBLSetL(double& r, double& g, double& b, const SColorSpecRGB& cs, double l, double grey) noexcept;
+QGDI_API void RGBLSetC(double& r, double& g, double& b, const SColorSpecRGB& cs, double c) noexcept;
+QGDI_API void RGBLSetSA(double& r, double& g, double& b, const SColorSpecRGB& cs, double s) noexcept;
+QGDI_API void RGBLSetSR(double& r, double& g, double& b, const SColorSpecRGB& cs, double s) noexcept;
+QGDI_API void RGBYSetY(double& r, double& g, double& b, const SColorSpecRGB& cs, double y, double grey) noexcept;
+QGDI_API void RGBYSetL(double& r, double& g, double& b, const SColorSpecRGB& cs, double l, double grey) noexcept;
+QGDI_API void RGBYSetC(double& r, double& g, double& b, const SColorSpecRGB& cs, double c) noexcept;
+QGDI_API void RGBYSetSA(double& r, double& g, double& b, const SColorSpecRGB& cs, double s) noexcept;
+QGDI_API void RGBYSetSR(double& r, double& g, double& b, const SColorSpecRGB& cs, double s) noexcept;

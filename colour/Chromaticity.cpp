@@ -69,66 +69,66 @@ void uvYtoXYZ(double u, double v, double Y, double& X, double& Yout, double& Z, 
     Yout = Y;
 }
 
-void RGBYtoxyY(double r, double g, double b, double& x, double& y, double& Y, const SColorSpecRGB& spec) noexcept {
+void RGBYtoxyY(double r, double g, double b, double& x, double& y, double& Y, const SColorSpecRGB& cs) noexcept {
     double X, Z, Xw, Yw, Zw;
-    RGBYtoXYZ(r, g, b, X, Y, Z, spec);
-    QGDI_ColorSpecWhite(spec, Xw, Yw, Zw);
+    RGBYtoXYZ(r, g, b, X, Y, Z, cs);
+    QGDI_ColorSpecWhite(cs, Xw, Yw, Zw);
     XYZtoxyY(X, Y, Z, x, y, Y, Xw, Yw, Zw);
 }
 
-void RGBDtoxyY(double r, double g, double b, double& x, double& y, double& Y, const SColorSpecRGB& spec) noexcept {
-    FromDevice<RGBYtoxyY>(r, g, b, x, y, Y, spec);
+void RGBDtoxyY(double r, double g, double b, double& x, double& y, double& Y, const SColorSpecRGB& cs) noexcept {
+    FromDevice<RGBYtoxyY>(r, g, b, x, y, Y, cs);
 }
 
-void RGBLtoxyY(double r, double g, double b, double& x, double& y, double& Y, const SColorSpecRGB& spec) noexcept {
-    FromLightness<RGBYtoxyY>(r, g, b, x, y, Y, spec);
+void RGBLtoxyY(double r, double g, double b, double& x, double& y, double& Y, const SColorSpecRGB& cs) noexcept {
+    FromLightness<RGBYtoxyY>(r, g, b, x, y, Y, cs);
 }
 
-void xyYtoRGBY(double x, double y, double Y, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
+void xyYtoRGBY(double x, double y, double Y, double& r, double& g, double& b, const SColorSpecRGB& cs) noexcept {
     double X, Z;
     xyYtoXYZ(x, y, Y, X, Y, Z);
-    XYZtoRGBY(X, Y, Z, r, g, b, spec);
+    XYZtoRGBY(X, Y, Z, r, g, b, cs);
 }
 
-void xyYtoRGBD(double x, double y, double Y, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
-    ToDevice<xyYtoRGBY>(x, y, Y, r, g, b, spec);
+void xyYtoRGBD(double x, double y, double Y, double& r, double& g, double& b, const SColorSpecRGB& cs) noexcept {
+    ToDevice<xyYtoRGBY>(x, y, Y, r, g, b, cs);
 }
 
-void xyYtoRGBL(double x, double y, double Y, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
-    ToLightness<xyYtoRGBY>(x, y, Y, r, g, b, spec);
+void xyYtoRGBL(double x, double y, double Y, double& r, double& g, double& b, const SColorSpecRGB& cs) noexcept {
+    ToLightness<xyYtoRGBY>(x, y, Y, r, g, b, cs);
 }
 
-void RGBYtouvY(double r, double g, double b, double& u, double& v, double& Y, const SColorSpecRGB& spec,
+void RGBYtouvY(double r, double g, double b, double& u, double& v, double& Y, const SColorSpecRGB& cs,
                EUCSType type) noexcept {
     double X, Z, Xw, Yw, Zw;
-    RGBYtoXYZ(r, g, b, X, Y, Z, spec);
-    QGDI_ColorSpecWhite(spec, Xw, Yw, Zw);
+    RGBYtoXYZ(r, g, b, X, Y, Z, cs);
+    QGDI_ColorSpecWhite(cs, Xw, Yw, Zw);
     XYZtouvY(X, Y, Z, u, v, Y, Xw, Yw, Zw, type);
 }
 
-void RGBDtouvY(double r, double g, double b, double& u, double& v, double& Y, const SColorSpecRGB& spec,
+void RGBDtouvY(double r, double g, double b, double& u, double& v, double& Y, const SColorSpecRGB& cs,
                EUCSType type) noexcept {
-    FromDevice<RGBYtouvY>(r, g, b, u, v, Y, spec, type);
+    FromDevice<RGBYtouvY>(r, g, b, u, v, Y, cs, type);
 }
 
-void RGBLtouvY(double r, double g, double b, double& u, double& v, double& Y, const SColorSpecRGB& spec,
+void RGBLtouvY(double r, double g, double b, double& u, double& v, double& Y, const SColorSpecRGB& cs,
                EUCSType type) noexcept {
-    FromLightness<RGBYtouvY>(r, g, b, u, v, Y, spec, type);
+    FromLightness<RGBYtouvY>(r, g, b, u, v, Y, cs, type);
 }
 
-void uvYtoRGBY(double u, double v, double Y, double& r, double& g, double& b, const SColorSpecRGB& spec,
+void uvYtoRGBY(double u, double v, double Y, double& r, double& g, double& b, const SColorSpecRGB& cs,
                EUCSType type) noexcept {
     double X, Z;
     uvYtoXYZ(u, v, Y, X, Y, Z, type);
-    XYZtoRGBY(X, Y, Z, r, g, b, spec);
+    XYZtoRGBY(X, Y, Z, r, g, b, cs);
 }
 
-void uvYtoRGBD(double u, double v, double Y, double& r, double& g, double& b, const SColorSpecRGB& spec,
+void uvYtoRGBD(double u, double v, double Y, double& r, double& g, double& b, const SColorSpecRGB& cs,
                EUCSType type) noexcept {
-    ToDevice<uvYtoRGBY>(u, v, Y, r, g, b, spec, type);
+    ToDevice<uvYtoRGBY>(u, v, Y, r, g, b, cs, type);
 }
 
-void uvYtoRGBL(double u, double v, double Y, double& r, double& g, double& b, const SColorSpecRGB& spec,
+void uvYtoRGBL(double u, double v, double Y, double& r, double& g, double& b, const SColorSpecRGB& cs,
                EUCSType type) noexcept {
-    ToLightness<uvYtoRGBY>(u, v, Y, r, g, b, spec, type);
+    ToLightness<uvYtoRGBY>(u, v, Y, r, g, b, cs, type);
 }

@@ -105,10 +105,10 @@ double DeltaE(double L1, double a1, double b1, double L2, double a2, double b2, 
     }
 }
 
-double DeltaE(double R1, double G1, double B1, double R2, double G2, double B2, const SColorSpecRGB& spec,
+double DeltaE(double R1, double G1, double B1, double R2, double G2, double B2, const SColorSpecRGB& cs,
               EDeltaEType type) noexcept {
     double L1, a1, b1, L2, a2, b2;
-    RGBDtoLab(R1, G1, B1, L1, a1, b1, spec);
-    RGBDtoLab(R2, G2, B2, L2, a2, b2, spec);
+    RGBDtoLab(R1, G1, B1, L1, a1, b1, cs);
+    RGBDtoLab(R2, G2, B2, L2, a2, b2, cs);
     return DeltaE(L1, a1, b1, L2, a2, b2, type);
 }

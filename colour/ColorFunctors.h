@@ -13,7 +13,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "colour/ColorSpec.h"
+#include "colour/ColourSpaceRGB.h"
 
 class QGDI_API VUserFunctor8 {
 public:
@@ -37,7 +37,7 @@ QGDI_API void QGDI_ApplyUserFunctor16(const VUserFunctor16& functor, const uint1
 template <class Base>
 class TSpecFunctor : public Base {
 public:
-    explicit TSpecFunctor(const SColorSpecRGB& spec) : m_spec(spec) {}
+    explicit TSpecFunctor(const SColorSpecRGB& cs) : m_spec(cs) {}
 
 protected:
     SColorSpecRGB m_spec;
@@ -46,7 +46,7 @@ protected:
 template <class Base, class Extra>
 class TSpecFunctorWith : public TSpecFunctor<Base> {
 public:
-    TSpecFunctorWith(const SColorSpecRGB& spec, Extra extra) : TSpecFunctor<Base>(spec), m_extra(extra) {}
+    TSpecFunctorWith(const SColorSpecRGB& cs, Extra extra) : TSpecFunctor<Base>(cs), m_extra(extra) {}
 
 protected:
     Extra m_extra;
@@ -58,8 +58,8 @@ struct SFunctorTables8;
 // and shared, read-only, between copies.
 class QGDI_API CTableFunctor8 : public TSpecFunctor<VUserFunctor8> {
 protected:
-    CTableFunctor8(const SColorSpecRGB& spec, bool bL100, std::shared_ptr<const SFunctorTables8> tables)
-        : TSpecFunctor(spec), m_bL100(bL100), m_tables(std::move(tables)) {}
+    CTableFunctor8(const SColorSpecRGB& cs, bool bL100, std::shared_ptr<const SFunctorTables8> tables)
+        : TSpecFunctor(cs), m_bL100(bL100), m_tables(std::move(tables)) {}
 
     bool m_bL100;
     std::shared_ptr<const SFunctorTables8> m_tables;
@@ -69,7 +69,7 @@ protected:
 // w the Y row of the colour space's matrix.
 class QGDI_API RGBtoGrey8 : public CTableFunctor8 {
 public:
-    explicit RGBtoGrey8(const SColorSpecRGB& spec);
+    explicit RGBtoGrey8(const SColorSpecRGB& cs);
     void operator()(const uint8_t* src, uint8_t* dst) const override;
     void Row(const uint8_t* src, uint8_t* dst, int count, int srcStep = 3, int dstStep = 1) const;
 };
@@ -77,7 +77,7 @@ public:
 // Three channels in, one out: YtoL of the same weighted linear sum.
 class QGDI_API RGBtoL8 : public CTableFunctor8 {
 public:
-    explicit RGBtoL8(const SColorSpecRGB& spec);
+    explicit RGBtoL8(const SColorSpecRGB& cs);
     void operator()(const uint8_t* src, uint8_t* dst) const override;
     void Row(const uint8_t* src, uint8_t* dst, int count, int srcStep = 3, int dstStep = 1) const;
 };
@@ -85,7 +85,7 @@ public:
 // Device RGB to packed Lab (EncodeLab); bL100: the L byte spans 0..100.
 class QGDI_API CRGBDtoLab8 : public CTableFunctor8 {
 public:
-    CRGBDtoLab8(const SColorSpecRGB& spec, bool bL100);
+    CRGBDtoLab8(const SColorSpecRGB& cs, bool bL100);
     void operator()(const uint8_t* src, uint8_t* dst) const override;
     void Row(const uint8_t* src, uint8_t* dst, int count, int srcStep = 3, int dstStep = 3) const;
 };
@@ -93,7 +93,7 @@ public:
 // Packed Lab (DecodeLab) to device RGB.
 class QGDI_API CLabtoRGBD8 : public CTableFunctor8 {
 public:
-    CLabtoRGBD8(const SColorSpecRGB& spec, bool bL100);
+    CLabtoRGBD8(const SColorSpecRGB& cs, bool bL100);
     void operator()(const uint8_t* src, uint8_t* dst) const override;
     void Row(const uint8_t* src, uint8_t* dst, int count, int srcStep = 3, int dstStep = 3) const;
 };
@@ -101,7 +101,7 @@ public:
 // One channel in, one out: YtoL(DtoY(g)), from a 256-byte table.
 class QGDI_API GreyToL8 : public TSpecFunctor<VUserFunctor8> {
 public:
-    explicit GreyToL8(const SColorSpecRGB& spec);
+    explicit GreyToL8(const SColorSpecRGB& cs);
     void operator()(const uint8_t* src, uint8_t* dst) const override;
     void Row(const uint8_t* src, uint8_t* dst, int count, int srcStep = 1, int dstStep = 1) const;
 

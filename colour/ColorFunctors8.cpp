@@ -18,8 +18,8 @@ using namespace qgdi_colour;
 
 namespace qgdi_colour {
 
-void CEncodeQuantiser8::Build(const SColorSpecRGB& spec) noexcept {
-    auto byteOf = [&spec](double y) { return int(Quantise<uint8_t>(YtoD(y, spec))); };
+void CEncodeQuantiser8::Build(const SColorSpecRGB& cs) noexcept {
+    auto byteOf = [&cs](double y) { return int(Quantise<uint8_t>(YtoD(y, cs))); };
     m_threshold[0] = -std::numeric_limits<double>::infinity();
     m_threshold[256] = std::numeric_limits<double>::infinity();
     // Non-negative doubles order like their bit patterns, so bisecting the bits
@@ -63,15 +63,15 @@ struct SFunctorTables8 {
 
 namespace {
 
-std::shared_ptr<SFunctorTables8> BuildLinearTables(const SColorSpecRGB& spec) {
+std::shared_ptr<SFunctorTables8> BuildLinearTables(const SColorSpecRGB& cs) {
     auto t = std::make_shared<SFunctorTables8>();
-    const double* m = spec.mRGBtoXYZ;
+    const double* m = cs.mRGBtoXYZ;
     for (int i = 0; i < 256; ++i) {
-        const double lin = DtoY(ToUnit(uint8_t(i)), spec);
+        const double lin = DtoY(ToUnit(uint8_t(i)), cs);
         for (int out = 0; out < 3; ++out)
             for (int c = 0; c < 3; ++c) t->xyz[out][c][i] = lin * m[c * 3 + out];
     }
-    QGDI_ColorSpecWhite(spec, t->Xw, t->Yw, t->Zw);
+    QGDI_ColorSpecWhite(cs, t->Xw, t->Yw, t->Zw);
     return t;
 }
 
@@ -134,21 +134,21 @@ inline VI4 ByteLanes(VF4 v) noexcept {
 
 namespace {
 
-std::shared_ptr<const SFunctorTables8> BuildGreyTables(const SColorSpecRGB& spec) {
-    auto t = BuildLinearTables(spec);
-    t->encode.Build(spec);
+std::shared_ptr<const SFunctorTables8> BuildGreyTables(const SColorSpecRGB& cs) {
+    auto t = BuildLinearTables(cs);
+    t->encode.Build(cs);
     return t;
 }
 
-std::shared_ptr<const SFunctorTables8> BuildLightnessTables(const SColorSpecRGB& spec) {
-    auto t = BuildLinearTables(spec);
+std::shared_ptr<const SFunctorTables8> BuildLightnessTables(const SColorSpecRGB& cs) {
+    auto t = BuildLinearTables(cs);
     const double* ytol = YtoLTable();
     for (int i = 0; i < kYtoLTableSize; ++i) t->ytolByte[i] = Quantise<uint8_t>(ytol[i]);
     return t;
 }
 
-std::shared_ptr<const SFunctorTables8> BuildToLabTables(const SColorSpecRGB& spec) {
-    auto t = BuildLinearTables(spec);
+std::shared_ptr<const SFunctorTables8> BuildToLabTables(const SColorSpecRGB& cs) {
+    auto t = BuildLinearTables(cs);
     const double white[3] = {t->Xw, t->Yw, t->Zw};
     for (int out = 0; out < 3; ++out)
         for (int c = 0; c < 3; ++c)
@@ -156,10 +156,10 @@ std::shared_ptr<const SFunctorTables8> BuildToLabTables(const SColorSpecRGB& spe
     return t;
 }
 
-std::shared_ptr<const SFunctorTables8> BuildFromLabTables(const SColorSpecRGB& spec, bool bL100) {
+std::shared_ptr<const SFunctorTables8> BuildFromLabTables(const SColorSpecRGB& cs, bool bL100) {
     auto t = std::make_shared<SFunctorTables8>();
-    QGDI_ColorSpecWhite(spec, t->Xw, t->Yw, t->Zw);
-    t->encode.Build(spec);
+    QGDI_ColorSpecWhite(cs, t->Xw, t->Yw, t->Zw);
+    t->encode.Build(cs);
     for (int i = 0; i < 256; ++i) {
         // DecodeLab and the L-only half of LabtoXYZ, operation for operation.
         double L, a, b;
@@ -176,7 +176,7 @@ std::shared_ptr<const SFunctorTables8> BuildFromLabTables(const SColorSpecRGB& s
 
 }  // namespace
 
-RGBtoGrey8::RGBtoGrey8(const SColorSpecRGB& spec) : CTableFunctor8(spec, false, BuildGreyTables(spec)) {}
+RGBtoGrey8::RGBtoGrey8(const SColorSpecRGB& cs) : CTableFunctor8(cs, false, BuildGreyTables(cs)) {}
 
 void RGBtoGrey8::operator()(const uint8_t* src, uint8_t* dst) const { Row(src, dst, 1); }
 
@@ -185,7 +185,7 @@ void RGBtoGrey8::Row(const uint8_t* src, uint8_t* dst, int count, int srcStep, i
     for (int i = 0; i < count; ++i, src += srcStep, dst += dstStep) dst[0] = t.encode(TableLuminance(t, src));
 }
 
-RGBtoL8::RGBtoL8(const SColorSpecRGB& spec) : CTableFunctor8(spec, false, BuildLightnessTables(spec)) {}
+RGBtoL8::RGBtoL8(const SColorSpecRGB& cs) : CTableFunctor8(cs, false, BuildLightnessTables(cs)) {}
 
 void RGBtoL8::operator()(const uint8_t* src, uint8_t* dst) const { Row(src, dst, 1); }
 
@@ -199,10 +199,10 @@ void RGBtoL8::Row(const uint8_t* src, uint8_t* dst, int count, int srcStep, int 
     }
 }
 
-GreyToL8::GreyToL8(const SColorSpecRGB& spec) : TSpecFunctor(spec) {
+GreyToL8::GreyToL8(const SColorSpecRGB& cs) : TSpecFunctor(cs) {
     for (int i = 0; i < 256; ++i) {
         const uint8_t in = uint8_t(i);
-        RefGreyToL(&in, &m_table[i], spec);
+        RefGreyToL(&in, &m_table[i], cs);
     }
 }
 
@@ -213,8 +213,8 @@ void GreyToL8::Row(const uint8_t* src, uint8_t* dst, int count, int srcStep, int
     for (int i = 0; i < count; ++i, src += srcStep, dst += dstStep) dst[0] = m_table[src[0]];
 }
 
-CRGBDtoLab8::CRGBDtoLab8(const SColorSpecRGB& spec, bool bL100)
-    : CTableFunctor8(spec, bL100, BuildToLabTables(spec)) {}
+CRGBDtoLab8::CRGBDtoLab8(const SColorSpecRGB& cs, bool bL100)
+    : CTableFunctor8(cs, bL100, BuildToLabTables(cs)) {}
 
 namespace {
 
@@ -268,8 +268,8 @@ void CRGBDtoLab8::Row(const uint8_t* src, uint8_t* dst, int count, int srcStep, 
     }
 }
 
-CLabtoRGBD8::CLabtoRGBD8(const SColorSpecRGB& spec, bool bL100)
-    : CTableFunctor8(spec, bL100, BuildFromLabTables(spec, bL100)) {}
+CLabtoRGBD8::CLabtoRGBD8(const SColorSpecRGB& cs, bool bL100)
+    : CTableFunctor8(cs, bL100, BuildFromLabTables(cs, bL100)) {}
 
 void CLabtoRGBD8::operator()(const uint8_t* src, uint8_t* dst) const { Row(src, dst, 1); }
 

@@ -81,16 +81,16 @@ void ClassicHSLtoRGB(double h, double s, double l, double& r, double& g, double&
     HexconeColour(h, m1, m2, r, g, b);
 }
 
-void RGBtoJKL(double r, double g, double b, double& J, double& K, double& L, const SColorSpecRGB& spec,
+void RGBtoJKL(double r, double g, double b, double& J, double& K, double& L, const SColorSpecRGB& cs,
               bool bCircular) noexcept {
-    L = YtoL(QGDI_ColorSpecLuminance(spec, DtoY(r, spec), DtoY(g, spec), DtoY(b, spec)));
+    L = YtoL(QGDI_ColorSpecLuminance(cs, DtoY(r, cs), DtoY(g, cs), DtoY(b, cs)));
     double hue6, S, mean;
-    HueSixthsAndSaturation(DtoL(r, spec), DtoL(g, spec), DtoL(b, spec), hue6, S, mean);
+    HueSixthsAndSaturation(DtoL(r, cs), DtoL(g, cs), DtoL(b, cs), hue6, S, mean);
     if (bCircular) HStoJK(hue6 / 6.0, S, J, K);
     else HueSatToHexagon(hue6, S, J, K);
 }
 
-void JKLtoRGB(double J, double K, double L, double& r, double& g, double& b, const SColorSpecRGB& spec,
+void JKLtoRGB(double J, double K, double L, double& r, double& g, double& b, const SColorSpecRGB& cs,
               bool bCircular) noexcept {
     double hue6, S;
     if (bCircular) {
@@ -109,7 +109,7 @@ void JKLtoRGB(double J, double K, double L, double& r, double& g, double& b, con
     auto luminance = [&](double m) {
         double cr, cg, cb;
         channels(m, cr, cg, cb);
-        return QGDI_ColorSpecLuminance(spec, LtoY(cr), LtoY(cg), LtoY(cb));
+        return QGDI_ColorSpecLuminance(cs, LtoY(cr), LtoY(cg), LtoY(cb));
     };
     double lo = 0.0, hi = 1.0;
     if (luminance(hi) <= target) lo = hi;
@@ -120,9 +120,9 @@ void JKLtoRGB(double J, double K, double L, double& r, double& g, double& b, con
     }
     double cr, cg, cb;
     channels(hi, cr, cg, cb);
-    r = LtoD(cr, spec);
-    g = LtoD(cg, spec);
-    b = LtoD(cb, spec);
+    r = LtoD(cr, cs);
+    g = LtoD(cg, cs);
+    b = LtoD(cb, cs);
 }
 
 int HStoJK(double H, double S, double& J, double& K) noexcept {
@@ -153,13 +153,13 @@ int JKtoHS(double J, double K, double& H, double& S) noexcept {
     return clamped;
 }
 
-void RGBtoHSL(double r, double g, double b, double& H, double& S, double& L, const SColorSpecRGB& spec) noexcept {
+void RGBtoHSL(double r, double g, double b, double& H, double& S, double& L, const SColorSpecRGB& cs) noexcept {
     double J, K;
-    RGBtoJKL(r, g, b, J, K, L, spec, true);
+    RGBtoJKL(r, g, b, J, K, L, cs, true);
     JKtoHS(J, K, H, S);
 }
 
-void HSLtoRGB(double H, double S, double L, double& r, double& g, double& b, const SColorSpecRGB& spec) noexcept {
+void HSLtoRGB(double H, double S, double L, double& r, double& g, double& b, const SColorSpecRGB& cs) noexcept {
     double J = 0.0, K = 0.0;
     if (S >= 0) {
         const double a = kTwoPi * Wrap01(H);
@@ -167,5 +167,5 @@ void HSLtoRGB(double H, double S, double L, double& r, double& g, double& b, con
         J = s * std::cos(a);
         K = s * std::sin(a);
     }
-    JKLtoRGB(J, K, L, r, g, b, spec, true);
+    JKLtoRGB(J, K, L, r, g, b, cs, true);
 }

@@ -7,7 +7,7 @@
 #include "colour/ChannelMeasures.h"
 #include "colour/ToneCurves.h"
 
-CHueSelectiveEdit::CHueSelectiveEdit(int nPoints, const SColorSpecRGB& spec) : m_spec(spec) {
+CHueSelectiveEdit::CHueSelectiveEdit(int nPoints, const SColorSpecRGB& cs) : m_spec(cs) {
     const int n = std::max(nPoints, 0);
     m_points.resize(size_t(n));
     for (int i = 0; i < n; ++i) {
@@ -80,27 +80,27 @@ constexpr SEncodingOps kOpsL = {RGBLGetSR, RGBLGetSA, RGBLGetL, RGBLtoLCHab, LCH
 constexpr SEncodingOps kOpsY = {RGBYGetSR, RGBYGetSA, RGBYGetL, RGBYtoLCHab, LCHabtoRGBY, RGBYSetSR, RGBYSetL};
 
 void Edit(const CHueSelectiveEdit& edit, const SEncodingOps& ops, double& r, double& g, double& b) {
-    const SColorSpecRGB& spec = edit.GetColorSpec();
-    const double sr0 = ops.getSR(r, g, b, spec);
+    const SColorSpecRGB& cs = edit.GetColorSpec();
+    const double sr0 = ops.getSR(r, g, b, cs);
     double L, C, h;
-    ops.toLCH(r, g, b, L, C, h, spec);
+    ops.toLCH(r, g, b, L, C, h, cs);
     SHueData d;
     double f;
     edit.GetInterpolatedHueData(h, d, f);
-    ops.fromLCH(L, C, d.dHueDst, r, g, b, spec);
-    ops.setSR(r, g, b, spec, sr0);
+    ops.fromLCH(L, C, d.dHueDst, r, g, b, cs);
+    ops.setSR(r, g, b, cs, sr0);
 
     // Grey-ish colours take little of the lightness edit: full weight from an
     // absolute saturation of 0.4 (scaled by 2/sqrt 3), smoothstep below it.
-    const double s = std::clamp(ops.getSA(r, g, b, spec) * 2.0 / 1.7320508075688772, 0.0, 1.0);
+    const double s = std::clamp(ops.getSA(r, g, b, cs) * 2.0 / 1.7320508075688772, 0.0, 1.0);
     const double t = s / 0.4;
     const double w = s >= 0.4 ? 1.0 : t * t * (3.0 - 2.0 * t);
     const double target = Contrast(Brightness(L * 0.01, d.dBrightness), d.dContrast);
-    const double current = ops.getL(r, g, b, spec);
-    ops.setL(r, g, b, spec, current + (target - current) * w, -1.0);
+    const double current = ops.getL(r, g, b, cs);
+    ops.setL(r, g, b, cs, current + (target - current) * w, -1.0);
 
-    const double sr = ops.getSR(r, g, b, spec);
-    ops.setSR(r, g, b, spec, d.dSaturation > 0.5 ? Brightness(sr, d.dSaturation) : 2.0 * d.dSaturation * sr);
+    const double sr = ops.getSR(r, g, b, cs);
+    ops.setSR(r, g, b, cs, d.dSaturation > 0.5 ? Brightness(sr, d.dSaturation) : 2.0 * d.dSaturation * sr);
 }
 
 }  // namespace

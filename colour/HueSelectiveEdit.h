@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "colour/ColorSpec.h"
+#include "colour/ColourSpaceRGB.h"
 
 struct SHueData {
     double dHueSrc;      // degrees
@@ -18,7 +18,7 @@ struct SHueData {
 class QGDI_API CHueSelectiveEdit {
 public:
     // N points spread evenly (source = destination = i x 360/N), all neutral.
-    CHueSelectiveEdit(int nPoints, const SColorSpecRGB& spec);
+    CHueSelectiveEdit(int nPoints, const SColorSpecRGB& cs);
     virtual ~CHueSelectiveEdit();
 
     // Ignores an index outside 0..N-1; keeps the points sorted by source hue

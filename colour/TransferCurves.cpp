@@ -44,9 +44,9 @@ void YtoLTableResetForTest() noexcept {
 
 using namespace qgdi_colour;
 
-double DtoY(double x, const SColorSpecRGB& spec) noexcept { return Decode(x, ResolveCurve(spec), spec.dGamma); }
+double DtoY(double x, const SColorSpecRGB& cs) noexcept { return Decode(x, ResolveCurve(cs), cs.dGamma); }
 
-double YtoD(double y, const SColorSpecRGB& spec) noexcept { return Encode(y, ResolveCurve(spec), spec.dGamma); }
+double YtoD(double y, const SColorSpecRGB& cs) noexcept { return Encode(y, ResolveCurve(cs), cs.dGamma); }
 
 double YtoL(double y) noexcept {
     const double t = y * (kYtoLTableSize - 1);
@@ -57,9 +57,9 @@ double YtoL(double y) noexcept {
 
 double LtoY(double l) noexcept { return Decode(l, ECurve::LStar, 0); }
 
-double DtoL(double x, const SColorSpecRGB& spec) noexcept { return YtoL(DtoY(x, spec)); }
+double DtoL(double x, const SColorSpecRGB& cs) noexcept { return YtoL(DtoY(x, cs)); }
 
-double LtoD(double l, const SColorSpecRGB& spec) noexcept { return YtoD(LtoY(l), spec); }
+double LtoD(double l, const SColorSpecRGB& cs) noexcept { return YtoD(LtoY(l), cs); }
 
 namespace {
 
@@ -74,19 +74,19 @@ void EachChannel(double r, double g, double b, double& ro, double& go, double& b
 }  // namespace
 
 void RGBDtoRGBY(double r, double g, double b, double& rY, double& gY, double& bY,
-                const SColorSpecRGB& spec) noexcept {
-    const ECurve curve = ResolveCurve(spec);
-    EachChannel(r, g, b, rY, gY, bY, [&](double v) { return Decode(v, curve, spec.dGamma); });
+                const SColorSpecRGB& cs) noexcept {
+    const ECurve curve = ResolveCurve(cs);
+    EachChannel(r, g, b, rY, gY, bY, [&](double v) { return Decode(v, curve, cs.dGamma); });
 }
 
 void RGBDtoRGBL(double r, double g, double b, double& rL, double& gL, double& bL,
-                const SColorSpecRGB& spec) noexcept {
-    EachChannel(r, g, b, rL, gL, bL, [&](double v) { return DtoL(v, spec); });
+                const SColorSpecRGB& cs) noexcept {
+    EachChannel(r, g, b, rL, gL, bL, [&](double v) { return DtoL(v, cs); });
 }
 
 void RGBLtoRGBD(double r, double g, double b, double& rD, double& gD, double& bD,
-                const SColorSpecRGB& spec) noexcept {
-    EachChannel(r, g, b, rD, gD, bD, [&](double v) { return LtoD(v, spec); });
+                const SColorSpecRGB& cs) noexcept {
+    EachChannel(r, g, b, rD, gD, bD, [&](double v) { return LtoD(v, cs); });
 }
 
 void RGBLtoRGBY(double r, double g, double b, double& rY, double& gY, double& bY) noexcept {
@@ -94,9 +94,9 @@ void RGBLtoRGBY(double r, double g, double b, double& rY, double& gY, double& bY
 }
 
 void RGBYtoRGBD(double r, double g, double b, double& rD, double& gD, double& bD,
-                const SColorSpecRGB& spec) noexcept {
-    const ECurve curve = ResolveCurve(spec);
-    EachChannel(r, g, b, rD, gD, bD, [&](double v) { return Encode(v, curve, spec.dGamma); });
+                const SColorSpecRGB& cs) noexcept {
+    const ECurve curve = ResolveCurve(cs);
+    EachChannel(r, g, b, rD, gD, bD, [&](double v) { return Encode(v, curve, cs.dGamma); });
 }
 
 void RGBYtoRGBL(double r, double g, double b, double& rL, double& gL, double& bL) noexcept {

@@ -5,13 +5,13 @@
 // answer is therefore the byte the direct computation gives, for every y.
 #include <cstdint>
 
-#include "colour/ColorSpec.h"
+#include "colour/ColourSpaceRGB.h"
 
 namespace qgdi_colour {
 
 class CEncodeQuantiser8 {
 public:
-    void Build(const SColorSpecRGB& spec) noexcept;
+    void Build(const SColorSpecRGB& cs) noexcept;
 
     uint8_t operator()(double y) const noexcept {
         // The coarse cell gives a first guess that is at most a few steps off.

@@ -30,58 +30,58 @@ inline T Quantise(double v) noexcept {
 
 // Weighted linear sum wR DtoY(R) + wG DtoY(G) + wB DtoY(B) of a BGR pixel.
 template <class T>
-inline double LinearLuminance(const T* src, const SColorSpecRGB& spec) noexcept {
-    const double* m = spec.mRGBtoXYZ;
-    return m[1] * DtoY(ToUnit(src[2]), spec) + m[4] * DtoY(ToUnit(src[1]), spec) + m[7] * DtoY(ToUnit(src[0]), spec);
+inline double LinearLuminance(const T* src, const SColorSpecRGB& cs) noexcept {
+    const double* m = cs.mRGBtoXYZ;
+    return m[1] * DtoY(ToUnit(src[2]), cs) + m[4] * DtoY(ToUnit(src[1]), cs) + m[7] * DtoY(ToUnit(src[0]), cs);
 }
 
 template <class T>
-inline void RefRGBtoGrey(const T* src, T* dst, const SColorSpecRGB& spec) noexcept {
-    dst[0] = Quantise<T>(YtoD(LinearLuminance(src, spec), spec));
+inline void RefRGBtoGrey(const T* src, T* dst, const SColorSpecRGB& cs) noexcept {
+    dst[0] = Quantise<T>(YtoD(LinearLuminance(src, cs), cs));
 }
 
 template <class T>
-inline void RefRGBtoL(const T* src, T* dst, const SColorSpecRGB& spec) noexcept {
-    dst[0] = Quantise<T>(YtoL(LinearLuminance(src, spec)));
+inline void RefRGBtoL(const T* src, T* dst, const SColorSpecRGB& cs) noexcept {
+    dst[0] = Quantise<T>(YtoL(LinearLuminance(src, cs)));
 }
 
 template <class T>
-inline void RefGreyToL(const T* src, T* dst, const SColorSpecRGB& spec) noexcept {
-    dst[0] = Quantise<T>(YtoL(DtoY(ToUnit(src[0]), spec)));
+inline void RefGreyToL(const T* src, T* dst, const SColorSpecRGB& cs) noexcept {
+    dst[0] = Quantise<T>(YtoL(DtoY(ToUnit(src[0]), cs)));
 }
 
 template <class T>
-inline void RefRGBDtoLab(const T* src, T* dst, const SColorSpecRGB& spec, bool bL100) noexcept {
+inline void RefRGBDtoLab(const T* src, T* dst, const SColorSpecRGB& cs, bool bL100) noexcept {
     double L, a, b;
-    RGBDtoLab(ToUnit(src[2]), ToUnit(src[1]), ToUnit(src[0]), L, a, b, spec);
+    RGBDtoLab(ToUnit(src[2]), ToUnit(src[1]), ToUnit(src[0]), L, a, b, cs);
     EncodeLab(L, a, b, dst[0], dst[1], dst[2], bL100);
 }
 
 template <class T>
-inline void RefLabtoRGBD(const T* src, T* dst, const SColorSpecRGB& spec, bool bL100) noexcept {
+inline void RefLabtoRGBD(const T* src, T* dst, const SColorSpecRGB& cs, bool bL100) noexcept {
     double L, a, b, r, g, bl;
     DecodeLab(src[0], src[1], src[2], L, a, b, bL100);
-    LabtoRGBY(L, a, b, r, g, bl, spec);
-    dst[2] = Quantise<T>(YtoD(r, spec));
-    dst[1] = Quantise<T>(YtoD(g, spec));
-    dst[0] = Quantise<T>(YtoD(bl, spec));
+    LabtoRGBY(L, a, b, r, g, bl, cs);
+    dst[2] = Quantise<T>(YtoD(r, cs));
+    dst[1] = Quantise<T>(YtoD(g, cs));
+    dst[0] = Quantise<T>(YtoD(bl, cs));
 }
 
 // Relative saturation moved by `amount` (-100..100), weighted toward the
 // highlights (smootherstep of the lightness) or the shadows (its complement).
 template <class T>
-inline void RefRelSaturation(const T* src, T* dst, const SColorSpecRGB& spec, double amount,
+inline void RefRelSaturation(const T* src, T* dst, const SColorSpecRGB& cs, double amount,
                              bool highlights) noexcept {
     const double r = ToUnit(src[2]), g = ToUnit(src[1]), b = ToUnit(src[0]);
     if (amount == 0) {
         dst[0] = src[0], dst[1] = src[1], dst[2] = src[2];
         return;
     }
-    const double sr = RGBDGetSR(r, g, b, spec);
-    const double L = RGBDGetL(r, g, b, spec);
+    const double sr = RGBDGetSR(r, g, b, cs);
+    const double L = RGBDGetL(r, g, b, cs);
     const double target = amount > 0 ? Brightness(sr, (amount + 100.0) * 0.005) : (amount + 100.0) * 0.01 * sr;
     double r2 = r, g2 = g, b2 = b;
-    RGBDSetSR(r2, g2, b2, spec, target);
+    RGBDSetSR(r2, g2, b2, cs, target);
     // w = 6L^5 - 15L^4 + 10L^3
     const double smooth = L * L * L * (L * (L * 6.0 - 15.0) + 10.0);
     const double w = highlights ? smooth : 1.0 - smooth;

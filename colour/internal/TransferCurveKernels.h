@@ -3,7 +3,7 @@
 // pixel functors so that both compute bit-identical values.
 #include <cmath>
 
-#include "colour/ColorSpec.h"
+#include "colour/ColourSpaceRGB.h"
 
 namespace qgdi_colour {
 
@@ -15,9 +15,9 @@ enum class ECurve { Power, SRGB, LStar, Rec709 };
 
 // Kind 0 with a positive exponent is a power law; kind 0 without one, kind 1
 // and every unknown kind fall back to sRGB.
-inline ECurve ResolveCurve(const SColorSpecRGB& spec) noexcept {
-    switch (spec.nGammaType) {
-        case keGammaPower: return spec.dGamma > 0 ? ECurve::Power : ECurve::SRGB;
+inline ECurve ResolveCurve(const SColorSpecRGB& cs) noexcept {
+    switch (cs.nGammaType) {
+        case keGammaPower: return cs.dGamma > 0 ? ECurve::Power : ECurve::SRGB;
         case keGammaLStar: return ECurve::LStar;
         case keGammaRec709: return ECurve::Rec709;
         default: return ECurve::SRGB;

@@ -4,7 +4,7 @@
 // editor's modules. It is a row iterator in every respect (operations take it
 // as a CRowIterator); what it adds is that an image it creates is itself one
 // packed bitmap, handed out with GetDIB without a copy.
-#include "colour/ColorSpec.h"
+#include "colour/ColourSpaceRGB.h"
 #include "qdibcore/Source/RowIteratorBands.h"
 
 class QGDI_API CDibIterator : public CRowIteratorBands {

@@ -423,7 +423,7 @@ CColorRef CRowIteratorBands::GetSolidColor() const noexcept { return m_state->so
 const SColorSpecRGB* CRowIteratorBands::GetColorSpec() const noexcept {
     return m_state->colorSpec ? m_state->colorSpec : QGDI_Vantor_GetColorSpec();
 }
-void CRowIteratorBands::SetColorSpec(const SColorSpecRGB* spec) noexcept { m_state->colorSpec = spec; }
+void CRowIteratorBands::SetColorSpec(const SColorSpecRGB* cs) noexcept { m_state->colorSpec = cs; }
 void CRowIteratorBands::GetColorMasks(uint32_t& first, uint32_t& second) const noexcept {
     first = m_state->masks[0];
     second = m_state->masks[1];

@@ -17,7 +17,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "colour/ColorSpec.h"
+#include "colour/ColourSpaceRGB.h"
 #include "platform/windef.h"
 #include "qdibcore/Source/ColorRef.h"
 #include "qdibcore/Source/PixelFormat.h"
@@ -206,7 +206,7 @@ public:
     const SColorSpecRGB* GetColorSpec() const noexcept;
     SColorSpecRGB GetColorSpecRGB() const noexcept { return *GetColorSpec(); }
     // Null returns to the process-wide colour space.
-    void SetColorSpec(const SColorSpecRGB* spec) noexcept;
+    void SetColorSpec(const SColorSpecRGB* cs) noexcept;
     // The two colour-mask words of the attached bitmap.
     void GetColorMasks(uint32_t& first, uint32_t& second) const noexcept;
 

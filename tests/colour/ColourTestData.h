@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "colour/ColorSpec.h"
+#include "colour/ColourSpaceRGB.h"
 
 namespace colour_test {
 

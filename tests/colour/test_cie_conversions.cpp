@@ -65,19 +65,19 @@ TEST(CIEConversions, LabOfSRGBPrimaries) {
 TEST(CIEConversions, RoundTripsAreInverses) {
     std::mt19937 rng(11);
     std::uniform_real_distribution<double> unit(-0.1, 1.1), Ld(0, 100), ab(-120, 120);
-    const SColorSpecRGB specs[4] = {ExactSRGB(), ExactSRGB(keGammaLStar, 0), ExactSRGB(keGammaRec709, 0),
+    const SColorSpecRGB spaces[4] = {ExactSRGB(), ExactSRGB(keGammaLStar, 0), ExactSRGB(keGammaRec709, 0),
                                     ExactSRGB(keGammaPower, 1.8)};
     for (int n = 0; n < 2000; ++n) {
-        const SColorSpecRGB& spec = specs[n % 4];
+        const SColorSpecRGB& cs = spaces[n % 4];
         const double r = unit(rng), g = unit(rng), b = unit(rng);
         // The published Rec.709 pieces do not meet: the power piece gives
         // 0.08128 at y = 0.018, so device values in (0.081, 0.08128) have no
         // exact inverse through the curve as defined.
         auto inGap = [](double v) { return std::fabs(v) > 0.081 && std::fabs(v) < 0.0813; };
-        if (spec.nGammaType == keGammaRec709 && (inGap(r) || inGap(g) || inGap(b))) continue;
+        if (cs.nGammaType == keGammaRec709 && (inGap(r) || inGap(g) || inGap(b))) continue;
         double X, Y, Z, r2, g2, b2;
-        RGBDtoXYZ(r, g, b, X, Y, Z, spec);
-        XYZtoRGBD(X, Y, Z, r2, g2, b2, spec);
+        RGBDtoXYZ(r, g, b, X, Y, Z, cs);
+        XYZtoRGBD(X, Y, Z, r2, g2, b2, cs);
         EXPECT_NEAR(r2, r, 1e-9);
         EXPECT_NEAR(g2, g, 1e-9);
         EXPECT_NEAR(b2, b, 1e-9);

@@ -21,7 +21,7 @@ using colour_test::WithCurve;
 
 struct SSpecCase {
     const char* name;
-    SColorSpecRGB spec;
+    SColorSpecRGB cs;
     // Sweep every input (the benchmarked space) or a fixed 1-in-N lattice.
     int stride;
 };
@@ -59,15 +59,15 @@ class FunctorSpec : public ::testing::TestWithParam<SSpecCase> {};
 // (for Lab, RGBDtoRGBY -> RGBYtoLab -> EncodeLab and DecodeLab -> LabtoRGBY ->
 // YtoD), and so must its per-pixel call, checked on every 97th input.
 TEST_P(FunctorSpec, KernelsMatchDoublePath) {
-    const SColorSpecRGB& spec = GetParam().spec;
+    const SColorSpecRGB& cs = GetParam().cs;
     const std::vector<uint8_t> src = SweepInputs(GetParam().stride);
     const int count = int(src.size() / 3);
     using Rule = void (*)(const uint8_t*, uint8_t*, const SColorSpecRGB&);
-    const CRGBDtoLab8 lab100(spec, true), lab255(spec, false);
-    const CLabtoRGBD8 rgb100(spec, true), rgb255(spec, false);
-    const RGBtoGrey8 grey(spec);
-    const RGBtoL8 light(spec);
-    const GreyToL8 greyLight(spec);
+    const CRGBDtoLab8 lab100(cs, true), lab255(cs, false);
+    const CLabtoRGBD8 rgb100(cs, true), rgb255(cs, false);
+    const RGBtoGrey8 grey(cs);
+    const RGBtoL8 light(cs);
+    const GreyToL8 greyLight(cs);
     const struct {
         const VUserFunctor8& functor;
         int outChannels;
@@ -88,7 +88,7 @@ TEST_P(FunctorSpec, KernelsMatchDoublePath) {
         for (int i = 0; i < count; ++i) {
             const uint8_t* in = &src[size_t(i) * 3];
             uint8_t ref[3], single[3];
-            kernels[k].rule(in, ref, spec);
+            kernels[k].rule(in, ref, cs);
             ASSERT_TRUE(std::equal(ref, ref + out, &fast[size_t(i) * size_t(out)]))
                 << "kernel " << k << ", input " << int(in[0]) << "," << int(in[1]) << "," << int(in[2]);
             if (i % 97) continue;

@@ -96,7 +96,7 @@ class Measures : public ::testing::TestWithParam<SEncoding> {};
 // luminance where the measure allows.
 TEST_P(Measures, SettersHitTheRequestedMeasure) {
     const SEncoding& e = GetParam();
-    const SColorSpecRGB spec = colour_test::ExactSRGB();
+    const SColorSpecRGB cs = colour_test::ExactSRGB();
     const double* table = qgdi_colour::YtoLTable();
     // L-encoded results come back through the YtoL table and are checked by
     // composition below instead.
@@ -106,47 +106,47 @@ TEST_P(Measures, SettersHitTheRequestedMeasure) {
     std::uniform_real_distribution<double> u(0.02, 0.98);
     for (int n = 0; n < 500; ++n) {
         const double r0 = u(rng), g0 = u(rng), b0 = u(rng), want = u(rng);
-        const double Y0 = e.getY(r0, g0, b0, spec);
+        const double Y0 = e.getY(r0, g0, b0, cs);
 
         double r = r0, g = g0, b = b0;
-        e.setY(r, g, b, spec, want, -1.0);
-        EXPECT_NEAR(e.getY(r, g, b, spec), want, tol) << e.name;
+        e.setY(r, g, b, cs, want, -1.0);
+        EXPECT_NEAR(e.getY(r, g, b, cs), want, tol) << e.name;
 
         // Lightness answers in the YtoL table's steps; the luminance is exact.
         r = r0, g = g0, b = b0;
-        e.setL(r, g, b, spec, want, -1.0);
-        EXPECT_NEAR(e.getY(r, g, b, spec), LtoY(want), tol) << e.name;
+        e.setL(r, g, b, cs, want, -1.0);
+        EXPECT_NEAR(e.getY(r, g, b, cs), LtoY(want), tol) << e.name;
         const int cell = std::min(int(LtoY(want) * 8191), 8190);
-        EXPECT_NEAR(e.getL(r, g, b, spec), want, table[cell + 1] - table[cell] + tol) << e.name;
+        EXPECT_NEAR(e.getL(r, g, b, cs), want, table[cell + 1] - table[cell] + tol) << e.name;
 
         r = r0, g = g0, b = b0;
-        e.setC(r, g, b, spec, want * 60);
-        EXPECT_NEAR(e.getC(r, g, b, spec), want * 60, tol * 100) << e.name;
-        EXPECT_NEAR(e.getY(r, g, b, spec), Y0, tol) << e.name;
+        e.setC(r, g, b, cs, want * 60);
+        EXPECT_NEAR(e.getC(r, g, b, cs), want * 60, tol * 100) << e.name;
+        EXPECT_NEAR(e.getY(r, g, b, cs), Y0, tol) << e.name;
 
         r = r0, g = g0, b = b0;
-        e.setSR(r, g, b, spec, want);
-        EXPECT_NEAR(e.getSR(r, g, b, spec), want, tol) << e.name;
-        EXPECT_NEAR(e.getY(r, g, b, spec), Y0, tol) << e.name;
+        e.setSR(r, g, b, cs, want);
+        EXPECT_NEAR(e.getSR(r, g, b, cs), want, tol) << e.name;
+        EXPECT_NEAR(e.getY(r, g, b, cs), Y0, tol) << e.name;
 
         // SA setters hand back linear light for every encoding.
         r = r0, g = g0, b = b0;
-        e.setSA(r, g, b, spec, want * 0.3);
-        EXPECT_NEAR(RGBYGetSA(r, g, b, spec), want * 0.3, 1e-9) << e.name;
+        e.setSA(r, g, b, cs, want * 0.3);
+        EXPECT_NEAR(RGBYGetSA(r, g, b, cs), want * 0.3, 1e-9) << e.name;
     }
 }
 
 TEST_P(Measures, GreysAndSurfaces) {
     const SEncoding& e = GetParam();
-    const SColorSpecRGB spec = colour_test::ExactSRGB();
-    EXPECT_EQ(e.getSR(0.4, 0.4, 0.4, spec), 0.0);
-    EXPECT_EQ(e.getC(0.4, 0.4, 0.4, spec), 0.0);
-    EXPECT_NEAR(e.getSR(1.0, 0.0, 0.0, spec), 1.0, 1e-12);
-    EXPECT_NEAR(e.getSA(0.4, 0.4, 0.4, spec), 0.0, 1e-12);
+    const SColorSpecRGB cs = colour_test::ExactSRGB();
+    EXPECT_EQ(e.getSR(0.4, 0.4, 0.4, cs), 0.0);
+    EXPECT_EQ(e.getC(0.4, 0.4, 0.4, cs), 0.0);
+    EXPECT_NEAR(e.getSR(1.0, 0.0, 0.0, cs), 1.0, 1e-12);
+    EXPECT_NEAR(e.getSA(0.4, 0.4, 0.4, cs), 0.0, 1e-12);
     // Black has no chromaticity to keep: it becomes the grey of that luminance.
     double r = 0, g = 0, b = 0;
-    e.setY(r, g, b, spec, 0.2, -1.0);
-    EXPECT_NEAR(e.toLinear(r, spec), 0.2, 2e-3);
+    e.setY(r, g, b, cs, 0.2, -1.0);
+    EXPECT_NEAR(e.toLinear(r, cs), 0.2, 2e-3);
     EXPECT_EQ(r, g);
     EXPECT_EQ(g, b);
 }
@@ -157,7 +157,7 @@ INSTANTIATE_TEST_SUITE_P(Encodings, Measures, ::testing::ValuesIn(kEncodings),
 // The lightness-encoded setters are the linear-light ones between LtoY and
 // YtoL (SA excepted: it hands back linear light).
 TEST(Measures, LightnessEncodedSettersComposeLinearOnes) {
-    const SColorSpecRGB spec = colour_test::ExactSRGB();
+    const SColorSpecRGB cs = colour_test::ExactSRGB();
     const struct {
         Setter1 setL, setY;
         bool reencode;
@@ -177,11 +177,11 @@ TEST(Measures, LightnessEncodedSettersComposeLinearOnes) {
             for (int k = 0; k < 3; ++k) EXPECT_EQ(a[k], y[k]);
         };
         for (const auto& s1 : one)
-            check([&](double* c) { s1.setL(c[0], c[1], c[2], spec, want * 0.5); },
-                  [&](double* c) { s1.setY(c[0], c[1], c[2], spec, want * 0.5); }, s1.reencode);
+            check([&](double* c) { s1.setL(c[0], c[1], c[2], cs, want * 0.5); },
+                  [&](double* c) { s1.setY(c[0], c[1], c[2], cs, want * 0.5); }, s1.reencode);
         for (const auto& s2 : two)
-            check([&](double* c) { s2[0](c[0], c[1], c[2], spec, want, grey); },
-                  [&](double* c) { s2[1](c[0], c[1], c[2], spec, want, grey); }, true);
+            check([&](double* c) { s2[0](c[0], c[1], c[2], cs, want, grey); },
+                  [&](double* c) { s2[1](c[0], c[1], c[2], cs, want, grey); }, true);
     }
 }
 

@@ -86,7 +86,7 @@ TEST(JKL, CornersOfBothLayouts) {
 // dark colours, where one table step (up to 1.1e-3) is a large part of the
 // saturation's denominator max + min.
 TEST(JKL, InverseForBothLayouts) {
-    const SColorSpecRGB spec = colour_test::ExactSRGB();
+    const SColorSpecRGB cs = colour_test::ExactSRGB();
     const double* table = qgdi_colour::YtoLTable();
     auto exactL = [](double y) { return y <= 216.0 / 24389 ? y * 24389 / 27 / 100 : (116 * std::cbrt(y) - 16) / 100; };
     const double corners[7][2] = {{1, 0}, {1, 1}, {-1, 1}, {-1, 0}, {-1, -1}, {1, -1}, {1, 0}};
@@ -103,14 +103,14 @@ TEST(JKL, InverseForBothLayouts) {
             const double K = circular ? S * std::sin(kTwoPi * h6 / 6)
                                       : S * (corners[i][1] + (corners[i + 1][1] - corners[i][1]) * f);
             double r, g, b;
-            JKLtoRGB(J, K, L, r, g, b, spec, circular);
-            EXPECT_NEAR(RGBDGetY(r, g, b, spec), LtoY(L), 1e-12);
+            JKLtoRGB(J, K, L, r, g, b, cs, circular);
+            EXPECT_NEAR(RGBDGetY(r, g, b, cs), LtoY(L), 1e-12);
             double hR, sR, mean;
-            ClassicRGBtoHSL(exactL(DtoY(r, spec)), exactL(DtoY(g, spec)), exactL(DtoY(b, spec)), hR, sR, mean);
+            ClassicRGBtoHSL(exactL(DtoY(r, cs)), exactL(DtoY(g, cs)), exactL(DtoY(b, cs)), hR, sR, mean);
             EXPECT_NEAR(std::fmod(hR * 6 - h6 + 9.0, 6.0) - 3.0, 0.0, 1e-9) << n;
             EXPECT_NEAR(sR, S, 1e-9) << n;
             double J3, K3, L3;
-            RGBtoJKL(r, g, b, J3, K3, L3, spec, circular);
+            RGBtoJKL(r, g, b, J3, K3, L3, cs, circular);
             const int cell = std::min(int(LtoY(L) * 8191), 8190);
             EXPECT_NEAR(L3, L, table[cell + 1] - table[cell] + 1e-12);
             EXPECT_NEAR(J3, J, 3e-2);
@@ -119,28 +119,28 @@ TEST(JKL, InverseForBothLayouts) {
     }
     // Requests outside the gamut are clamped: L to 0..1, saturation to 1.
     double r, g, b;
-    JKLtoRGB(0, 0, 1.7, r, g, b, spec, true);
+    JKLtoRGB(0, 0, 1.7, r, g, b, cs, true);
     EXPECT_NEAR(std::min({r, g, b}), 1.0, 1e-12);
-    JKLtoRGB(3, 0, 0.5, r, g, b, spec, true);
-    EXPECT_NEAR(RGBDGetY(r, g, b, spec), LtoY(0.5), 1e-12);
+    JKLtoRGB(3, 0, 0.5, r, g, b, cs, true);
+    EXPECT_NEAR(RGBDGetY(r, g, b, cs), LtoY(0.5), 1e-12);
 }
 
 // The colour-space-aware HSL is JKL on the circle: a grey request gives the grey of that lightness.
 TEST(SpecHSL, GreysAndConsistencyWithJKL) {
-    const SColorSpecRGB spec = colour_test::ExactSRGB();
+    const SColorSpecRGB cs = colour_test::ExactSRGB();
     double r, g, b, H, S, L, J, K, L2;
     for (double sat : {0.0, -1.0}) {
-        HSLtoRGB(0.3, sat, 0.6, r, g, b, spec);
+        HSLtoRGB(0.3, sat, 0.6, r, g, b, cs);
         EXPECT_TRUE(r == g && g == b);
-        EXPECT_NEAR(RGBDGetY(r, g, b, spec), LtoY(0.6), 1e-12);
+        EXPECT_NEAR(RGBDGetY(r, g, b, cs), LtoY(0.6), 1e-12);
     }
-    RGBtoHSL(0.2, 0.7, 0.4, H, S, L, spec);
-    RGBtoJKL(0.2, 0.7, 0.4, J, K, L2, spec, true);
+    RGBtoHSL(0.2, 0.7, 0.4, H, S, L, cs);
+    RGBtoJKL(0.2, 0.7, 0.4, J, K, L2, cs, true);
     EXPECT_EQ(L, L2);
     EXPECT_NEAR(S * std::cos(kTwoPi * H), J, 1e-12);
-    HSLtoRGB(H, S, L, r, g, b, spec);
+    HSLtoRGB(H, S, L, r, g, b, cs);
     double r2, g2, b2;
-    JKLtoRGB(J, K, L, r2, g2, b2, spec, true);
+    JKLtoRGB(J, K, L, r2, g2, b2, cs, true);
     EXPECT_NEAR(r, r2, 1e-12);
     EXPECT_NEAR(b, b2, 1e-12);
 }

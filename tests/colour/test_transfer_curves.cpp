@@ -20,7 +20,7 @@ SColorSpecRGB Curve(uint32_t kind, double gamma) { return colour_test::WithCurve
 // definitions (IEC 61966-2-1 sRGB, ITU-R BT.709, CIE L*: L* = 50 is Y = 0.18419).
 struct SCurvePoint {
     const char* what;
-    SColorSpecRGB spec;
+    SColorSpecRGB cs;
     double device, linear;
     // The sRGB pieces miss each other by 3e-8 at the threshold (rounded
     // constants of the standard), so the encode there only comes back to that.
@@ -44,14 +44,14 @@ class CurvePoints : public ::testing::TestWithParam<SCurvePoint> {};
 
 TEST_P(CurvePoints, DecodeEncodeAndOddSymmetry) {
     const SCurvePoint& p = GetParam();
-    EXPECT_NEAR(DtoY(p.device, p.spec), p.linear, 1e-12) << p.what;
-    EXPECT_NEAR(YtoD(p.linear, p.spec), p.device, p.encodeTolerance) << p.what;
-    EXPECT_EQ(DtoY(-p.device, p.spec), -DtoY(p.device, p.spec)) << p.what;
-    EXPECT_EQ(YtoD(-p.linear, p.spec), -YtoD(p.linear, p.spec)) << p.what;
-    EXPECT_EQ(YtoD(0.0, p.spec), 0.0);
+    EXPECT_NEAR(DtoY(p.device, p.cs), p.linear, 1e-12) << p.what;
+    EXPECT_NEAR(YtoD(p.linear, p.cs), p.device, p.encodeTolerance) << p.what;
+    EXPECT_EQ(DtoY(-p.device, p.cs), -DtoY(p.device, p.cs)) << p.what;
+    EXPECT_EQ(YtoD(-p.linear, p.cs), -YtoD(p.linear, p.cs)) << p.what;
+    EXPECT_EQ(YtoD(0.0, p.cs), 0.0);
     // Both branches meet at the threshold (a wrong constant would leave a step).
     const double below = std::nextafter(p.device, 0.0);
-    EXPECT_NEAR(DtoY(below, p.spec), DtoY(p.device, p.spec), 1e-7) << p.what;
+    EXPECT_NEAR(DtoY(below, p.cs), DtoY(p.device, p.cs), 1e-7) << p.what;
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, CurvePoints, ::testing::ValuesIn(kCurvePoints), [](const auto& info) {
@@ -70,9 +70,9 @@ TEST(TransferCurves, SRGBEncodeMatchesPublishedPoints) {
 }
 
 TEST(TransferCurves, EveryKindRoundTrips) {
-    for (const SColorSpecRGB& spec : {Curve(0, 2.2), Curve(1, 0), Curve(2, 0), Curve(3, 0), Curve(0, 1.8)})
+    for (const SColorSpecRGB& cs : {Curve(0, 2.2), Curve(1, 0), Curve(2, 0), Curve(3, 0), Curve(0, 1.8)})
         for (double x = -1.25; x <= 1.25; x += 1.0 / 64)
-            EXPECT_NEAR(YtoD(DtoY(x, spec), spec), x, 1e-12) << spec.nGammaType << " " << x;
+            EXPECT_NEAR(YtoD(DtoY(x, cs), cs), x, 1e-12) << cs.nGammaType << " " << x;
 }
 
 // Inside 0..1 YtoL answers from the table (entry trunc(y x 8191)), so it

@@ -30,29 +30,29 @@ inline constexpr SColorSpecRGB kColorSpecSRGB = {
     {3.2404542, -0.9692660, 0.0556434, -1.5371385, 1.8760108, -0.2040259, -0.4985314, 0.0415560, 1.0572252},
 };
 
-// The process-wide current colour specification. The pointer is kept, not the
+// The process-wide current colour-space description. The pointer is kept, not the
 // record: the caller keeps it alive. Null restores the built-in sRGB.
-QGDI_API void QGDI_Vantor_SetColorSpec(const SColorSpecRGB* spec) noexcept;
+QGDI_API void QGDI_Vantor_SetColorSpec(const SColorSpecRGB* cs) noexcept;
 QGDI_API const SColorSpecRGB* QGDI_Vantor_GetColorSpec() noexcept;
 
 // Reference white of a space: the XYZ of linear RGB (1, 1, 1), i.e. the column sums.
-inline void QGDI_ColorSpecWhite(const SColorSpecRGB& spec, double& Xw, double& Yw, double& Zw) noexcept {
-    const double* m = spec.mRGBtoXYZ;
+inline void QGDI_ColorSpecWhite(const SColorSpecRGB& cs, double& Xw, double& Yw, double& Zw) noexcept {
+    const double* m = cs.mRGBtoXYZ;
     Xw = m[0] + m[3] + m[6];
     Yw = m[1] + m[4] + m[7];
     Zw = m[2] + m[5] + m[8];
 }
 
 // Luminance of a linear-light colour: the Y row of the matrix.
-inline double QGDI_ColorSpecLuminance(const SColorSpecRGB& spec, double r, double g, double b) noexcept {
-    const double* m = spec.mRGBtoXYZ;
+inline double QGDI_ColorSpecLuminance(const SColorSpecRGB& cs, double r, double g, double b) noexcept {
+    const double* m = cs.mRGBtoXYZ;
     return r * m[1] + g * m[4] + b * m[7];
 }
 
 // Builds a space from the xy chromaticities of its three primaries and the XYZ
 // of its white: each primary column is scaled so that the columns sum to the
-// white, and the inverse is stored beside it. False (spec untouched) when a
+// white, and the inverse is stored beside it. False (cs untouched) when a
 // primary has y = 0 or the primaries are collinear.
 QGDI_API bool QGDI_MakeColorSpec(double xr, double yr, double xg, double yg, double xb, double yb, double Xw,
                                  double Yw, double Zw, uint32_t gammaType, double gamma,
-                                 SColorSpecRGB& spec) noexcept;
+                                 SColorSpecRGB& cs) noexcept;

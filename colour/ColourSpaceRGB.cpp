@@ -1,4 +1,4 @@
-#include "colour/ColorSpec.h"
+#include "colour/ColourSpaceRGB.h"
 
 #include <atomic>
 
@@ -8,15 +8,15 @@ namespace {
 std::atomic<const SColorSpecRGB*> g_spec{nullptr};
 }
 
-void QGDI_Vantor_SetColorSpec(const SColorSpecRGB* spec) noexcept { g_spec.store(spec, std::memory_order_release); }
+void QGDI_Vantor_SetColorSpec(const SColorSpecRGB* cs) noexcept { g_spec.store(cs, std::memory_order_release); }
 
 const SColorSpecRGB* QGDI_Vantor_GetColorSpec() noexcept {
-    const SColorSpecRGB* spec = g_spec.load(std::memory_order_acquire);
-    return spec ? spec : &kColorSpecSRGB;
+    const SColorSpecRGB* cs = g_spec.load(std::memory_order_acquire);
+    return cs ? cs : &kColorSpecSRGB;
 }
 
 bool QGDI_MakeColorSpec(double xr, double yr, double xg, double yg, double xb, double yb, double Xw, double Yw,
-                        double Zw, uint32_t gammaType, double gamma, SColorSpecRGB& spec) noexcept {
+                        double Zw, uint32_t gammaType, double gamma, SColorSpecRGB& cs) noexcept {
     if (!(yr != 0 && yg != 0 && yb != 0)) return false;
     // Unscaled primary columns (x/y, 1, (1-x-y)/y), laid out row-major for the solve.
     const double p[9] = {xr / yr,          xg / yg,          xb / yb,          1, 1, 1,
@@ -31,13 +31,13 @@ bool QGDI_MakeColorSpec(double xr, double yr, double xg, double yg, double xb, d
                          p[5] * s[2], p[6] * s[0], p[7] * s[1], p[8] * s[2]};
     double minv[9];
     if (!qgdi_colour::Invert3x3(m, minv)) return false;
-    spec.nGammaType = gammaType;
-    spec.dGamma = gamma;
+    cs.nGammaType = gammaType;
+    cs.dGamma = gamma;
     // Row-major M to the column-by-column storage of the record.
     for (int row = 0; row < 3; ++row)
         for (int col = 0; col < 3; ++col) {
-            spec.mRGBtoXYZ[col * 3 + row] = m[row * 3 + col];
-            spec.mXYZtoRGB[col * 3 + row] = minv[row * 3 + col];
+            cs.mRGBtoXYZ[col * 3 + row] = m[row * 3 + col];
+            cs.mXYZtoRGB[col * 3 + row] = minv[row * 3 + col];
         }
     return true;
 }

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "colour/ColorSpec.h"
+#include "colour/ColourSpaceRGB.h"
 
 enum ESpectrumType : int32_t {
     keSpectrumZero = 0,           // every sample 0
@@ -74,7 +74,7 @@ public:
     // r P0 + g P1 + b P2 with the same XYZ as the colour space gives. False when a
     // primary cannot be matched within `tolerance` (it lies outside what 0..1
     // reflectances reach); the primaries hold the closest spectra found.
-    static bool BuildSpectralPrimaries(const SColorSpecRGB& spec, CSpectralColor primaries[3],
+    static bool BuildSpectralPrimaries(const SColorSpecRGB& cs, CSpectralColor primaries[3],
                                        double tolerance = 1e-6) noexcept;
 
     CSpectralColor& operator+=(const CSpectralColor& o) noexcept;

@@ -72,8 +72,8 @@ TEST(HueSelectiveEdit, InterpolationAcrossTheWrap) {
 // Saturation 0 everywhere turns every colour grey, in every encoding; a grey
 // stays grey under any edit.
 TEST(HueSelectiveEdit, SaturationAndGreys) {
-    const SColorSpecRGB spec = colour_test::ExactSRGB();
-    CHueSelectiveEdit desaturate(6, spec), wild(6, spec);
+    const SColorSpecRGB cs = colour_test::ExactSRGB();
+    CHueSelectiveEdit desaturate(6, cs), wild(6, cs);
     for (int i = 0; i < 6; ++i) {
         desaturate.SetHueData(i, {i * 60.0, i * 60.0, 0.5, 0.5, 0.0});
         wild.SetHueData(i, {i * 60.0, i * 60.0 + 90, 0.9, 0.2, 0.9});

@@ -1,4 +1,4 @@
-#include "colour/SpectralColor.h"
+#include "colour/SampledColour.h"
 
 #include <algorithm>
 #include <cmath>
@@ -178,12 +178,12 @@ double CSpectralColor::AdjustSpectralPrimary(double X, double Y, double Z, int m
     return err;
 }
 
-bool CSpectralColor::BuildSpectralPrimaries(const SColorSpecRGB& spec, CSpectralColor primaries[3],
+bool CSpectralColor::BuildSpectralPrimaries(const SColorSpecRGB& cs, CSpectralColor primaries[3],
                                             double tolerance) noexcept {
     if (!primaries) return false;
     bool ok = true;
     for (int k = 0; k < 3; ++k) {
-        const double* col = spec.mRGBtoXYZ + 3 * k;
+        const double* col = cs.mRGBtoXYZ + 3 * k;
         // Start from a mid grey so that the corrections can go both ways.
         primaries[k] = CSpectralColor(0.5);
         const double err = primaries[k].AdjustSpectralPrimary(col[0], col[1], col[2], 20000, tolerance * 0.1);
