@@ -68,28 +68,6 @@ bool CQmmBinPtr::Alloc(size_t bytes, uint32_t flags, const char* file, int line)
     return p != nullptr;
 }
 
-CLockAccessor::~CLockAccessor() {
-    while (m_locks > 0) Unlock(__FILE__, __LINE__);
-}
-
-void* CLockAccessor::Lock(const char* file, int line) {
-    if (!m_accessor) return nullptr;
-    void* p = m_accessor->Lock(file, line);
-    if (p) {
-        m_address = p;
-        ++m_locks;
-    }
-    return p;
-}
-
-void CLockAccessor::Unlock(const char* file, int line) {
-    if (m_locks == 0) return;
-    m_accessor->Unlock(file, line);
-    if (--m_locks == 0) m_address = nullptr;
-}
-
-size_t CLockAccessor::Length() const noexcept { return m_accessor ? m_accessor->GetLength() : 0; }
-
 CLockAccessorEx::~CLockAccessorEx() {
     while (m_locks > 0) Unlock(__FILE__, __LINE__);
 }

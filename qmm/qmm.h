@@ -90,28 +90,8 @@ public:
     size_t Length() const noexcept { return p ? p->GetLength() : 0; }
 };
 
-// Scoped lock of an accessor: Lock() returns the address (null on failure) and
-// the destructor undoes every Lock() not yet undone.
-class QMM_API CLockAccessor {
-public:
-    explicit CLockAccessor(IBinAccessor* accessor) noexcept : m_accessor(accessor) {}
-    ~CLockAccessor();
-    CLockAccessor(const CLockAccessor&) = delete;
-    CLockAccessor& operator=(const CLockAccessor&) = delete;
-
-    void* Lock(const char* file, int line);
-    void Unlock(const char* file, int line);
-    void* Address() const noexcept { return m_address; }
-    size_t Length() const noexcept;
-    bool IsLocked() const noexcept { return m_locks > 0; }
-
-private:
-    IBinAccessor* m_accessor;
-    void* m_address = nullptr;
-    int m_locks = 0;
-};
-
-// The same over a bare handle.
+// Scoped lock of a block: Lock() returns the address (null on failure) and the
+// destructor undoes every Lock() not yet undone.
 class QMM_API CLockAccessorEx {
 public:
     explicit CLockAccessorEx(QMMHANDLE h, uint32_t qmmFlags = QMM_FLAG_NONE) noexcept : m_handle(h), m_flags(qmmFlags) {}
@@ -130,6 +110,13 @@ private:
     uint32_t m_flags;
     void* m_address = nullptr;
     int m_locks = 0;
+};
+
+// The same for the block behind an accessor (which must outlive the lock).
+class QMM_API CLockAccessor : public CLockAccessorEx {
+public:
+    explicit CLockAccessor(IBinAccessor* accessor) noexcept
+        : CLockAccessorEx(accessor ? accessor->GetHandle() : QMM_NULL) {}
 };
 
 #define QMM_HERE __FILE__, __LINE__
