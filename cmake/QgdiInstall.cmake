@@ -7,7 +7,7 @@ install(TARGETS qgdi qmm qerror qgdi_headers EXPORT qgdiTargets
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qgdi)
 
 # Public headers keep their folders; anything under internal/ stays private.
-install(FILES qgdi.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qgdi)
+install(FILES qgdi.h qgdi_export.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qgdi)
 foreach(dir IN ITEMS platform qerror qmm ${QGDI_SUBSYSTEMS})
   if(EXISTS ${PROJECT_SOURCE_DIR}/${dir})
     install(DIRECTORY ${dir}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qgdi/${dir}
