@@ -32,11 +32,7 @@ TEST(CCoordinatorMatrix, IdentityRealisesTheSourceSizeAndExactRows) {
     EXPECT_EQ(row[1].y, 1792);
 }
 
-struct RealiseCase {
-    const char* name;
-    double m[9];
-    int srcW, srcH, dstW, dstH;
-};
+struct RealiseCase { const char* name; double m[9]; int srcW, srcH, dstW, dstH; };
 
 class MatrixRealise : public ::testing::TestWithParam<RealiseCase> {};
 

@@ -250,9 +250,7 @@ TEST(PointMapBox, RectangleBoxCoversExactlyTheWrittenPoints) {
             const RECT all = BoxOfPoints(pts);
             EXPECT_TRUE(EqualRect(&box, &all));
             RECT shortcut;
-            if (m->GetBBox(&shortcut, rc)) {
-                EXPECT_TRUE(EqualRect(&shortcut, &all));
-            }
+            if (m->GetBBox(&shortcut, rc)) EXPECT_TRUE(EqualRect(&shortcut, &all));
         }
     }
 }

@@ -124,16 +124,12 @@ TEST_P(GenMatrixDecompositions, SvdReconstructsWithOrthonormalFactors) {
     ASSERT_EQ(int(S.size()), k);
     for (int i = 0; i < k; ++i) {
         EXPECT_GE(S[i], 0.0);
-        if (i) {
-            EXPECT_GE(S[i - 1], S[i]);
-        }
+        if (i) EXPECT_GE(S[i - 1], S[i]);
     }
     EXPECT_LT(RelativeError(a, U * CGenMatrix::diagonal(S) * V.transpose()), 1e-10);
     ExpectOrthonormalColumns(U);
     ExpectOrthonormalColumns(V);
-    if (s.rank >= 0) {
-        EXPECT_EQ(a.rank(), s.rank);
-    }
+    if (s.rank >= 0) EXPECT_EQ(a.rank(), s.rank);
 }
 
 TEST_P(GenMatrixDecompositions, PseudoInverseSatisfiesMoorePenrose) {

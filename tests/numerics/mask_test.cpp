@@ -122,10 +122,7 @@ TEST(CMask08, DilateSinglePixel) {
     EXPECT_TRUE(m.Dilate(0));
 }
 
-struct MorphCase {
-    int w, h, r;
-    bool square, dilate;
-};
+struct MorphCase { int w, h, r; bool square, dilate; };
 
 class MaskMorphology : public ::testing::TestWithParam<MorphCase> {};
 
@@ -144,9 +141,7 @@ INSTANTIATE_TEST_SUITE_P(Random, MaskMorphology,
                                            MorphCase{1, 9, 3, false, true}, MorphCase{9, 1, 5, true, false},
                                            MorphCase{12, 12, 20, false, true}, MorphCase{40, 33, 7, false, false}));
 
-struct BlurCase {
-    int w, h, r;
-};
+struct BlurCase { int w, h, r; };
 
 class MaskBlur : public ::testing::TestWithParam<BlurCase> {};
 
