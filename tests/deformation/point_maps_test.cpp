@@ -249,7 +249,9 @@ TEST(PointMapBox, RectangleBoxCoversExactlyTheWrittenPoints) {
             const RECT all = BoxOfPoints(pts);
             EXPECT_TRUE(EqualRect(&box, &all));
             RECT shortcut;
-            if (m->GetBBox(&shortcut, rc)) EXPECT_TRUE(EqualRect(&shortcut, &all));
+            if (m->GetBBox(&shortcut, rc)) {
+                EXPECT_TRUE(EqualRect(&shortcut, &all));
+            }
         }
     }
 }

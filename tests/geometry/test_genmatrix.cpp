@@ -114,19 +114,14 @@ TEST_P(GenMatrixDecompositions, SvdReconstructsWithOrthonormalFactors) {
     std::vector<double> S;
     a.svd(U, S, V);
     const int k = std::min(s.rows, s.cols);
-    ASSERT_EQ(U.rows(), s.rows);
-    ASSERT_EQ(U.cols(), k);
-    ASSERT_EQ(V.rows(), s.cols);
-    ASSERT_EQ(V.cols(), k);
-    ASSERT_EQ(int(S.size()), k);
-    for (int i = 0; i < k; ++i) {
-        EXPECT_GE(S[i], 0.0);
-        if (i) EXPECT_GE(S[i - 1], S[i]);
-    }
+    ASSERT_EQ(std::tuple(U.rows(), U.cols(), V.rows(), V.cols(), int(S.size())), std::tuple(s.rows, k, s.cols, k, k));
+    for (int i = 0; i < k; ++i) EXPECT_TRUE(S[i] >= 0.0 && (i == 0 || S[i - 1] >= S[i])) << i;
     EXPECT_LT(RelativeError(a, U * CGenMatrix::diagonal(S) * V.transpose()), 1e-10);
     ExpectOrthonormalColumns(U);
     ExpectOrthonormalColumns(V);
-    if (s.rank >= 0) EXPECT_EQ(a.rank(), s.rank);
+    if (s.rank >= 0) {
+        EXPECT_EQ(a.rank(), s.rank);
+    }
 }
 
 TEST_P(GenMatrixDecompositions, PseudoInverseSatisfiesMoorePenrose) {

@@ -36,7 +36,9 @@ TEST_P(CRandomRange, StaysInRangeAndReachesBothEnds) {
         const double v = p.draw(rnd);
         lo = std::min(lo, v);
         hi = std::max(hi, v);
-        if (p.integral) ASSERT_EQ(v, static_cast<double>(static_cast<long long>(v)));
+        if (p.integral) {
+            ASSERT_EQ(v, static_cast<double>(static_cast<long long>(v)));
+        }
     }
     EXPECT_EQ(lo, p.lo);
     EXPECT_EQ(hi, p.hi);
