@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <random>
+#include <tuple>
 
 #include "ColourTestData.h"
 #include "colour/colour.h"
@@ -10,6 +11,7 @@
 namespace {
 
 using colour_test::ExactSRGB;
+using colour_test::ExpectNear3;
 using colour_test::kD65;
 
 // The published sRGB matrices (Lindbloom, "RGB/XYZ Matrices"): the built-in sRGB
@@ -44,9 +46,7 @@ TEST(CIEConversions, SRGBMatricesMatchPublishedValues) {
 // Lab of the sRGB primaries and white under D65 (Lindbloom's colour calculator,
 // sRGB with reference white D65, as widely reproduced to 4 decimals).
 TEST(CIEConversions, LabOfSRGBPrimaries) {
-    struct SCase {
-        double r, g, b, L, a, bb;
-    };
+    struct SCase { double r, g, b, L, a, bb; };
     const SCase cases[] = {
         {1, 0, 0, 53.2408, 80.0925, 67.2032},
         {0, 1, 0, 87.7347, -86.1827, 83.1793},
@@ -56,9 +56,7 @@ TEST(CIEConversions, LabOfSRGBPrimaries) {
     for (const SCase& c : cases) {
         double L, a, b;
         RGBDtoLab(c.r, c.g, c.b, L, a, b, kColorSpecSRGB);
-        EXPECT_NEAR(L, c.L, 6e-5);
-        EXPECT_NEAR(a, c.a, 6e-5);
-        EXPECT_NEAR(b, c.bb, 6e-5);
+        ExpectNear3({L, a, b}, {c.L, c.a, c.bb}, 6e-5);
     }
 }
 
@@ -78,17 +76,13 @@ TEST(CIEConversions, RoundTripsAreInverses) {
         double X, Y, Z, r2, g2, b2;
         RGBDtoXYZ(r, g, b, X, Y, Z, cs);
         XYZtoRGBD(X, Y, Z, r2, g2, b2, cs);
-        EXPECT_NEAR(r2, r, 1e-9);
-        EXPECT_NEAR(g2, g, 1e-9);
-        EXPECT_NEAR(b2, b, 1e-9);
+        ExpectNear3({r2, g2, b2}, {r, g, b}, 1e-9);
         // Lab -> XYZ -> Lab, across the linear part below L* = 8 as well.
         const double L = n % 5 == 0 ? Ld(rng) * 0.08 : Ld(rng), a = ab(rng), bb = ab(rng) * (n % 7 == 0 ? 0.01 : 1);
         double L2, a2, bb2;
         LabtoXYZ(L, a, bb, X, Y, Z, kD65[0], kD65[1], kD65[2]);
         XYZtoLab(X, Y, Z, L2, a2, bb2, kD65[0], kD65[1], kD65[2]);
-        EXPECT_NEAR(L2, L, 1e-9);
-        EXPECT_NEAR(a2, a, 1e-9);
-        EXPECT_NEAR(bb2, bb, 1e-9);
+        ExpectNear3({L2, a2, bb2}, {L, a, bb}, 1e-9);
     }
 }
 
@@ -112,11 +106,7 @@ TEST(CIEConversions, LChKeepsChromaAndQuadrantSigns) {
 }
 
 TEST(CIEConversions, LabPackingEnds) {
-    struct SCase {
-        double L, a, b;
-        bool l100;
-        int L8, a8, b8;
-    };
+    struct SCase { double L, a, b; bool l100; int L8, a8, b8; };
     const SCase cases[] = {
         {100, 0, 0, true, 255, 128, 128},   {100, 0, 0, false, 100, 128, 128}, {0, -128, -128, true, 0, 0, 0},
         {255, 127, 127, false, 255, 255, 255}, {-5, -300, 300, true, 0, 0, 255}, {50, -0.5, 0.5, true, 127, 127, 129},
@@ -124,18 +114,13 @@ TEST(CIEConversions, LabPackingEnds) {
     for (const SCase& c : cases) {
         uint8_t L8, a8, b8;
         EncodeLab(c.L, c.a, c.b, L8, a8, b8, c.l100);
-        EXPECT_EQ(L8, c.L8) << c.L;
-        EXPECT_EQ(a8, c.a8) << c.a;
-        EXPECT_EQ(b8, c.b8) << c.b;
+        EXPECT_EQ(std::tuple(int(L8), int(a8), int(b8)), std::tuple(c.L8, c.a8, c.b8)) << c.L << "," << c.a << "," << c.b;
     }
     uint16_t L16, a16, b16;
     EncodeLab(100, 0, 0, L16, a16, b16, true);
-    EXPECT_EQ(L16, 65535);
-    EXPECT_EQ(a16, 32768);
+    EXPECT_TRUE(L16 == 65535 && a16 == 32768);
     EncodeLab(255.9960937, 127.99609370000002, -128, L16, a16, b16, false);
-    EXPECT_EQ(L16, 65535);
-    EXPECT_EQ(a16, 65535);
-    EXPECT_EQ(b16, 0);
+    EXPECT_TRUE(L16 == 65535 && a16 == 65535 && b16 == 0);
     // Every code decodes to a value that encodes back to the same code.
     for (bool l100 : {true, false}) {
         for (int v = 0; v < 256; ++v) {
@@ -178,14 +163,11 @@ TEST(CIEConversions, ChromaticityWhiteFallbackAndInverses) {
         const double X0 = d(rng), Y0 = d(rng), Z0 = d(rng);
         XYZtoxyY(X0, Y0, Z0, x, y, Y, kD65[0], kD65[1], kD65[2]);
         xyYtoXYZ(x, y, Y, X, Y, Z);
-        EXPECT_NEAR(X, X0, 1e-12);
-        EXPECT_NEAR(Z, Z0, 1e-12);
+        ExpectNear3({X, Y, Z}, {X0, Y0, Z0}, 1e-12);
         for (EUCSType type : {keUCS1960, keUCS1976, EUCSType(5)}) {
             XYZtouvY(X0, Y0, Z0, u, v, Y, kD65[0], kD65[1], kD65[2], type);
             uvYtoXYZ(u, v, Y, X, Y, Z, type);
-            EXPECT_NEAR(X, X0, 1e-12);
-            EXPECT_NEAR(Y, Y0, 1e-12);
-            EXPECT_NEAR(Z, Z0, 1e-12);
+            ExpectNear3({X, Y, Z}, {X0, Y0, Z0}, 1e-12);
         }
     }
 }

@@ -101,36 +101,27 @@ TEST_P(FunctorSpec, KernelsMatchDoublePath) {
 INSTANTIATE_TEST_SUITE_P(Curves, FunctorSpec, ::testing::ValuesIn(kSpecs),
                          [](const auto& info) { return std::string(info.param.name); });
 
-// Blue comes first in memory: a pure red pixel is {0, 0, 255}.
-TEST(ColourFunctors, ChannelOrderIsBlueGreenRed) {
-    CRGBDtoLab8 toLab(kColorSpecSRGB, true);
-    const uint8_t red[3] = {0, 0, 255}, blue[3] = {255, 0, 0};
-    uint8_t labRed[3], labBlue[3];
+// Blue comes first in memory: a pure red pixel is {0, 0, 255}. Outputs are
+// truncated (x 255.9999), not rounded: white to L* = 100 is 255 with the
+// 0..100 range and 100 with the 0..255 one.
+TEST(ColourFunctors, ChannelOrderTruncationAndRanges) {
+    const uint8_t red[3] = {0, 0, 255}, blue[3] = {255, 0, 0}, white[3] = {255, 255, 255}, black[3] = {0, 0, 0};
+    uint8_t labRed[3], labBlue[3], lab[3], lab255[3], labBlack[3], gr, gb;
+    const CRGBDtoLab8 toLab(kColorSpecSRGB, true), toLab255(kColorSpecSRGB, false);
     toLab(red, labRed);
     toLab(blue, labBlue);
-    // Red has a large positive b*, blue a large negative one.
+    // Red has a large positive b*, blue a large negative one; luminance weights order red above blue.
     EXPECT_GT(labRed[2], 128 + 50);
     EXPECT_LT(labBlue[2], 128 - 50);
-    // Luminance weights order red above blue.
-    uint8_t gr, gb;
     RGBtoGrey8{kColorSpecSRGB}(red, &gr);
     RGBtoGrey8{kColorSpecSRGB}(blue, &gb);
     EXPECT_GT(gr, gb);
-}
-
-// Outputs are truncated (x 255.9999), not rounded: white to L* = 100 is 255
-// with the 0..100 range and 100 with the 0..255 one.
-TEST(ColourFunctors, TruncationAndRanges) {
-    const uint8_t white[3] = {255, 255, 255}, black[3] = {0, 0, 0};
-    uint8_t lab[3];
-    CRGBDtoLab8(kColorSpecSRGB, true)(white, lab);
-    EXPECT_EQ(lab[0], 255);
-    EXPECT_EQ(lab[1], 128);
-    EXPECT_EQ(lab[2], 128);
-    CRGBDtoLab8(kColorSpecSRGB, false)(white, lab);
-    EXPECT_EQ(lab[0], 100);
-    CRGBDtoLab8(kColorSpecSRGB, false)(black, lab);
-    EXPECT_EQ(lab[0], 0);
+    toLab(white, lab);
+    toLab255(white, lab255);
+    toLab255(black, labBlack);
+    EXPECT_TRUE(lab[0] == 255 && lab[1] == 128 && lab[2] == 128);
+    EXPECT_EQ(lab255[0], 100);
+    EXPECT_EQ(labBlack[0], 0);
 }
 
 // Runs over BGRA rows leave the fourth channel alone and walk with the step.
@@ -140,12 +131,9 @@ TEST(ColourFunctors, RowWithStepKeepsAlpha) {
     std::array<uint8_t, 16> out = row;
     toLab.Row(row.data(), out.data(), 4, 4, 4);
     for (int i = 0; i < 4; ++i) {
-        uint8_t ref[3];
+        uint8_t ref[4] = {0, 0, 0, row[size_t(i * 4 + 3)]};
         toLab(&row[size_t(i * 4)], ref);
-        EXPECT_EQ(out[size_t(i * 4)], ref[0]);
-        EXPECT_EQ(out[size_t(i * 4 + 1)], ref[1]);
-        EXPECT_EQ(out[size_t(i * 4 + 2)], ref[2]);
-        EXPECT_EQ(out[size_t(i * 4 + 3)], row[size_t(i * 4 + 3)]);
+        EXPECT_TRUE(std::equal(ref, ref + 4, &out[size_t(i * 4)])) << i;
     }
     std::array<uint8_t, 16> generic = row;
     QGDI_ApplyUserFunctor8(toLab, row.data(), generic.data(), 4, 4, 4);

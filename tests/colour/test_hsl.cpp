@@ -12,21 +12,19 @@
 
 namespace {
 
+using colour_test::ExpectNear3;
+
 constexpr double kTwoPi = 2 * 3.14159265358979;
 
 // Hexcone values worked by hand: (0.2, 0.4, 0.6) has L = 0.4, S = 0.4/0.8, H = 3.5/6.
 TEST(ClassicHSL, KnownValuesAndRoundTrip) {
-    struct SCase {
-        double r, g, b, h, s, l;
-    };
+    struct SCase { double r, g, b, h, s, l; };
     const SCase cases[] = {{1, 0, 0, 0, 1, 0.5},     {0.2, 0.4, 0.6, 3.5 / 6, 0.5, 0.4}, {1, 1, 0, 1.0 / 6, 1, 0.5},
                            {0.5, 0.5, 0.5, 0, 0, 0.5}, {0.9, 0.8, 0.85, 5.5 / 6, 1.0 / 3, 0.85}};
     for (const SCase& c : cases) {
         double h, s, l;
         ClassicRGBtoHSL(c.r, c.g, c.b, h, s, l);
-        EXPECT_NEAR(h, c.h, 1e-12);
-        EXPECT_NEAR(s, c.s, 1e-12);
-        EXPECT_NEAR(l, c.l, 1e-12);
+        ExpectNear3({h, s, l}, {c.h, c.s, c.l}, 1e-12);
     }
     std::mt19937 rng(12);
     std::uniform_real_distribution<double> u(0, 1);
@@ -35,9 +33,7 @@ TEST(ClassicHSL, KnownValuesAndRoundTrip) {
         double h, s, l, r2, g2, b2;
         ClassicRGBtoHSL(r, g, b, h, s, l);
         ClassicHSLtoRGB(h, s, l, r2, g2, b2);
-        EXPECT_NEAR(r2, r, 1e-9);
-        EXPECT_NEAR(g2, g, 1e-9);
-        EXPECT_NEAR(b2, b, 1e-9);
+        ExpectNear3({r2, g2, b2}, {r, g, b}, 1e-9);
     }
 }
 
@@ -46,8 +42,7 @@ TEST(JKL, HueSaturationPairs) {
     EXPECT_EQ(HStoJK(0.25, -0.5, J, K), 1);
     EXPECT_TRUE(J == 0 && K == 0);
     EXPECT_EQ(HStoJK(1.25, 1.5, J, K), 1);
-    EXPECT_NEAR(J, 0, 1e-12);
-    EXPECT_NEAR(K, 1, 1e-12);
+    ExpectNear3({J, K, 0}, {0, 1, 0}, 1e-12);
     EXPECT_EQ(JKtoHS(3, 4, H, S), 1);
     EXPECT_EQ(S, 1.0);
     EXPECT_NEAR(H, std::atan2(4.0, 3.0) / kTwoPi, 1e-15);
@@ -137,12 +132,11 @@ TEST(SpecHSL, GreysAndConsistencyWithJKL) {
     RGBtoHSL(0.2, 0.7, 0.4, H, S, L, cs);
     RGBtoJKL(0.2, 0.7, 0.4, J, K, L2, cs, true);
     EXPECT_EQ(L, L2);
-    EXPECT_NEAR(S * std::cos(kTwoPi * H), J, 1e-12);
+    ExpectNear3({S * std::cos(kTwoPi * H), S * std::sin(kTwoPi * H), 0}, {J, K, 0}, 1e-12);
     HSLtoRGB(H, S, L, r, g, b, cs);
     double r2, g2, b2;
     JKLtoRGB(J, K, L, r2, g2, b2, cs, true);
-    EXPECT_NEAR(r, r2, 1e-12);
-    EXPECT_NEAR(b, b2, 1e-12);
+    ExpectNear3({r, g, b}, {r2, g2, b2}, 1e-12);
 }
 
 TEST(IntegerHSL, FractRoundTripsAreExact) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
+#include <string>
 #include <utility>
 
 #include "ColourTestData.h"
@@ -11,13 +12,14 @@
 
 namespace {
 
+using colour_test::ExpectNear3;
+
 TEST(HueSelectiveEdit, ConstructionAndSorting) {
     CHueSelectiveEdit edit(4, kColorSpecSRGB);
     ASSERT_EQ(edit.GetPointCount(), 4);
     for (int i = 0; i < 4; ++i) {
-        EXPECT_EQ(edit.GetHueData(i).dHueSrc, i * 90.0);
-        EXPECT_EQ(edit.GetHueData(i).dHueDst, i * 90.0);
-        EXPECT_EQ(edit.GetHueData(i).dSaturation, 0.5);
+        const SHueData d = edit.GetHueData(i);
+        EXPECT_TRUE(d.dHueSrc == i * 90.0 && d.dHueDst == i * 90.0 && d.dSaturation == 0.5) << i;
     }
     edit.SetHueData(-1, {5, 5, 0, 0, 0});
     edit.SetHueData(4, {5, 5, 0, 0, 0});
@@ -35,9 +37,7 @@ TEST(HueSelectiveEdit, InterpolationAcrossTheWrap) {
     edit.SetHueData(0, {30, 20, 0.2, 0.5, 0.8});
     edit.SetHueData(1, {150, 170, 0.5, 0.5, 0.5});
     edit.SetHueData(2, {300, 350, 0.8, 0.5, 0.2});
-    struct SCase {
-        double h, shifted, f, dst, brightness;
-    };
+    struct SCase { double h, shifted, f, dst, brightness; };
     const SCase cases[] = {
         {90, 90, 0.5, 95, 0.35},           // plain segment 30 -> 150
         {330, 330, 1.0 / 3, 0, 0.6},       // 350 -> 380 (= 20) a third of the way: 360 -> 0
@@ -48,12 +48,9 @@ TEST(HueSelectiveEdit, InterpolationAcrossTheWrap) {
         SHueData d;
         double f;
         ASSERT_TRUE(edit.GetInterpolatedHueData(c.h, d, f));
-        EXPECT_NEAR(d.dHueSrc, c.shifted, 1e-12) << c.h;
-        EXPECT_NEAR(f, c.f, 1e-12) << c.h;
+        ExpectNear3({d.dHueSrc, f, d.dBrightness}, {c.shifted, c.f, c.brightness}, 1e-12, std::to_string(c.h));
         EXPECT_NEAR(d.dHueDst, c.dst, 1e-9) << c.h;
-        EXPECT_GE(d.dHueDst, 0.0);
-        EXPECT_LT(d.dHueDst, 360.0);
-        EXPECT_NEAR(d.dBrightness, c.brightness, 1e-12) << c.h;
+        EXPECT_TRUE(d.dHueDst >= 0.0 && d.dHueDst < 360.0) << c.h;
     }
     // Two points on (nearly) the same hue: the segment between them has no length.
     CHueSelectiveEdit twin(2, kColorSpecSRGB);
@@ -65,8 +62,7 @@ TEST(HueSelectiveEdit, InterpolationAcrossTheWrap) {
     EXPECT_EQ(f, 0.5);
     CHueSelectiveEdit none(0, kColorSpecSRGB);
     EXPECT_FALSE(none.GetInterpolatedHueData(42, d, f));
-    EXPECT_EQ(f, 0.0);
-    EXPECT_EQ(d.dHueDst, 42.0);
+    EXPECT_TRUE(f == 0.0 && d.dHueDst == 42.0);
 }
 
 // Saturation 0 everywhere turns every colour grey, in every encoding; a grey
@@ -94,11 +90,7 @@ TEST(HueSelectiveEdit, SaturationAndGreys) {
 }
 
 TEST(SpectralColor, SampleIndexHelpers) {
-    struct SCase {
-        double nm;
-        bool legal;
-        int index;
-    };
+    struct SCase { double nm; bool legal; int index; };
     for (const SCase& c : {SCase{400, true, 0}, SCase{405, false, 0}, SCase{415, false, 1}, SCase{700, true, 30},
                            SCase{710, false, 30}, SCase{390, false, 0}, SCase{-50, false, 0}}) {
         EXPECT_EQ(CSpectralColor::IsLegalWavelength(c.nm), c.legal) << c.nm;
@@ -125,9 +117,8 @@ TEST(SpectralColor, ColourMatchingFunctionsAndLocus) {
         ASSERT_TRUE(line.Initialize(keSpectrumMonochromatic, nm));
         double X, Y, Z;
         line.XYZ(X, Y, Z);
-        EXPECT_NEAR(X * ySum, std::stod(row[1]), 1.5e-7) << nm;
-        EXPECT_NEAR(Y * ySum, std::stod(row[2]), 1.5e-7) << nm;
-        EXPECT_NEAR(Z * ySum, std::stod(row[3]), 1.5e-7) << nm;
+        ExpectNear3({X * ySum, Y * ySum, Z * ySum}, {std::stod(row[1]), std::stod(row[2]), std::stod(row[3])}, 1.5e-7,
+                    row[0]);
         ++checked;
     }
     EXPECT_EQ(checked, 31);
@@ -136,8 +127,7 @@ TEST(SpectralColor, ColourMatchingFunctionsAndLocus) {
     double X, Y, Z, x, y, Yo;
     line.XYZ(X, Y, Z);
     XYZtoxyY(X, Y, Z, x, y, Yo, 1, 1, 1);
-    EXPECT_NEAR(x, 0.1566, 1e-4);
-    EXPECT_NEAR(y, 0.0177, 1e-4);
+    ExpectNear3({x, y, 0}, {0.1566, 0.0177, 0}, 1e-4);
 }
 
 // Blackbodies land on Robertson's locus: temperature back within 1% and tint
@@ -159,8 +149,7 @@ TEST(SpectralColor, BlackbodiesAndIlluminantA) {
     double X, Y, Z, x, y, Yo, T, tint;
     a.XYZ(X, Y, Z);
     XYZtoxyY(X, Y, Z, x, y, Yo, 1, 1, 1);
-    EXPECT_NEAR(x, 0.44757, 2e-3);
-    EXPECT_NEAR(y, 0.40745, 2e-3);
+    ExpectNear3({x, y, 0}, {0.44757, 0.40745, 0}, 2e-3);
     ASSERT_TRUE(XYZtoTempTint(X, Y, Z, T, tint));
     EXPECT_NEAR(T, 2856, 15);
     CSpectralColor bad;

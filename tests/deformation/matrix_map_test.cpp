@@ -4,6 +4,8 @@
 #include <climits>
 #include <cmath>
 #include <memory>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "box_util.h"
@@ -23,20 +25,12 @@ std::vector<POINT> Row(CCoordinator& m, int y, int x, int count) {
 TEST(CCoordinatorMatrix, IdentityRealisesTheSourceSizeAndExactRows) {
     CCoordinatorMatrix m;
     ASSERT_TRUE(m.Realize(100, 50));
-    EXPECT_EQ(m.GetWidth(), 100);
-    EXPECT_EQ(m.GetHeight(), 50);
+    EXPECT_EQ(std::pair(m.GetWidth(), m.GetHeight()), std::pair(100, 50));
     const auto row = Row(m, 7, 3, 2);
-    EXPECT_EQ(row[0].x, 768);
-    EXPECT_EQ(row[0].y, 1792);
-    EXPECT_EQ(row[1].x, 1024);
-    EXPECT_EQ(row[1].y, 1792);
+    EXPECT_EQ(std::tuple(row[0].x, row[0].y, row[1].x, row[1].y), std::tuple(768, 1792, 1024, 1792));
 }
 
-struct RealiseCase {
-    const char* name;
-    double m[9];
-    int srcW, srcH, dstW, dstH;
-};
+struct RealiseCase { const char* name; double m[9]; int srcW, srcH, dstW, dstH; };
 
 class MatrixRealise : public ::testing::TestWithParam<RealiseCase> {};
 
@@ -44,8 +38,7 @@ TEST_P(MatrixRealise, DestinationSize) {
     const RealiseCase& c = GetParam();
     CCoordinatorMatrix m(c.m);
     ASSERT_TRUE(m.Realize(c.srcW, c.srcH));
-    EXPECT_EQ(m.GetWidth(), c.dstW);
-    EXPECT_EQ(m.GetHeight(), c.dstH);
+    EXPECT_EQ(std::pair(m.GetWidth(), m.GetHeight()), std::pair(c.dstW, c.dstH));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -82,18 +75,13 @@ TEST(CCoordinator, ResultRectIsCentred) {
     CCoordinatorMatrix m;
     ASSERT_TRUE(m.Realize(50, 50));
     RECT out;
-    m.GetResultRect(RECT{0, 0, 101, 101}, out);
-    EXPECT_EQ(out.left, 25);
-    EXPECT_EQ(out.top, 25);
-    EXPECT_EQ(out.right, 75);
-    EXPECT_EQ(out.bottom, 75);
-    m.GetResultRect(RECT{10, 20, 60, 70}, out);
-    EXPECT_EQ(out.left, 10);
-    EXPECT_EQ(out.bottom, 70);
-    // Larger than the frame: negative offsets truncate toward zero.
-    m.GetResultRect(RECT{0, 0, 47, 47}, out);
-    EXPECT_EQ(out.left, -1);
-    EXPECT_EQ(out.right, 49);
+    // Larger than the frame (the last case): negative offsets truncate toward zero.
+    const RECT frames[3][2] = {{{0, 0, 101, 101}, {25, 25, 75, 75}}, {{10, 20, 60, 70}, {10, 20, 60, 70}},
+                               {{0, 0, 47, 47}, {-1, -1, 49, 49}}};
+    for (const auto& f : frames) {
+        m.GetResultRect(f[0], out);
+        EXPECT_TRUE(EqualRect(&out, &f[1])) << out.left << "," << out.top << "," << out.right << "," << out.bottom;
+    }
 }
 
 TEST(QGDI_ResampleGetCoordinates256, TiesRoundToEven) {
@@ -113,11 +101,9 @@ TEST(QGDI_ResampleGetCoordinates256, HandComputedPerspectiveRow) {
     const double m[9] = {1, 0, 0, 0, 1, 0, 0.001, 0, 1};
     POINT out[2];
     QGDI_ResampleGetCoordinates256(out, 2, 1000, 10, m);
-    EXPECT_EQ(out[0].x, 128000);
-    EXPECT_EQ(out[0].y, 1280);
-    // (1001·256/1.001, 2560/1.001) rounded.
-    EXPECT_EQ(out[1].x, std::lround(1001 * 256 / 2.001));
-    EXPECT_EQ(out[1].y, std::lround(2560 / 2.001));
+    // The second pixel: (1001·256/2.001, 2560/2.001) rounded.
+    EXPECT_EQ(std::tuple(out[0].x, out[0].y, out[1].x, out[1].y),
+              std::tuple(128000, 1280, std::lround(1001 * 256 / 2.001), std::lround(2560 / 2.001)));
 }
 
 // The stepped rows agree with the plain scalar recurrence bit for bit, and with
@@ -210,10 +196,8 @@ TEST(CCoordinator, BaseBoxComesFromThePerimeter) {
     std::vector<POINT> pts(6 * 3);
     RECT box;
     m.GetCoordinates(pts.data(), RECT{-3, 1, 3, 4}, &box);
-    EXPECT_EQ(box.left, 0);
-    EXPECT_EQ(box.right, 9 * 256 + 1);
-    EXPECT_EQ(box.top, 256);
-    EXPECT_EQ(box.bottom, 3 * 256 + 1);
+    const RECT want{0, 256, 9 * 256 + 1, 3 * 256 + 1};
+    EXPECT_TRUE(EqualRect(&box, &want)) << box.left << "," << box.top << "," << box.right << "," << box.bottom;
     EXPECT_FALSE(m.GetBBox(&box, RECT{0, 0, 1, 1}));
 }
 
@@ -232,13 +216,12 @@ TEST_P(MatrixFactories, SizesAndPoints) {
     Map m(c.make());
     ASSERT_TRUE(m);
     ASSERT_TRUE(m->Realize(c.srcW, c.srcH));
-    EXPECT_EQ(m->GetWidth(), c.dstW);
-    EXPECT_EQ(m->GetHeight(), c.dstH);
+    EXPECT_EQ(std::pair(m->GetWidth(), m->GetHeight()), std::pair(c.dstW, c.dstH));
     for (const auto& p : c.points) {
         POINT out;
         m->GetCoordinates(&out, static_cast<int>(p[1]), static_cast<int>(p[0]), 1);
-        EXPECT_NEAR(out.x / 256.0, p[2], 1.0 / 256) << p[0] << "," << p[1];
-        EXPECT_NEAR(out.y / 256.0, p[3], 1.0 / 256) << p[0] << "," << p[1];
+        EXPECT_TRUE(std::fabs(out.x / 256.0 - p[2]) <= 1.0 / 256 && std::fabs(out.y / 256.0 - p[3]) <= 1.0 / 256)
+            << p[0] << "," << p[1] << " -> " << out.x / 256.0 << "," << out.y / 256.0;
     }
 }
 

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <functional>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "box_util.h"
@@ -46,8 +47,7 @@ TEST_P(PointMaps, HandComputedPoints) {
     Map m(c.make());
     ASSERT_TRUE(m);
     ASSERT_TRUE(m->Realize(c.w, c.h));
-    EXPECT_EQ(m->GetWidth(), c.w);
-    EXPECT_EQ(m->GetHeight(), c.h);
+    EXPECT_EQ(std::pair(m->GetWidth(), m->GetHeight()), std::pair(c.w, c.h));
     for (const auto& p : c.points) ExpectPoint(*m, p[0], p[1], p[2], p[3]);
 }
 
@@ -195,8 +195,7 @@ TEST_P(Continuity, NeutralSettingIsTheIdentity) {
     if (std::isnan(c.neutral)) GTEST_SKIP() << "no neutral setting";
     Map m(c.make(c.neutral));
     ASSERT_TRUE(m && m->Realize(kW, kH));
-    EXPECT_EQ(m->GetWidth(), kW);
-    EXPECT_EQ(m->GetHeight(), kH);
+    EXPECT_EQ(std::pair(m->GetWidth(), m->GetHeight()), std::pair(kW, kH));
     const auto pts = Grid(*m, kW, kH);
     for (int y = 0; y < kH; ++y)
         for (int x = 0; x < kW; ++x) {

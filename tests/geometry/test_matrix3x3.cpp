@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 #include <random>
+#include <utility>
 
 #include "geometry/geometry.h"
 
@@ -16,6 +17,11 @@ CQMatrix3x3 Mat(std::initializer_list<double> v) {
 
 void ExpectNear(const double* a, const double* b, double tol) {
     for (int i = 0; i < 9; ++i) EXPECT_NEAR(a[i], b[i], tol) << "element " << i;
+}
+
+void ExpectPt(const SQPOINT& p, double x, double y, double tol) {
+    EXPECT_NEAR(p.x, x, tol);
+    EXPECT_NEAR(p.y, y, tol);
 }
 
 // ---- flag word ----
@@ -87,17 +93,14 @@ TEST(MatrixCompose, ClassPostMultipliesFreeFunctionsPreMultiply) {
     k.Scale(2, 2);
     SQPOINT p{1, 1};
     k.Transform(p);
-    EXPECT_DOUBLE_EQ(p.x, 12);
-    EXPECT_DOUBLE_EQ(p.y, 2);
-
+    ExpectPt(p, 12, 2, 0);
     double f[9];
     QGDI_MatrixIdentity(f);
     QGDI_MatrixTranslate(f, 10, 0);
     QGDI_MatrixScale(f, 2, 2);
     SQPOINT q{1, 1};
     QGDI_MatrixTransform(f, q);
-    EXPECT_DOUBLE_EQ(q.x, 22);
-    EXPECT_DOUBLE_EQ(q.y, 2);
+    ExpectPt(q, 22, 2, 0);
 }
 
 // Every composing operation, applied to the class in one order and through the
@@ -179,6 +182,7 @@ TEST(MatrixCompose, MultiplyHandlesAliasingAndNulls) {
     std::memcpy(x, a, sizeof(x));
     QGDI_MatrixMultiply(x, x, x);
     ExpectNear(x, aa, 0);
+    // A null input is the identity.
     QGDI_MatrixMultiply(x, nullptr, b);
     ExpectNear(x, b, 0);
     QGDI_MatrixMultiply(x, a, nullptr);
@@ -214,8 +218,7 @@ TEST(MatrixCompose, NamedBuildersMoveAProbePoint) {
         c.build(m);
         SQPOINT p = c.in;
         m.Transform(p);
-        EXPECT_NEAR(p.x, c.out.x, 1e-15);
-        EXPECT_NEAR(p.y, c.out.y, 1e-15);
+        ExpectPt(p, c.out.x, c.out.y, 1e-15);
     }
 }
 
@@ -256,8 +259,7 @@ TEST(MatrixInverse, RandomProjectiveRoundTrip) {
         SQPOINT p{50 * u(rng), 50 * u(rng)}, q = p;
         m.Transform(q);
         ASSERT_TRUE(m.InverseTransform(q));
-        EXPECT_NEAR(q.x, p.x, 1e-9);
-        EXPECT_NEAR(q.y, p.y, 1e-9);
+        ExpectPt(q, p.x, p.y, 1e-9);
         CQMatrix3x3 adj, tr;
         m.GetAdjoint(adj);
         m.GetTranspose(tr);
@@ -276,8 +278,7 @@ TEST_P(MatrixIntegerPoint, Rounding) {
     CQMatrix3x3 m = Mat({c.scale, 0, c.tx, 0, c.scale, c.ty, 0, 0, 1});
     POINT p = c.in;
     m.Transform(p);
-    EXPECT_EQ(p.x, c.expected.x);
-    EXPECT_EQ(p.y, c.expected.y);
+    EXPECT_EQ(std::pair(p.x, p.y), std::pair(c.expected.x, c.expected.y));
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, MatrixIntegerPoint, testing::Values(
@@ -293,10 +294,8 @@ TEST(MatrixTransform, RectanglesBoundTheirCorners) {
     r.RotateAngle(90);
     CQRect rc(0, 0, 4, 2);
     r.Transform(rc);
-    EXPECT_NEAR(rc.left, -2, 1e-12);
-    EXPECT_NEAR(rc.top, 0, 1e-12);
-    EXPECT_NEAR(rc.right, 0, 1e-12);
-    EXPECT_NEAR(rc.bottom, 4, 1e-12);
+    ExpectPt(rc.TopLeft(), -2, 0, 1e-12);
+    ExpectPt(rc.BottomRight(), 0, 4, 1e-12);
     CQMatrix3x3 t;
     t.Translate(2.5, 0);
     CRect irc(0, 0, 4, 2);
@@ -315,10 +314,8 @@ TEST(MatrixTransform, ArrayFormsMatchSinglePoints) {
         for (int i = 0; i < 7; ++i) {
             SQPOINT one = pts[i];
             m.Transform(one);
-            EXPECT_DOUBLE_EQ(arr[i].x, one.x);
-            EXPECT_DOUBLE_EQ(arr[i].y, one.y);
-            EXPECT_NEAR(free[i].x, one.x, 1e-12);
-            EXPECT_NEAR(free[i].y, one.y, 1e-12);
+            EXPECT_TRUE(arr[i].x == one.x && arr[i].y == one.y) << i;
+            ExpectPt(free[i], one.x, one.y, 1e-12);
         }
     }
 }
@@ -329,11 +326,9 @@ TEST(MatrixTransform, DistanceIgnoresTranslation) {
     m.Scale(2, 3);
     SQPOINT v{1, 1};
     m.DistanceTransform(v);
-    EXPECT_DOUBLE_EQ(v.x, 2);
-    EXPECT_DOUBLE_EQ(v.y, 3);
+    ExpectPt(v, 2, 3, 0);
     ASSERT_TRUE(m.InverseDistanceTransform(v));
-    EXPECT_DOUBLE_EQ(v.x, 1);
-    EXPECT_DOUBLE_EQ(v.y, 1);
+    ExpectPt(v, 1, 1, 1e-15);
 }
 
 // ---- ordering ----
@@ -366,10 +361,7 @@ TEST_P(MatrixDecompose, ScalingAndRotation) {
     double sx = -1, sy = -1, angle = -1;
     EXPECT_EQ(QGDI_MatrixDecomposeScalingAndRotation(c.m, sx, sy, angle), c.ok);
     EXPECT_NEAR(angle, c.angle, 1e-12);
-    if (c.ok) {
-        EXPECT_NEAR(sx, c.sx, 1e-12);
-        EXPECT_NEAR(sy, c.sy, 1e-12);
-    }
+    if (c.ok) ExpectPt({sx, sy}, c.sx, c.sy, 1e-12);
 }
 
 // A rotation by a is [cos -sin; sin cos]; the decomposition returns atan2(-m1/sx, m0/sx).

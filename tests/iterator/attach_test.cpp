@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <tuple>
+#include <utility>
 #include <sstream>
 
 #include "iterator_test_util.h"
@@ -30,9 +32,8 @@ TEST(Attach, PackedFormatsKeepStrideAndPixelOffset) {
     CQmmBinPtr one = MakePackedDib(1, 3, 1, false, {{0, 0, 0, 0}, {255, 255, 255, 0}}, [](int, int y) { return y & 1u; });
     CDibIterator it;
     ASSERT_FALSE(it.Attach(one.p).IsError());
-    EXPECT_EQ(it.GetPixelFormat(), keFormatIndex1);
-    EXPECT_EQ(it.GetBytesPerRow(), 1);
-    EXPECT_EQ(it.GetBitmapSize(), 3u * 4u);  // rows padded to 4 bytes
+    // Rows are padded to 4 bytes.
+    EXPECT_EQ(std::tuple(it.GetPixelFormat(), it.GetBytesPerRow(), it.GetBitmapSize()), std::tuple(keFormatIndex1, 1, 3u * 4u));
     CColorRef c;
     ASSERT_FALSE(it.GetPixel(0, 1, c).IsError());
     EXPECT_EQ(c.GetRed8(), 255);
@@ -44,17 +45,14 @@ TEST(Attach, PackedFormatsKeepStrideAndPixelOffset) {
     const uint8_t* row = nullptr;
     int offset = -1;
     ASSERT_FALSE(f.GetRow(row, 0, 3, 4, &offset).IsError());
-    EXPECT_EQ(offset, 1);
-    EXPECT_EQ(row[0] & 0x0F, 3);
-    EXPECT_EQ(row[1] >> 4, 4);
+    EXPECT_EQ(std::tuple(offset, row[0] & 0x0F, row[1] >> 4), std::tuple(1, 3, 4));
     f.ReleaseRow(0).Ignore();
 
     // Attaching to a rectangle that starts at column 3 keeps the offset too.
     CDibIterator sub;
     const RECT rect{3, 0, 9, 2};
     ASSERT_FALSE(sub.Attach(four.p, &rect).IsError());
-    EXPECT_EQ(sub.GetPixelOffset(), 1);
-    EXPECT_EQ(sub.GetWidth(), 6);
+    EXPECT_EQ(std::pair(sub.GetPixelOffset(), sub.GetWidth()), std::pair(1, 6));
     for (int x = 0; x < 6; ++x) {
         ASSERT_FALSE(sub.GetPixel(x, 1, c).IsError());
         EXPECT_EQ(c, sub.GetIndexedColor(x + 3));
@@ -81,8 +79,7 @@ TEST(Attach, PaletteRules) {
     CQmmBinPtr grey = MakePackedDib(4, 2, 8, false, ramp, [](int x, int) { return uint32_t(x); });
     CDibIterator g;
     ASSERT_FALSE(g.Attach(grey.p).IsError());
-    EXPECT_EQ(g.GetPixelFormat(), keFormatGrey);
-    EXPECT_EQ(g.GetPaletteCount(), 256);
+    EXPECT_EQ(std::pair(g.GetPixelFormat(), g.GetPaletteCount()), std::pair(keFormatGrey, 256));
 }
 
 TEST(Attach, RectangleAndOffset) {
@@ -90,11 +87,9 @@ TEST(Attach, RectangleAndOffset) {
     CDibIterator it;
     const RECT inside{105, 52, 115, 58};
     ASSERT_FALSE(it.Attach(dib.p, &inside, POINT{100, 50}).IsError());
-    EXPECT_EQ(it.GetWidth(), 10);
-    EXPECT_EQ(it.GetHeight(), 6);
+    EXPECT_EQ(std::pair(it.GetWidth(), it.GetHeight()), std::pair(10, 6));
     EXPECT_EQ(itest::PackedRow(it, 0)[0], Pattern(5, 2) & 0xFF);
-    EXPECT_TRUE(it.ContainsPoint(105, 52));
-    EXPECT_FALSE(it.ContainsPoint(115, 52));
+    EXPECT_TRUE(it.ContainsPoint(105, 52) && !it.ContainsPoint(115, 52));
     it.RemoveOffset();
     EXPECT_EQ(it.GetRect().left, 5);
     EXPECT_EQ(itest::PackedRow(it, 0)[0], Pattern(5, 2) & 0xFF);

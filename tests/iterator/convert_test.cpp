@@ -15,12 +15,7 @@ std::vector<uint8_t> Raw(std::initializer_list<T> v) {
     return out;
 }
 
-struct SConverterCase {
-    const char* rule;
-    EQPixelFormat from, to;
-    std::vector<uint8_t> in, out;
-    int count;
-};
+struct SConverterCase { const char* rule; EQPixelFormat from, to; std::vector<uint8_t> in, out; int count; };
 
 // Worked by hand from the rules: premultiply c a / 255 rounded, straighten
 // c 255 / a rounded, grey (77 R + 151 G + 28 B) >> 8, 8 to 16 bits x 257,
@@ -259,11 +254,7 @@ TEST_F(ConvertedRows, ChannelAccessPresentsOneChannel) {
     EXPECT_EQ(a0, before[3] * 257);
     rgba.ReleaseRow(1).Ignore();
 
-    struct SUnsupported {
-        EQPixelFormat format;
-        EQChannelSet set;
-        QuorErrorCode code;
-    };
+    struct SUnsupported { EQPixelFormat format; EQChannelSet set; QuorErrorCode code; };
     for (const SUnsupported& u : {SUnsupported{keFormatIndex8, keChannelSetRed, keQuorErrFormatNotSupported},
                                   SUnsupported{keFormatBGR, keChannelSetGrey, keQuorErrFormatNotSupported},
                                   SUnsupported{keFormatBGR, keChannelSetAlpha, keQuorErrFormatNotSupported},

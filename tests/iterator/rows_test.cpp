@@ -31,9 +31,7 @@ TEST(Rows, SpansAndBadRequests) {
     EXPECT_EQ(span, whole + 16);
     it.ReleaseRow(2).Ignore();
     it.ReleaseRow(2).Ignore();
-    struct SBad {
-        int y, x, count;
-    };
+    struct SBad { int y, x, count; };
     for (const SBad& b : {SBad{-1, 0, 1}, SBad{5, 0, 1}, SBad{0, -1, 1}, SBad{0, 10, -1}, SBad{0, 4, 7}, SBad{0, 0, 0}}) {
         const uint8_t* row = reinterpret_cast<const uint8_t*>(1);
         EXPECT_EQ(it.GetRow(row, b.y, b.x, b.count).Ignore(), keQuorErrFailed) << b.y << "," << b.x << "," << b.count;

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <tuple>
 #include <vector>
 
 #include "geometry/KMeans.h"
@@ -15,8 +16,7 @@ TEST(CKMeans, IdenticalVectorsAllGoToMeanZero) {
     EXPECT_GE(km.runKMeans(1e-9), 1);
     for (int i = 0; i < 5; ++i) EXPECT_EQ(km.getMeanID(i), 0);
     EXPECT_EQ(km.getNUsedMeans(), 1);
-    EXPECT_EQ(km.getMean(0)[0], 4.0);
-    EXPECT_EQ(km.getMean(0)[1], -1.0);
+    EXPECT_TRUE(km.getMean(0)[0] == 4.0 && km.getMean(0)[1] == -1.0);
 }
 
 TEST(CKMeans, EquidistantVectorGoesToLowerNumberedMean) {
@@ -28,9 +28,7 @@ TEST(CKMeans, EquidistantVectorGoesToLowerNumberedMean) {
     km.runKMeans(0.0);
     EXPECT_EQ(km.getMeanID(0), 1);
     // The unused means keep their coordinates.
-    EXPECT_EQ(km.getMean(0)[0], 10.0);
-    EXPECT_EQ(km.getMean(2)[0], 6.0);
-    EXPECT_EQ(km.getMean(1)[0], 4.0);
+    EXPECT_EQ(std::tuple(km.getMean(0)[0], km.getMean(1)[0], km.getMean(2)[0]), std::tuple(10.0, 4.0, 6.0));
 }
 
 TEST(CKMeans, GeneratedMeansFollowTheSeedAndContinueIt) {
@@ -51,8 +49,7 @@ TEST(CKMeans, GeneratedMeansFollowTheSeedAndContinueIt) {
         const double got = km.getMean(m)[0];
         EXPECT_TRUE(got == drawn[m] || got == 0.0 || got == 1000.0) << m << ": " << got << " vs " << drawn[m];
     }
-    EXPECT_EQ(km.getMean(km.getMeanID(0))[0], 0.0);
-    EXPECT_EQ(km.getMean(km.getMeanID(1))[0], 1000.0);
+    EXPECT_TRUE(km.getMean(km.getMeanID(0))[0] == 0.0 && km.getMean(km.getMeanID(1))[0] == 1000.0);
 
     // Handing the stored seed to a fresh object continues the same sequence.
     CKMeans next(n, k, d);
@@ -75,8 +72,7 @@ TEST(CKMeans, SeparatedClustersAreFound) {
     const double seeds[9] = {10, 10, 10, 90, 10, 40, 10, 90, 90};
     km.addNewMeans(seeds, 3);
     const int passes = km.runKMeans(1e-12);
-    EXPECT_GT(passes, 0);
-    EXPECT_LE(passes, 50);
+    EXPECT_TRUE(passes > 0 && passes <= 50) << passes;
     EXPECT_EQ(km.getNUsedMeans(), 3);
     for (int i = 0; i < 300; ++i) ASSERT_EQ(km.getMeanID(i), i % 3);
     for (int m = 0; m < 3; ++m)
@@ -86,17 +82,15 @@ TEST(CKMeans, SeparatedClustersAreFound) {
 TEST(CKMeans, CapacityAndBadArguments) {
     CKMeans km(2, 1, 1);
     const double v[3] = {1, 2, 3};
+    // Adding beyond the capacity stores only what fits.
     EXPECT_EQ(km.addNewVectors(v, 3), 2);
     EXPECT_EQ(km.addNewVector(v), 0);
     EXPECT_EQ(km.addNewVectors(nullptr, 1), 0);
     EXPECT_EQ(km.addNewMeans(v, 5), 1);
     EXPECT_EQ(km.addNewMean(v), 0);
-    EXPECT_EQ(km.getNVectorsActual(), 2);
-    EXPECT_EQ(km.getNMeansActual(), 1);
-    EXPECT_EQ(km.getMeanID(-1), -1);
-    EXPECT_EQ(km.getMeanID(2), -1);
-    EXPECT_EQ(km.getVector(2), nullptr);
-    EXPECT_EQ(km.getMean(1), nullptr);
+    EXPECT_EQ(std::tuple(km.getNVectorsActual(), km.getNMeansActual()), std::tuple(2, 1));
+    EXPECT_EQ(std::tuple(km.getMeanID(-1), km.getMeanID(2)), std::tuple(-1, -1));
+    EXPECT_TRUE(km.getVector(2) == nullptr && km.getMean(1) == nullptr);
 
     CKMeans empty(-3, -1, -2);
     EXPECT_EQ(empty.runKMeans(0.1), 0);
