@@ -284,28 +284,26 @@ void CRowOp::RunWidened(CRowOpData& data) const {
     if (widenSrc) srcBuf.reset(new (std::nothrow) uint8_t[n]);
     if ((m_eWidenedDst != keFormatNone && !dstBuf) || (widenSrc && !srcBuf)) return;
 
-    const CRowOpDef& copyDef = QGDI_GetRowCopyDef();
-    CRowOpData unpack;
-    unpack.nCount = data.nCount;
-    unpack.eDstFormat = keFormatIndex8;
+    // 8-bit indices of one packed side into its buffer.
+    auto unpack = [&](QRowOpFn fn, EQPixelFormat packed, const uint8_t* from, uint8_t* to) {
+        CRowOpData conv;
+        conv.nCount = data.nCount;
+        conv.eDstFormat = keFormatIndex8;
+        conv.pDst = to;
+        conv.eSrcFormat = packed;
+        conv.pSrc = from;
+        fn(QGDI_GetRowCopyDef(), conv);
+    };
     CRowOpData wide = data;
-    if (dstBuf) {
-        unpack.pDst = dstBuf.get();
-        unpack.eSrcFormat = m_eWidenedDst;
-        unpack.pSrc = data.pDst;
-        m_pfnUnpackDst(copyDef, unpack);
+    if (m_eWidenedDst != keFormatNone) {
+        unpack(m_pfnUnpackDst, m_eWidenedDst, data.pDst, dstBuf.get());
         wide.eDstFormat = keFormatIndex8;
         wide.pDst = dstBuf.get();
     }
-    if (srcBuf) {
-        unpack.pDst = srcBuf.get();
-        unpack.eSrcFormat = m_eWidenedSrc;
-        unpack.pSrc = data.pSrc;
-        m_pfnUnpackSrc(copyDef, unpack);
+    if (m_eWidenedSrc != keFormatNone) {
+        if (srcBuf) unpack(m_pfnUnpackSrc, m_eWidenedSrc, data.pSrc, srcBuf.get());
         wide.eSrcFormat = keFormatIndex8;
         wide.pSrc = srcBuf.get();
-    } else if (m_eWidenedSrc != keFormatNone) {
-        wide.eSrcFormat = keFormatIndex8;
     }
     RunBound(wide);
     if (dstBuf) PackRow(m_eWidenedDst, data.pDst, dstBuf.get(), data.nCount);
