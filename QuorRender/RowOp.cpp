@@ -6,6 +6,7 @@
 #include <new>
 
 #include "QuorRender/RowOpCopy.h"
+#include "QuorRender/internal/IndexedRow.h"
 #include "QuorRender/internal/RowOpDict.h"
 #include "diagnostics/QgdiLog.h"
 #include "qdibcore/Source/PixelFormatTraits.h"
@@ -61,6 +62,15 @@ QRowOpFn FindConverter(EQPixelFormat dst, EQPixelFormat src, EQCPURequest reques
     QRowOpFn fn = RoeLookUpEntry(GetRowCopyDict(), dst, src, request, false);
     if (fn == &QGDI_RowOpNOP) fn = RoeLookUpEntry(GetRowCopyIndexedDict(), dst, src, request, false);
     return fn;
+}
+
+bool IsSubByte(EQPixelFormat f) noexcept { return f == keFormatIndex1 || f == keFormatIndex4; }
+
+EQPixelFormat Widen(EQPixelFormat f) noexcept { return IsSubByte(f) ? keFormatIndex8 : f; }
+
+void PackRow(EQPixelFormat f, uint8_t* dst, const uint8_t* indices, int n) noexcept {
+    if (f == keFormatIndex1) qgdi_px::PackIndices<keFormatIndex1>(dst, indices, n);
+    else qgdi_px::PackIndices<keFormatIndex4>(dst, indices, n);
 }
 
 inline constexpr SQFormatPair kNOPPairs[] = {
@@ -173,6 +183,8 @@ void CRowOp::Detach() noexcept {
     m_bConverted = false;
     m_eIntermediate = keFormatNone;
     m_pfnSrcToIntermediate = m_pfnDstToIntermediate = m_pfnIntermediateToDst = nullptr;
+    m_eWidenedDst = m_eWidenedSrc = keFormatNone;
+    m_pfnUnpackDst = m_pfnUnpackSrc = nullptr;
 }
 
 bool CRowOp::BindThrough(EQPixelFormat intermediate, const CRowOpData& data, EQCPURequest request) {
@@ -192,6 +204,33 @@ bool CRowOp::BindThrough(EQPixelFormat intermediate, const CRowOpData& data, EQC
     return true;
 }
 
+// Binds the same pair with its 1- and 4-bit sides read as 8-bit indices.
+// Accepted only when the result can be written back: a direct kernel, or an
+// intermediate format with converters both ways.
+bool CRowOp::BindWidened(const CRowOpDef* def, const CRowOpData& data, EQCPURequest request) {
+    CRowOpData wide = data;
+    wide.eDstFormat = Widen(data.eDstFormat);
+    wide.eSrcFormat = Widen(data.eSrcFormat);
+    CRowOp inner;
+    (void)inner.Attach(def, wide, request, false);
+    if (inner.IsNOP()) return false;
+    const bool hasSource = wide.eSrcFormat != keFormatNone;
+    if (inner.m_bConverted && (inner.m_pfnDstToIntermediate == &QGDI_RowOpNOP ||
+                               inner.m_pfnIntermediateToDst == &QGDI_RowOpNOP ||
+                               (hasSource && inner.m_pfnSrcToIntermediate == &QGDI_RowOpNOP)))
+        return false;
+    *this = inner;
+    if (IsSubByte(data.eDstFormat)) {
+        m_eWidenedDst = data.eDstFormat;
+        m_pfnUnpackDst = FindConverter(keFormatIndex8, data.eDstFormat, request);
+    }
+    if (IsSubByte(data.eSrcFormat)) {
+        m_eWidenedSrc = data.eSrcFormat;
+        m_pfnUnpackSrc = FindConverter(keFormatIndex8, data.eSrcFormat, request);
+    }
+    return true;
+}
+
 bool CRowOp::Attach(const CRowOpDef* def, const CRowOpData& data, EQCPURequest request, bool report) {
     Detach();
     if (!def) return false;
@@ -201,6 +240,9 @@ bool CRowOp::Attach(const CRowOpDef* def, const CRowOpData& data, EQCPURequest r
         if (report && m_pfnKernel == &QGDI_RowOpNOP && def->GetType() != keRoNOP) ReportMissing(*def, data);
         return true;
     }
+    // No intermediate colour format converts back into 1- or 4-bit indices,
+    // so a packed destination goes through 8-bit indices first.
+    if (IsSubByte(data.eDstFormat) && BindWidened(def, data, request)) return true;
 
     // 16-bit destinations keep their precision if they can; a format with alpha
     // is needed as soon as either side carries alpha.
@@ -216,6 +258,8 @@ bool CRowOp::Attach(const CRowOpDef* def, const CRowOpData& data, EQCPURequest r
     candidates[n++] = keFormatBGRA;
     for (int i = 0; i < n; ++i)
         if (BindThrough(candidates[i], data, request)) return true;
+    // A packed source alone still has a chance with the kernels of 8-bit indices.
+    if (IsSubByte(data.eSrcFormat) && BindWidened(def, data, request)) return true;
 
     if (report) ReportMissing(*def, data);
     return true;
@@ -223,8 +267,46 @@ bool CRowOp::Attach(const CRowOpDef* def, const CRowOpData& data, EQCPURequest r
 
 void CRowOp::operator()(CRowOpData& data) const {
     if (!m_pfnKernel || !data.pDst || data.nCount <= 0) return;
+    if (IsWidened()) RunWidened(data);
+    else RunBound(data);
+}
+
+void CRowOp::RunBound(CRowOpData& data) const {
     if (m_bConverted) RunConverted(data);
     else m_pfnKernel(*m_pDef, data);
+}
+
+void CRowOp::RunWidened(CRowOpData& data) const {
+    const size_t n = static_cast<size_t>(data.nCount);
+    const bool widenSrc = m_eWidenedSrc != keFormatNone && data.pSrc;
+    std::unique_ptr<uint8_t[]> dstBuf, srcBuf;
+    if (m_eWidenedDst != keFormatNone) dstBuf.reset(new (std::nothrow) uint8_t[n]);
+    if (widenSrc) srcBuf.reset(new (std::nothrow) uint8_t[n]);
+    if ((m_eWidenedDst != keFormatNone && !dstBuf) || (widenSrc && !srcBuf)) return;
+
+    // 8-bit indices of one packed side into its buffer.
+    auto unpack = [&](QRowOpFn fn, EQPixelFormat packed, const uint8_t* from, uint8_t* to) {
+        CRowOpData conv;
+        conv.nCount = data.nCount;
+        conv.eDstFormat = keFormatIndex8;
+        conv.pDst = to;
+        conv.eSrcFormat = packed;
+        conv.pSrc = from;
+        fn(QGDI_GetRowCopyDef(), conv);
+    };
+    CRowOpData wide = data;
+    if (m_eWidenedDst != keFormatNone) {
+        unpack(m_pfnUnpackDst, m_eWidenedDst, data.pDst, dstBuf.get());
+        wide.eDstFormat = keFormatIndex8;
+        wide.pDst = dstBuf.get();
+    }
+    if (m_eWidenedSrc != keFormatNone) {
+        if (srcBuf) unpack(m_pfnUnpackSrc, m_eWidenedSrc, data.pSrc, srcBuf.get());
+        wide.eSrcFormat = keFormatIndex8;
+        wide.pSrc = srcBuf.get();
+    }
+    RunBound(wide);
+    if (dstBuf) PackRow(m_eWidenedDst, data.pDst, dstBuf.get(), data.nCount);
 }
 
 void CRowOp::RunConverted(CRowOpData& data) const {

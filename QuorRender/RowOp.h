@@ -167,8 +167,12 @@ public:
     void Detach() noexcept;
     bool IsAttached() const noexcept { return m_pDef != nullptr; }
     bool IsNOP() const noexcept { return m_pfnKernel == nullptr || m_pfnKernel == &QGDI_RowOpNOP; }
-    bool IsConverted() const noexcept { return m_bConverted; }
-    EQPixelFormat GetIntermediateFormat() const noexcept { return m_eIntermediate; }
+    bool IsConverted() const noexcept { return m_bConverted || IsWidened(); }
+    // The format the kernel works in when converted; 1- and 4-bit rows served
+    // by an 8-bit index kernel report keFormatIndex8.
+    EQPixelFormat GetIntermediateFormat() const noexcept {
+        return m_bConverted ? m_eIntermediate : IsWidened() ? keFormatIndex8 : keFormatNone;
+    }
     const CRowOpDef* GetDef() const noexcept { return m_pDef; }
     QRowOpFn GetKernel() const noexcept { return m_pfnKernel; }
 
@@ -179,8 +183,12 @@ public:
     void SetKernel(const CRowOpDef* def, QRowOpFn kernel) noexcept;
 
 private:
+    bool IsWidened() const noexcept { return m_eWidenedDst != keFormatNone || m_eWidenedSrc != keFormatNone; }
     void RunConverted(CRowOpData& data) const;
+    void RunWidened(CRowOpData& data) const;
+    void RunBound(CRowOpData& data) const;
     bool BindThrough(EQPixelFormat intermediate, const CRowOpData& data, EQCPURequest request);
+    bool BindWidened(const CRowOpDef* def, const CRowOpData& data, EQCPURequest request);
 
     const CRowOpDef* m_pDef = nullptr;
     QRowOpFn m_pfnKernel = nullptr;
@@ -189,6 +197,12 @@ private:
     QRowOpFn m_pfnSrcToIntermediate = nullptr;
     QRowOpFn m_pfnDstToIntermediate = nullptr;
     QRowOpFn m_pfnIntermediateToDst = nullptr;
+    // 1- and 4-bit sides that are unpacked to 8-bit indices around the kernel
+    // (keFormatNone when the side is used as it is).
+    EQPixelFormat m_eWidenedDst = keFormatNone;
+    EQPixelFormat m_eWidenedSrc = keFormatNone;
+    QRowOpFn m_pfnUnpackDst = nullptr;
+    QRowOpFn m_pfnUnpackSrc = nullptr;
 };
 
 // The text of the "Missing Row Operation" diagnostic: "Type = %s\nDst = %s\nSrc = %s".

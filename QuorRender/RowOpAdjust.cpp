@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 
 #include "QuorRender/internal/PixelMath.h"
 #include "QuorRender/internal/RowOpDict.h"
@@ -39,18 +40,38 @@ inline constexpr SQFormatPair kReplaceColorPairs[] = {
 };
 static_assert(std::size(kReplaceColorPairs) == 4);
 
+// Straight 8-bit pixels invert by xor: 255 - c == c ^ 255. The pixel is one
+// word whose alpha byte is masked out, so the whole span is one flat loop.
+template <class Word, int kAlphaOffset>
+void XorInvert(uint8_t* row, int n) noexcept {
+    constexpr Word kAll = static_cast<Word>(~Word(0));
+    constexpr Word kMask = kAlphaOffset < 0 ? kAll : static_cast<Word>(kAll & ~(Word(0xFF) << (8 * kAlphaOffset)));
+    for (int i = 0; i < n; ++i) {
+        Word w;
+        std::memcpy(&w, row + i * sizeof(Word), sizeof(Word));
+        w ^= kMask;
+        std::memcpy(row + i * sizeof(Word), &w, sizeof(Word));
+    }
+}
+
 template <EQPixelFormat D, EQPixelFormat S>
 struct TRowInvert {
     static void Run(const CRowOpDef&, CRowOpData& data) {
         using T = TQPixelFormat<D>;
         using E = typename T::Elem;
         ForSpans<D, S>(data, [](uint8_t* row, const uint8_t*, int, int n) {
-            E* d = reinterpret_cast<E*>(row);
-            for (int i = 0; i < n; ++i, d += T::kChannels) {
-                // c' = full - c, or a - c when premultiplied
-                const E top = T::kPremultiplied ? d[T::kAlphaOffset] : T::kMax;
-                for (int c = 0; c < T::kChannels; ++c)
-                    if (!T::kAlpha || c != T::kAlphaOffset) d[c] = static_cast<E>(top - d[c]);
+            if constexpr (sizeof(E) == 1 && !T::kPremultiplied && (!T::kAlpha || T::kChannels == 4)) {
+                // Without alpha every byte flips; with it (four channels) all but alpha.
+                if constexpr (T::kAlpha) XorInvert<uint32_t, T::kAlphaOffset>(row, n);
+                else XorInvert<uint8_t, -1>(row, n * T::kChannels);
+            } else {
+                E* d = reinterpret_cast<E*>(row);
+                for (int i = 0; i < n; ++i, d += T::kChannels) {
+                    // c' = full - c, or a - c when premultiplied
+                    const E top = T::kPremultiplied ? d[T::kAlphaOffset] : T::kMax;
+                    for (int c = 0; c < T::kChannels; ++c)
+                        if (!T::kAlpha || c != T::kAlphaOffset) d[c] = static_cast<E>(top - d[c]);
+                }
             }
         });
     }

@@ -1,5 +1,7 @@
 // Adjustments in hue, saturation and lightness.
+#include <algorithm>
 #include <cmath>
+#include <cstring>
 
 #include "QuorRender/RowOpAdjust.h"
 #include "QuorRender/internal/PixelMath.h"
@@ -21,47 +23,96 @@ inline constexpr SQFormatPair kHSLCopyPairs[] = {
 };
 static_assert(std::size(kHSLCopyPairs) == 2);
 
-struct SHSL {
-    float h, s, l;  // hue in turns (0..1), saturation and lightness 0..1
+// Pixels are converted in blocks of structure-of-arrays floats so that the
+// colour model runs as straight-line code the compiler vectorises: every
+// branch of the per-pixel rule is computed and the right one selected.
+constexpr int kBlock = 64;
+
+struct SBlock {
+    float x[kBlock], y[kBlock], z[kBlock];  // r, g, b or h (turns), s, l
 };
 
-SHSL ToHSL(float r, float g, float b) noexcept {
-    const float hi = std::max({r, g, b}), lo = std::min({r, g, b});
-    const float l = (hi + lo) * 0.5f, d = hi - lo;
-    if (d <= 0) return {0, 0, l};
-    const float s = d / (1 - std::fabs(2 * l - 1));
-    float h;
-    if (hi == r) h = (g - b) / d + (g < b ? 6 : 0);
-    else if (hi == g) h = (b - r) / d + 2;
-    else h = (r - g) / d + 4;
-    return {h / 6, std::min(s, 1.0f), l};
+// floor(v) without the libm call, exact for every float: values of 2^23 and
+// beyond are whole already.
+inline float Floor(float v) noexcept {
+    const bool small = std::fabs(v) < 8388608.0f;
+    const float t = static_cast<float>(static_cast<int32_t>(small ? v : 0.0f));
+    // Only values are selected, never operations, so the loop stays free of branches.
+    const float f = t - (t > v ? 1.0f : 0.0f);
+    return small ? f : v;
+}
+
+inline float Clamp01(float v) noexcept { return std::min(std::max(v, 0.0f), 1.0f); }
+
+// r, g, b (0..1) to h, s, l in place.
+void ToHSL(SBlock& v, int n) noexcept {
+    for (int i = 0; i < n; ++i) {
+        const float r = v.x[i], g = v.y[i], b = v.z[i];
+        const float hi = std::max(std::max(r, g), b), lo = std::min(std::min(r, g), b);
+        const float l = (hi + lo) * 0.5f, d = hi - lo;
+        // s = d / (1 - |2l - 1|), at most 1
+        const float s = d / (1 - std::fabs(2 * l - 1));
+        // h in sixths from the largest channel
+        const float hr = (g - b) / d + (g < b ? 6.0f : 0.0f), hg = (b - r) / d + 2, hb = (r - g) / d + 4;
+        const float h = (hi == r ? hr : hi == g ? hg : hb) / 6;
+        const bool grey = !(d > 0);
+        v.x[i] = grey ? 0.0f : h;
+        v.y[i] = grey ? 0.0f : std::min(s, 1.0f);
+        v.z[i] = l;
+    }
 }
 
 // Channel of hue offset t (in turns) for chroma c around lightness l.
-float FromHue(float h, float c, float l, float t) noexcept {
+inline float FromHue(float h, float c, float l, float t) noexcept {
     float k = (h + t) * 6;
-    k -= 6 * std::floor(k * (1.0f / 6));
+    k -= 6 * Floor(k * (1.0f / 6));
     // 1 within a sixth of a turn of the channel's own hue, 0 from a third away, linear between
-    const float ramp = std::clamp(std::fabs(k - 3) - 1, 0.0f, 1.0f);
+    const float ramp = Clamp01(std::fabs(k - 3) - 1);
     return l + c * (ramp - 0.5f);
 }
 
-void FromHSL(const SHSL& v, float& r, float& g, float& b) noexcept {
-    const float c = (1 - std::fabs(2 * v.l - 1)) * v.s;
-    r = FromHue(v.h, c, v.l, 0.0f);
-    g = FromHue(v.h, c, v.l, -1.0f / 3);
-    b = FromHue(v.h, c, v.l, 1.0f / 3);
+// h, s, l to r, g, b (0..1) in place.
+void FromHSL(SBlock& v, int n) noexcept {
+    for (int i = 0; i < n; ++i) {
+        const float h = v.x[i], l = v.z[i];
+        const float c = (1 - std::fabs(2 * l - 1)) * v.y[i];
+        v.x[i] = FromHue(h, c, l, 0.0f);
+        v.y[i] = FromHue(h, c, l, -1.0f / 3);
+        v.z[i] = FromHue(h, c, l, 1.0f / 3);
+    }
 }
 
 // Moves v towards 1 by k when k > 0, towards 0 when k < 0.
 inline float Towards(float v, float k) noexcept { return k >= 0 ? v + (1 - v) * k : v * (1 + k); }
 
-template <class W>
-inline float Unit(W v, W full) noexcept { return static_cast<float>(v) / static_cast<float>(full); }
-template <class E>
-inline TWork<E> Back(float v) noexcept {
-    if constexpr (kIsFloat<E>) return v;
-    else return static_cast<TWork<E>>(std::clamp(v, 0.0f, 1.0f) * kFull<E> + 0.5f);
+// The straight colours of n pixels, kept whole for their alpha, and their
+// r, g, b as fractions of full scale.
+template <EQPixelFormat F>
+void LoadBlock(const uint8_t* row, int n, typename TPx<F>::C* c, SBlock& v) noexcept {
+    using P = TPx<F>;
+    const auto* p = reinterpret_cast<const typename P::E*>(row);
+    for (int i = 0; i < n; ++i) c[i] = P::Load(p + i * P::kN);
+    const float full = static_cast<float>(P::kMax);
+    for (int i = 0; i < n; ++i) {
+        v.x[i] = static_cast<float>(c[i].r) / full;
+        v.y[i] = static_cast<float>(c[i].g) / full;
+        v.z[i] = static_cast<float>(c[i].b) / full;
+    }
+}
+
+// c = round(clamp(v) x full)
+template <EQPixelFormat F>
+void StoreBlock(uint8_t* row, int n, typename TPx<F>::C* c, const SBlock& v) noexcept {
+    using P = TPx<F>;
+    using W = typename P::W;
+    const float full = static_cast<float>(P::kMax);
+    for (int i = 0; i < n; ++i) {
+        c[i].r = static_cast<W>(Clamp01(v.x[i]) * full + 0.5f);
+        c[i].g = static_cast<W>(Clamp01(v.y[i]) * full + 0.5f);
+        c[i].b = static_cast<W>(Clamp01(v.z[i]) * full + 0.5f);
+    }
+    auto* p = reinterpret_cast<typename P::E*>(row);
+    for (int i = 0; i < n; ++i) P::Store(p + i * P::kN, c[i]);
 }
 
 template <EQPixelFormat D, EQPixelFormat S>
@@ -73,14 +124,19 @@ struct TRowHSLAdjust {
         const float sat = static_cast<float>(std::clamp(op.GetSaturation(), -1.0, 1.0));
         const float light = static_cast<float>(std::clamp(op.GetLightness(), -1.0, 1.0));
         ForSpans<D, S>(data, [&](uint8_t* row, const uint8_t*, int, int n) {
-            MapStraight<D>(row, n, [&](typename P::C& c) {
+            typename P::C c[kBlock];
+            SBlock v;
+            for (int i = 0; i < n; i += kBlock) {
+                const int m = std::min(kBlock, n - i);
+                uint8_t* at = row + static_cast<size_t>(i) * P::kBytes;
+                LoadBlock<D>(at, m, c, v);
+                ToHSL(v, m);
                 // h' = h + hue; s' = towards(s, sat); l' = towards(l, light)
-                SHSL v = ToHSL(Unit(c.r, P::kMax), Unit(c.g, P::kMax), Unit(c.b, P::kMax));
-                v.h += hue, v.s = Towards(v.s, sat), v.l = Towards(v.l, light);
-                float r, g, b;
-                FromHSL(v, r, g, b);
-                c.r = Back<typename P::E>(r), c.g = Back<typename P::E>(g), c.b = Back<typename P::E>(b);
-            });
+                for (int k = 0; k < m; ++k)
+                    v.x[k] += hue, v.y[k] = Towards(v.y[k], sat), v.z[k] = Towards(v.z[k], light);
+                FromHSL(v, m);
+                StoreBlock<D>(at, m, c, v);
+            }
         });
     }
 };
@@ -89,21 +145,27 @@ template <EQPixelFormat D, EQPixelFormat S>
 struct TRowHSLCopyChannel {
     static void Run(const CRowOpDef& def, CRowOpData& data) {
         if (!data.pSrc) return;
+        static_assert(D == S, "the source is read in the destination's layout");
         using P = TPx<D>;
         const EQHSLChannel which = static_cast<const CRowOpDefRowHSLCopyChannel&>(def).GetChannel();
         if (which < keHSLHue || which > keHSLLightness) return;
         ForSpans<D, S>(data, [&](uint8_t* dst, const uint8_t* src, int, int n) {
-            MapStraight2<D, S>(dst, src, n, [&](typename P::C& d, const typename P::C& s) {
+            typename P::C c[kBlock], sc[kBlock];
+            SBlock dv, sv;
+            for (int i = 0; i < n; i += kBlock) {
+                const int m = std::min(kBlock, n - i);
+                const size_t at = static_cast<size_t>(i) * P::kBytes;
+                LoadBlock<D>(dst + at, m, c, dv);
+                LoadBlock<S>(src + at, m, sc, sv);
+                ToHSL(dv, m);
+                ToHSL(sv, m);
                 // d takes the chosen component of s
-                SHSL dv = ToHSL(Unit(d.r, P::kMax), Unit(d.g, P::kMax), Unit(d.b, P::kMax));
-                const SHSL sv = ToHSL(Unit(s.r, P::kMax), Unit(s.g, P::kMax), Unit(s.b, P::kMax));
-                if (which == keHSLHue) dv.h = sv.h;
-                else if (which == keHSLSaturation) dv.s = sv.s;
-                else dv.l = sv.l;
-                float r, g, b;
-                FromHSL(dv, r, g, b);
-                d.r = Back<typename P::E>(r), d.g = Back<typename P::E>(g), d.b = Back<typename P::E>(b);
-            });
+                float* to = which == keHSLHue ? dv.x : which == keHSLSaturation ? dv.y : dv.z;
+                const float* from = which == keHSLHue ? sv.x : which == keHSLSaturation ? sv.y : sv.z;
+                std::memcpy(to, from, sizeof(float) * m);
+                FromHSL(dv, m);
+                StoreBlock<D>(dst + at, m, c, dv);
+            }
         });
     }
 };

@@ -36,8 +36,8 @@ inline TWork<E> Dematte(TWork<E> c, TWork<E> a, TWork<E> m) noexcept {
         return Saturate<E>((c - m * (1 - a)) / a);
     } else if constexpr (sizeof(E) == 1) {
         // t = c 255 - m (255 - a) in 255ths, |t| <= 65025; t / a through round(65536 / a)
-        const int32_t t = c * 255 - m * (255 - a);
-        if (t <= 0) return 0;
+        // (a negative t clamps to 0 before the division, so no branch is needed)
+        const int32_t t = std::max<int32_t>(c * 255 - m * (255 - a), 0);
         return std::min<int32_t>(255, int32_t((uint32_t(t) * kRecip16[a] + 32768) >> 16));
     } else {
         const float k = 65535.0f / static_cast<float>(a);
@@ -72,8 +72,10 @@ void MatteRow(uint32_t matteRGB, CRowOpData& data) {
     const C m = MatteIn<E>(matteRGB);
     auto op = [&](C& c) {
         if constexpr (kRemove) {
-            if (c.a == 0) return;
-            c.b = Dematte<E>(c.b, c.a, m.b), c.g = Dematte<E>(c.g, c.a, m.g), c.r = Dematte<E>(c.r, c.a, m.r);
+            // a transparent pixel keeps its colour; computed anyway and dropped, to keep the loop branch-free
+            const bool clear = c.a == 0;
+            const auto b = Dematte<E>(c.b, c.a, m.b), g = Dematte<E>(c.g, c.a, m.g), r = Dematte<E>(c.r, c.a, m.r);
+            c.b = clear ? c.b : b, c.g = clear ? c.g : g, c.r = clear ? c.r : r;
         } else {
             c.b = Matte<E>(c.b, c.a, m.b), c.g = Matte<E>(c.g, c.a, m.g), c.r = Matte<E>(c.r, c.a, m.r);
         }

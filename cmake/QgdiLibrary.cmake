@@ -24,6 +24,13 @@ target_compile_definitions(qgdi_objects PRIVATE QGDI_BUILDING)
 target_link_libraries(qgdi_objects PUBLIC qgdi_headers OpenMP::OpenMP_CXX Threads::Threads
                       PRIVATE qgdi_build_flags)
 
+# Colour-model kernels select between computed values per pixel; without this
+# GCC keeps every float comparison as a branch (it may raise an exception flag
+# that nothing here reads) and the loops stay scalar. Results are unchanged:
+# only traps are assumed away, never rounding.
+set_source_files_properties(${PROJECT_SOURCE_DIR}/QuorRender/RowOpHSL.cpp
+  PROPERTIES COMPILE_OPTIONS -fno-trapping-math)
+
 add_library(qgdi SHARED $<TARGET_OBJECTS:qgdi_objects>)
 add_library(qgdi::qgdi ALIAS qgdi)
 target_link_libraries(qgdi PUBLIC qgdi_headers PRIVATE OpenMP::OpenMP_CXX Threads::Threads qgdi_build_flags qgdi_export_map)

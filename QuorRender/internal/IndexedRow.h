@@ -46,6 +46,23 @@ inline void CopyIndices(uint8_t* dst, const uint8_t* src, int n) noexcept {
     }
 }
 
+// Packs n 8-bit indices into a 1- or 4-bit row (only the low bits of each
+// index survive), leaving the bits past the last pixel alone.
+template <EQPixelFormat F>
+inline void PackIndices(uint8_t* dst, const uint8_t* indices, int n) noexcept {
+    constexpr int bits = TQPixelFormat<F>::kBitsPerPixel;
+    static_assert(bits == 1 || bits == 4);
+    constexpr int perByte = 8 / bits;
+    constexpr uint32_t low = (1u << bits) - 1;
+    const int whole = n / perByte;
+    for (int b = 0; b < whole; ++b) {
+        uint32_t v = 0;
+        for (int k = 0; k < perByte; ++k) v = (v << bits) | (indices[b * perByte + k] & low);
+        dst[b] = static_cast<uint8_t>(v);
+    }
+    for (int i = whole * perByte; i < n; ++i) SetIndex<F>(dst, i, indices[i]);
+}
+
 // The palette as BGRA words (blue in the low byte) with opaque alpha; indices
 // beyond the palette's count read as opaque black.
 struct SPaletteLUT {
