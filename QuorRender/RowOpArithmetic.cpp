@@ -87,7 +87,7 @@ struct TRowMulEqual {
             // d = d s / full
             for (int i = 0; i < n; ++i) {
                 if constexpr (kIsFloat<E>) d[i] = d[i] * s[i];
-                else if constexpr (sizeof(E) == 1) d[i] = static_cast<E>(Div255(uint32_t(d[i]) * s[i]));
+                else if constexpr (sizeof(E) == 1) d[i] = static_cast<E>(Div255u16(uint16_t(d[i] * s[i])));
                 else d[i] = static_cast<E>(Div65535(uint32_t(d[i]) * s[i]));
             }
         });

@@ -117,10 +117,13 @@ struct TRowMaskOverSolid {
 // constant, so the loop carries no per-pixel branch and vectorises.
 template <class Body>
 inline void ForCoverage(const CRowOpData& data, uint32_t opacity, Body&& body) {
-    if (data.pMask) {
-        for (int i = 0; i < data.nCount; ++i) body(i, Div255(uint32_t(data.pMask[i]) * opacity));
+    // locals, because byte stores through the row could alias the record
+    const int n = data.nCount;
+    const uint8_t* mask = data.pMask;
+    if (mask) {
+        for (int i = 0; i < n; ++i) body(i, Div255(uint32_t(mask[i]) * opacity));
     } else {
-        for (int i = 0; i < data.nCount; ++i) body(i, opacity);
+        for (int i = 0; i < n; ++i) body(i, opacity);
     }
 }
 
@@ -138,7 +141,7 @@ struct TRowBlendSolid {
                 E& v = d[i * T::kChannels + c];
                 // d = d + (P - d) t / 255
                 if constexpr (kIsFloat<E>) v = v + (pixel[c] - v) * (t * (1.0f / 255.0f));
-                else if constexpr (sizeof(E) == 1) v = E(Div255(v * (255 - t) + pixel[c] * t));
+                else if constexpr (sizeof(E) == 1) v = E(Div255u16(uint16_t(v * uint16_t(255 - t) + pixel[c] * uint16_t(t))));
                 else v = E(Div65535(uint32_t(v) * (65535 - t * 257) + uint32_t(pixel[c]) * (t * 257)));
             }
         });

@@ -27,11 +27,22 @@ int DematteByte(int c, int a, int m) {
     return std::min<int>(255, int((uint32_t(t) * recip + 32768) >> 16));
 }
 
-// Straight BGRA with a matte colour whose low byte is red; `src` null works in place.
-using RowRule = std::function<void(uint8_t* dst, const uint8_t* src, int n)>;
+// A rule over a whole row; `src` null works in place, `mask` may be null.
+using RowRule = std::function<void(uint8_t* dst, const uint8_t* src, const uint8_t* mask, int n)>;
+
+// Kernels that know no coverage are mixed back with the original bytes.
+void MixBack(uint8_t* result, const uint8_t* original, const uint8_t* mask, size_t bytes, int bytesPerPixel) {
+    for (size_t k = 0; k < bytes; ++k) {
+        const int m = mask[k / bytesPerPixel];
+        result[k] = uint8_t(Round255(original[k] * (255 - m) + result[k] * m));
+    }
+}
+
+// Straight BGRA with a matte colour whose low byte is red.
 
 RowRule MatteRule(uint32_t rgb, bool remove) {
-    return [=](uint8_t* d, const uint8_t* s, int n) {
+    return [=](uint8_t* d, const uint8_t* s, const uint8_t* mask, int n) {
+        const Bytes original(d, d + 4 * n);
         const int m[3] = {int((rgb >> 16) & 255), int((rgb >> 8) & 255), int(rgb & 255)};
         for (int i = 0; i < n; ++i) {
             const uint8_t* p = s ? s + 4 * i : d + 4 * i;
@@ -39,15 +50,21 @@ RowRule MatteRule(uint32_t rgb, bool remove) {
             for (int k = 0; k < 3; ++k) d[4 * i + k] = uint8_t(remove ? DematteByte(p[k], a, m[k]) : MatteByte(p[k], a, m[k]));
             d[4 * i + 3] = uint8_t(a);
         }
+        if (mask) MixBack(d, original.data(), mask, original.size(), 4);
     };
 }
 
-// Kernels that know no coverage are mixed back with the original bytes.
-void MixBack(uint8_t* result, const Bytes& original, const Bytes& mask, int bytesPerPixel) {
-    for (size_t k = 0; k < original.size(); ++k) {
-        const int m = mask[k / bytesPerPixel];
-        result[k] = uint8_t(Round255(original[k] * (255 - m) + result[k] * m));
-    }
+// Every channel towards the colour as the format stores it, by coverage x opacity.
+RowRule BlendSolidRule(EQPixelFormat f, uint32_t colour, int opacity) {
+    return [=](uint8_t* d, const uint8_t*, const uint8_t* mask, int n) {
+        uint8_t pixel[4] = {};
+        CQPixelFormat(f).GetPixelInFormat(pixel, colour);
+        const int bpp = PixelBytes(f);
+        for (int i = 0; i < n; ++i) {
+            const int t = mask ? Round255(mask[i] * opacity) : opacity;
+            for (int c = 0; c < bpp; ++c) d[bpp * i + c] = uint8_t(Round255(d[bpp * i + c] * (255 - t) + pixel[c] * t));
+        }
+    };
 }
 
 struct RuleCase {
@@ -62,7 +79,17 @@ std::function<std::unique_ptr<CRowOpDef>()> Make(Args... args) {
     return [=] { return std::unique_ptr<CRowOpDef>(new T(args...)); };
 }
 
-constexpr EQPixelFormat None = keFormatNone, BGRA = keFormatBGRA;
+// d = d s / 255 on every byte.
+RowRule MulEqualRule(int bytesPerPixel) {
+    return [=](uint8_t* d, const uint8_t* s, const uint8_t* mask, int n) {
+        const Bytes original(d, d + size_t(n) * bytesPerPixel);
+        for (size_t k = 0; k < original.size(); ++k) d[k] = uint8_t(Round255(d[k] * s[k]));
+        if (mask) MixBack(d, original.data(), mask, original.size(), bytesPerPixel);
+    };
+}
+
+constexpr EQPixelFormat None = keFormatNone, Grey = keFormatGrey, BGR = keFormatBGR, BGRA = keFormatBGRA,
+                        BGRxA = keFormatBGRxA;
 
 const RuleCase kCases[] = {
     {"MatteWhite", Make<CRowOpDefRowMatte>(0xFFFFFFu), BGRA, None, MatteRule(0xFFFFFFu, false)},
@@ -70,6 +97,12 @@ const RuleCase kCases[] = {
     {"DematteWhite", Make<CRowOpDefRowDematte>(0xFFFFFFu), BGRA, None, MatteRule(0xFFFFFFu, true)},
     {"DematteColour", Make<CRowOpDefRowDematte>(0x3080F0u), BGRA, None, MatteRule(0x3080F0u, true)},
     {"DematteFromSource", Make<CRowOpDefRowDematte>(0x10E070u), BGRA, BGRA, MatteRule(0x10E070u, true)},
+    {"MulEqualBGRA", Make<CRowOpDefRowMulEqual>(), BGRA, BGRA, MulEqualRule(4)},
+    {"MulEqualGrey", Make<CRowOpDefRowMulEqual>(), Grey, Grey, MulEqualRule(1)},
+    {"BlendSolidGrey", Make<CRowOpDefRowBlendSolid>(0xFF2040C0u, uint8_t(100)), Grey, None, BlendSolidRule(Grey, 0xFF2040C0u, 100)},
+    {"BlendSolidBGR", Make<CRowOpDefRowBlendSolid>(0xFF2040C0u, uint8_t(255)), BGR, None, BlendSolidRule(BGR, 0xFF2040C0u, 255)},
+    {"BlendSolidBGRA", Make<CRowOpDefRowBlendSolid>(0x802040C0u, uint8_t(77)), BGRA, None, BlendSolidRule(BGRA, 0x802040C0u, 77)},
+    {"BlendSolidBGRxA", Make<CRowOpDefRowBlendSolid>(0x802040C0u, uint8_t(200)), BGRxA, None, BlendSolidRule(BGRxA, 0x802040C0u, 200)},
 };
 
 class ReferenceRule : public testing::TestWithParam<std::tuple<RuleCase, bool>> {};
@@ -85,8 +118,7 @@ TEST_P(ReferenceRule, MatchesPlainRule) {
         const Bytes src = c.src != keFormatNone ? RandomBytes(rng, size_t(n) * PixelBytes(c.src)) : Bytes{};
         const Bytes mask = masked ? RandomBytes(rng, size_t(n)) : Bytes{};
         Bytes expected = original;
-        c.rule(expected.data(), src.empty() ? nullptr : src.data(), n);
-        if (masked) MixBack(expected.data(), original, mask, bpp);
+        c.rule(expected.data(), src.empty() ? nullptr : src.data(), masked ? mask.data() : nullptr, n);
         Bytes got = original;
         const CRowOp op = RunOp(*def, c.dst, got, c.src, src.empty() ? nullptr : &src, masked ? &mask : nullptr);
         ASSERT_FALSE(op.IsConverted());
