@@ -5,6 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <random>
@@ -88,6 +91,49 @@ RowRule MulEqualRule(int bytesPerPixel) {
     };
 }
 
+int Luma(int r, int g, int b) { return (77 * r + 151 * g + 28 * b) >> 8; }
+
+// The byte rule f(pixel) over the row, mixed back by the mask afterwards.
+RowRule PerPixel(int bytesPerPixel, std::function<void(uint8_t*)> f) {
+    return [=](uint8_t* d, const uint8_t*, const uint8_t* mask, int n) {
+        const Bytes original(d, d + size_t(n) * bytesPerPixel);
+        for (int i = 0; i < n; ++i) f(d + size_t(i) * bytesPerPixel);
+        if (mask) MixBack(d, original.data(), mask, original.size(), bytesPerPixel);
+    };
+}
+
+// Gains and offsets indexed red, green, blue; pixels stored blue first.
+RowRule RGBAdjustRule(int bytesPerPixel, const double (&gain)[3], const double (&offset)[3]) {
+    const std::array<double, 3> g{gain[2], gain[1], gain[0]}, o{offset[2], offset[1], offset[0]};
+    return PerPixel(bytesPerPixel, [=](uint8_t* p) {
+        for (int k = 0; k < 3; ++k) p[k] = uint8_t(std::clamp<long>(std::lround(g[k] * p[k] + o[k] * 255), 0, 255));
+    });
+}
+
+RowRule KodalithRule(bool grey, int threshold) {
+    return PerPixel(grey ? 1 : 4, [=](uint8_t* p) {
+        const int y = grey ? p[0] : Luma(p[2], p[1], p[0]);
+        for (int k = 0; k < (grey ? 1 : 3); ++k) p[k] = y >= threshold ? 255 : 0;
+    });
+}
+
+RowRule ReplaceColorRule(int bytesPerPixel, uint32_t from, uint32_t to, int tolerance) {
+    const int f[3] = {int(from >> 16 & 255), int(from >> 8 & 255), int(from & 255)};
+    const int t[3] = {int(to >> 16 & 255), int(to >> 8 & 255), int(to & 255)};
+    return PerPixel(bytesPerPixel, [=](uint8_t* p) {
+        if (bytesPerPixel == 1) {
+            if (std::abs(p[0] - Luma(f[2], f[1], f[0])) <= tolerance) p[0] = uint8_t(Luma(t[2], t[1], t[0]));
+            return;
+        }
+        bool hit = true;
+        for (int k = 0; k < 3; ++k) hit = hit && std::abs(p[k] - f[k]) <= tolerance;
+        if (hit)
+            for (int k = 0; k < 3; ++k) p[k] = uint8_t(t[k]);
+    });
+}
+
+constexpr double kGain[3] = {1.1, 0.5, 3.0}, kOffset[3] = {0.02, 0.0, -0.3};
+
 constexpr EQPixelFormat None = keFormatNone, Grey = keFormatGrey, BGR = keFormatBGR, BGRA = keFormatBGRA,
                         BGRxA = keFormatBGRxA;
 
@@ -99,6 +145,19 @@ const RuleCase kCases[] = {
     {"DematteFromSource", Make<CRowOpDefRowDematte>(0x10E070u), BGRA, BGRA, MatteRule(0x10E070u, true)},
     {"MulEqualBGRA", Make<CRowOpDefRowMulEqual>(), BGRA, BGRA, MulEqualRule(4)},
     {"MulEqualGrey", Make<CRowOpDefRowMulEqual>(), Grey, Grey, MulEqualRule(1)},
+    {"RGBAdjustBGR", [] { return std::unique_ptr<CRowOpDef>(new CRowOpDefRowRGBAdjust(kGain, kOffset)); }, BGR, None,
+     RGBAdjustRule(3, kGain, kOffset)},
+    {"RGBAdjustBGRA", [] { return std::unique_ptr<CRowOpDef>(new CRowOpDefRowRGBAdjust(kGain, kOffset)); }, BGRA, None,
+     RGBAdjustRule(4, kGain, kOffset)},
+    {"KodalithGrey", Make<CRowOpDefRowKodalith>(uint8_t(128)), Grey, None, KodalithRule(true, 128)},
+    {"KodalithBGRA", Make<CRowOpDefRowKodalith>(uint8_t(90)), BGRA, None, KodalithRule(false, 90)},
+    // the colours lie where the random rows are dense (0 and 255) so that both outcomes show
+    {"ReplaceColorGrey", Make<CRowOpDefRowReplaceColor>(0x000000u, 0x2040C0u, uint8_t(60)), Grey, None,
+     ReplaceColorRule(1, 0x000000u, 0x2040C0u, 60)},
+    {"ReplaceColorBGR", Make<CRowOpDefRowReplaceColor>(0xFFFF00u, 0x2040C0u, uint8_t(200)), BGR, None,
+     ReplaceColorRule(3, 0xFFFF00u, 0x2040C0u, 200)},
+    {"ReplaceColorBGRA", Make<CRowOpDefRowReplaceColor>(0x00FFFFu, 0x2040C0u, uint8_t(180)), BGRA, None,
+     ReplaceColorRule(4, 0x00FFFFu, 0x2040C0u, 180)},
     {"BlendSolidGrey", Make<CRowOpDefRowBlendSolid>(0xFF2040C0u, uint8_t(100)), Grey, None, BlendSolidRule(Grey, 0xFF2040C0u, 100)},
     {"BlendSolidBGR", Make<CRowOpDefRowBlendSolid>(0xFF2040C0u, uint8_t(255)), BGR, None, BlendSolidRule(BGR, 0xFF2040C0u, 255)},
     {"BlendSolidBGRA", Make<CRowOpDefRowBlendSolid>(0x802040C0u, uint8_t(77)), BGRA, None, BlendSolidRule(BGRA, 0x802040C0u, 77)},
