@@ -132,6 +132,35 @@ RowRule ReplaceColorRule(int bytesPerPixel, uint32_t from, uint32_t to, int tole
     });
 }
 
+// Per byte with the constants in 12 fractional bits; premultiplied colour then
+// no higher than its alpha.
+RowRule ArithmeticRule(int bytesPerPixel, bool premultiplied, double k1, double k2, double k3, double k4) {
+    const long K1 = std::lround(k1 * 4096), K2 = std::lround(k2 * 4096), K3 = std::lround(k3 * 4096),
+               K4 = std::lround(k4 * 4096 * 255);
+    return [=](uint8_t* d, const uint8_t* s, const uint8_t* mask, int n) {
+        const Bytes original(d, d + size_t(n) * bytesPerPixel);
+        for (size_t k = 0; k < original.size(); ++k) {
+            const long v = (K1 * Round255(s[k] * d[k]) + K2 * s[k] + K3 * d[k] + K4 + 2048) >> 12;
+            d[k] = uint8_t(std::clamp<long>(v, 0, 255));
+        }
+        if (premultiplied)
+            for (int i = 0; i < n; ++i)
+                for (int c = 0; c < 3; ++c) d[4 * i + c] = std::min(d[4 * i + c], d[4 * i + 3]);
+        if (mask) MixBack(d, original.data(), mask, original.size(), bytesPerPixel);
+    };
+}
+
+// d = s - d + 128 clamped; alpha (the last byte of 2- and 4-byte pixels) from s.
+RowRule HighPassRule(int bytesPerPixel) {
+    return [=](uint8_t* d, const uint8_t* s, const uint8_t* mask, int n) {
+        const Bytes original(d, d + size_t(n) * bytesPerPixel);
+        const bool alpha = bytesPerPixel == 2 || bytesPerPixel == 4;
+        for (size_t k = 0; k < original.size(); ++k)
+            d[k] = alpha && k % bytesPerPixel == size_t(bytesPerPixel - 1) ? s[k] : uint8_t(std::clamp(s[k] - d[k] + 128, 0, 255));
+        if (mask) MixBack(d, original.data(), mask, original.size(), bytesPerPixel);
+    };
+}
+
 constexpr double kGain[3] = {1.1, 0.5, 3.0}, kOffset[3] = {0.02, 0.0, -0.3};
 
 constexpr EQPixelFormat None = keFormatNone, Grey = keFormatGrey, BGR = keFormatBGR, BGRA = keFormatBGRA,
@@ -158,6 +187,13 @@ const RuleCase kCases[] = {
      ReplaceColorRule(3, 0xFFFF00u, 0x2040C0u, 200)},
     {"ReplaceColorBGRA", Make<CRowOpDefRowReplaceColor>(0x00FFFFu, 0x2040C0u, uint8_t(180)), BGRA, None,
      ReplaceColorRule(4, 0x00FFFFu, 0x2040C0u, 180)},
+    {"ArithmeticBGRA", Make<CRowOpDefRowArithmetic>(0.5, 0.25, 0.25, 0.0), BGRA, BGRA, ArithmeticRule(4, false, 0.5, 0.25, 0.25, 0.0)},
+    {"ArithmeticBGRxA", Make<CRowOpDefRowArithmetic>(-1.5, 2.0, 0.7, 0.1), BGRxA, BGRxA, ArithmeticRule(4, true, -1.5, 2.0, 0.7, 0.1)},
+    {"ArithmeticGrey", Make<CRowOpDefRowArithmetic>(16.0, -16.0, 3.0, -0.2), Grey, Grey, ArithmeticRule(1, false, 16.0, -16.0, 3.0, -0.2)},
+    {"HighPassGrey", Make<CRowOpDefHighPass>(), Grey, Grey, HighPassRule(1)},
+    {"HighPassGreyA", Make<CRowOpDefHighPass>(), keFormatGreyA, keFormatGreyA, HighPassRule(2)},
+    {"HighPassBGR", Make<CRowOpDefHighPass>(), BGR, BGR, HighPassRule(3)},
+    {"HighPassBGRA", Make<CRowOpDefHighPass>(), BGRA, BGRA, HighPassRule(4)},
     {"BlendSolidGrey", Make<CRowOpDefRowBlendSolid>(0xFF2040C0u, uint8_t(100)), Grey, None, BlendSolidRule(Grey, 0xFF2040C0u, 100)},
     {"BlendSolidBGR", Make<CRowOpDefRowBlendSolid>(0xFF2040C0u, uint8_t(255)), BGR, None, BlendSolidRule(BGR, 0xFF2040C0u, 255)},
     {"BlendSolidBGRA", Make<CRowOpDefRowBlendSolid>(0x802040C0u, uint8_t(77)), BGRA, None, BlendSolidRule(BGRA, 0x802040C0u, 77)},
