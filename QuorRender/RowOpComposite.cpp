@@ -101,15 +101,26 @@ struct TRowMaskOverSolid {
         const uint32_t colourAlpha = op.GetColour() >> 24;
         const uint32_t(*ratio)[256] = P::Traits::kAlpha && !P::Traits::kPremultiplied ? GetAlphaRatioTable() : nullptr;
         if (P::Traits::kAlpha && !P::Traits::kPremultiplied && !ratio) return;
-        auto* p = reinterpret_cast<typename P::E*>(data.pDst);
-        for (int i = 0; i < data.nCount; ++i, p += P::kN) {
-            // a = colour alpha x coverage
-            const uint32_t a = Div255(colourAlpha * Coverage(data.pMask, i, op.GetOpacity()));
-            if (a == 0) continue;
-            typename P::C d = P::LoadRaw(p);
-            Over<D>(d, colour, a, ratio);
-            P::StoreRaw(p, d);
-        }
+        // a = colour alpha x coverage, tabulated by mask byte for this row
+        uint8_t alphaOf[256];
+        for (uint32_t m = 0; m < 256; ++m) alphaOf[m] = uint8_t(Div255(colourAlpha * Div255(m * op.GetOpacity())));
+        const uint32_t alpha = Div255(colourAlpha * op.GetOpacity());
+        auto over = [&](const uint8_t* mask) {
+            auto* p = reinterpret_cast<typename P::E*>(data.pDst);
+            const int n = data.nCount;
+            for (int i = 0; i < n; ++i, p += P::kN) {
+                const uint32_t a = mask ? alphaOf[mask[i]] : alpha;
+                // a byte pixel under a = 0 comes out unchanged, so it needs no branch
+                if constexpr (sizeof(typename P::E) != 1)
+                    if (a == 0) continue;
+                typename P::C d = P::LoadRaw(p);
+                Over<D>(d, colour, a, ratio);
+                P::StoreRaw(p, d);
+            }
+        };
+        // two instances, so that neither tests the mask per pixel
+        if (data.pMask) over(data.pMask);
+        else over(nullptr);
     }
 };
 

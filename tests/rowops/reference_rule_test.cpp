@@ -161,6 +161,34 @@ RowRule HighPassRule(int bytesPerPixel) {
     };
 }
 
+// Source-over of a colour (low byte red, alpha on top) with alpha x coverage,
+// in the pixel's own storage; grey pixels blend as grey b = g = r and store the luminance.
+RowRule MaskOverSolidRule(EQPixelFormat f, uint32_t colour, int opacity) {
+    return [=](uint8_t* d, const uint8_t*, const uint8_t* mask, int n) {
+        const CQPixelFormat format(f);
+        const bool grey = f == keFormatGrey || f == keFormatGreyA, alpha = format.IsAlphaChannelPresent();
+        const bool premultiplied = f == keFormatBGRxA;
+        const int bpp = PixelBytes(f), src[3] = {int(colour >> 16 & 255), int(colour >> 8 & 255), int(colour & 255)};
+        for (int i = 0; i < n; ++i) {
+            uint8_t* p = d + size_t(i) * bpp;
+            const int a = Round255(int(colour >> 24) * (mask ? Round255(mask[i] * opacity) : opacity)), na = 255 - a;
+            const int da = alpha ? p[bpp - 1] : 255;
+            const int A = a + Round255(na * da);
+            const uint32_t w = A ? (uint32_t(a) * 65536 + A / 2) / A : 0;
+            int out[3];
+            for (int k = 0; k < 3; ++k) {
+                const int c = grey ? p[0] : p[k];
+                if (!alpha || premultiplied) out[k] = Round255(c * na + src[k] * a);
+                else out[k] = int((c * (65536 - w) + src[k] * w + 32768) >> 16);
+            }
+            if (grey) p[0] = uint8_t(Luma(out[2], out[1], out[0]));
+            else
+                for (int k = 0; k < 3; ++k) p[k] = uint8_t(out[k]);
+            if (alpha) p[bpp - 1] = uint8_t(premultiplied ? a + Round255(da * na) : A);
+        }
+    };
+}
+
 constexpr double kGain[3] = {1.1, 0.5, 3.0}, kOffset[3] = {0.02, 0.0, -0.3};
 
 constexpr EQPixelFormat None = keFormatNone, Grey = keFormatGrey, BGR = keFormatBGR, BGRA = keFormatBGRA,
@@ -194,6 +222,18 @@ const RuleCase kCases[] = {
     {"HighPassGreyA", Make<CRowOpDefHighPass>(), keFormatGreyA, keFormatGreyA, HighPassRule(2)},
     {"HighPassBGR", Make<CRowOpDefHighPass>(), BGR, BGR, HighPassRule(3)},
     {"HighPassBGRA", Make<CRowOpDefHighPass>(), BGRA, BGRA, HighPassRule(4)},
+    {"MaskOverSolidGrey", Make<CRowOpDefRowMaskOverSolid>(0xC02040C0u, uint8_t(200)), Grey, None,
+     MaskOverSolidRule(Grey, 0xC02040C0u, 200)},
+    {"MaskOverSolidGreyA", Make<CRowOpDefRowMaskOverSolid>(0xFF2040C0u, uint8_t(255)), keFormatGreyA, None,
+     MaskOverSolidRule(keFormatGreyA, 0xFF2040C0u, 255)},
+    {"MaskOverSolidBGR", Make<CRowOpDefRowMaskOverSolid>(0x80F04010u, uint8_t(255)), BGR, None,
+     MaskOverSolidRule(BGR, 0x80F04010u, 255)},
+    {"MaskOverSolidBGRA", Make<CRowOpDefRowMaskOverSolid>(0xFF2040C0u, uint8_t(255)), BGRA, None,
+     MaskOverSolidRule(BGRA, 0xFF2040C0u, 255)},
+    {"MaskOverSolidBGRATranslucent", Make<CRowOpDefRowMaskOverSolid>(0x602040C0u, uint8_t(150)), BGRA, None,
+     MaskOverSolidRule(BGRA, 0x602040C0u, 150)},
+    {"MaskOverSolidBGRxA", Make<CRowOpDefRowMaskOverSolid>(0xA02040C0u, uint8_t(230)), BGRxA, None,
+     MaskOverSolidRule(BGRxA, 0xA02040C0u, 230)},
     {"BlendSolidGrey", Make<CRowOpDefRowBlendSolid>(0xFF2040C0u, uint8_t(100)), Grey, None, BlendSolidRule(Grey, 0xFF2040C0u, 100)},
     {"BlendSolidBGR", Make<CRowOpDefRowBlendSolid>(0xFF2040C0u, uint8_t(255)), BGR, None, BlendSolidRule(BGR, 0xFF2040C0u, 255)},
     {"BlendSolidBGRA", Make<CRowOpDefRowBlendSolid>(0x802040C0u, uint8_t(77)), BGRA, None, BlendSolidRule(BGRA, 0x802040C0u, 77)},
