@@ -34,9 +34,12 @@ inline constexpr SQFormatPair kBlendIndexedPairs[] = {
 };
 static_assert(std::size(kBlendIndexedPairs) == 2);
 
-// Coverage of pixel i, 0..255: mask x opacity, or the opacity alone.
-inline uint32_t Coverage(const uint8_t* mask, int i, uint32_t opacity) noexcept {
-    return mask ? Div255(uint32_t(mask[i]) * opacity) : opacity;
+// Calls f(mask) once; the two calls inline as two loops, so that the one
+// without a mask does not test for it per pixel.
+template <class F>
+inline void SplitOnMask(const uint8_t* mask, F&& f) {
+    if (mask) f(mask);
+    else f(nullptr);
 }
 
 // Source-over of straight colour s with alpha a (0..255) onto pixel d, in the
@@ -118,9 +121,7 @@ struct TRowMaskOverSolid {
                 P::StoreRaw(p, d);
             }
         };
-        // two instances, so that neither tests the mask per pixel
-        if (data.pMask) over(data.pMask);
-        else over(nullptr);
+        SplitOnMask(data.pMask, over);
     }
 };
 
@@ -188,18 +189,25 @@ struct TRowBlendIndexedBGRA {
         const uint32_t(*ratio)[256] = GetAlphaRatioTable();
         if (!ratio) return;
         const SPaletteLUT lut(data.pSrcPalette, data.nSrcPaletteCount);
-        auto* p = reinterpret_cast<typename P::E*>(data.pDst);
-        for (int i = 0; i < data.nCount; ++i, p += P::kN) {
-            // a = source alpha x coverage; s = palette[index]
-            const uint32_t sa = S == keFormatIndex8A ? data.pSrc[2 * i + 1] : 255;
-            const uint32_t a = Div255(sa * Coverage(data.pMask, i, opacity));
-            if (a == 0) continue;
-            const uint32_t w = lut.bgra[IndexAt<S>(data.pSrc, i)];
-            const typename P::C s{int32_t(w & 255), int32_t((w >> 8) & 255), int32_t((w >> 16) & 255), 255};
-            typename P::C d = P::LoadRaw(p);
-            Over<D>(d, s, a, ratio);
-            P::StoreRaw(p, d);
-        }
+        // coverage by mask byte, tabulated for this row
+        uint8_t coverageOf[256];
+        for (uint32_t m = 0; m < 256; ++m) coverageOf[m] = uint8_t(Div255(m * opacity));
+        auto over = [&](const uint8_t* mask) {
+            auto* p = reinterpret_cast<typename P::E*>(data.pDst);
+            const uint8_t* src = data.pSrc;
+            const int n = data.nCount;
+            for (int i = 0; i < n; ++i, p += P::kN) {
+                // a = source alpha x coverage; s = palette[index]; a = 0 leaves the byte pixel as it is
+                const uint32_t sa = S == keFormatIndex8A ? src[2 * i + 1] : 255;
+                const uint32_t a = Div255(sa * (mask ? coverageOf[mask[i]] : opacity));
+                const uint32_t w = lut.bgra[IndexAt<S>(src, i)];
+                const typename P::C s{int32_t(w & 255), int32_t((w >> 8) & 255), int32_t((w >> 16) & 255), 255};
+                typename P::C d = P::LoadRaw(p);
+                Over<D>(d, s, a, ratio);
+                P::StoreRaw(p, d);
+            }
+        };
+        SplitOnMask(data.pMask, over);
     }
 };
 

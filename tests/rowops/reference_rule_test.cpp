@@ -189,6 +189,34 @@ RowRule MaskOverSolidRule(EQPixelFormat f, uint32_t colour, int opacity) {
     };
 }
 
+// A full palette of seeded colours, for the indexed sources.
+const std::array<RGBQUAD, 256>& Palette() {
+    static const std::array<RGBQUAD, 256> palette = [] {
+        std::mt19937 rng(77);
+        std::array<RGBQUAD, 256> p{};
+        for (auto& q : p) q = {uint8_t(rng()), uint8_t(rng()), uint8_t(rng()), 0};
+        return p;
+    }();
+    return palette;
+}
+
+// Palette colours source-over onto straight BGRA, alpha = source alpha x coverage.
+RowRule BlendIndexedRule(bool sourceAlpha, int opacity) {
+    return [=](uint8_t* d, const uint8_t* s, const uint8_t* mask, int n) {
+        for (int i = 0; i < n; ++i) {
+            uint8_t* p = d + 4 * i;
+            const RGBQUAD& q = Palette()[s[sourceAlpha ? 2 * i : i]];
+            const int src[3] = {q.rgbBlue, q.rgbGreen, q.rgbRed};
+            const int sa = sourceAlpha ? s[2 * i + 1] : 255;
+            const int a = Round255(sa * (mask ? Round255(mask[i] * opacity) : opacity));
+            const int A = a + Round255((255 - a) * p[3]);
+            const uint32_t w = A ? (uint32_t(a) * 65536 + A / 2) / A : 0;
+            for (int k = 0; k < 3; ++k) p[k] = uint8_t((p[k] * (65536 - w) + src[k] * w + 32768) >> 16);
+            p[3] = uint8_t(A);
+        }
+    };
+}
+
 constexpr double kGain[3] = {1.1, 0.5, 3.0}, kOffset[3] = {0.02, 0.0, -0.3};
 
 constexpr EQPixelFormat None = keFormatNone, Grey = keFormatGrey, BGR = keFormatBGR, BGRA = keFormatBGRA,
@@ -234,6 +262,8 @@ const RuleCase kCases[] = {
      MaskOverSolidRule(BGRA, 0x602040C0u, 150)},
     {"MaskOverSolidBGRxA", Make<CRowOpDefRowMaskOverSolid>(0xA02040C0u, uint8_t(230)), BGRxA, None,
      MaskOverSolidRule(BGRxA, 0xA02040C0u, 230)},
+    {"BlendIndexed", Make<CRowOpDefRowBlendIndexedBGRA>(uint8_t(255)), BGRA, keFormatIndex8, BlendIndexedRule(false, 255)},
+    {"BlendIndexedAlpha", Make<CRowOpDefRowBlendIndexedBGRA>(uint8_t(140)), BGRA, keFormatIndex8A, BlendIndexedRule(true, 140)},
     {"BlendSolidGrey", Make<CRowOpDefRowBlendSolid>(0xFF2040C0u, uint8_t(100)), Grey, None, BlendSolidRule(Grey, 0xFF2040C0u, 100)},
     {"BlendSolidBGR", Make<CRowOpDefRowBlendSolid>(0xFF2040C0u, uint8_t(255)), BGR, None, BlendSolidRule(BGR, 0xFF2040C0u, 255)},
     {"BlendSolidBGRA", Make<CRowOpDefRowBlendSolid>(0x802040C0u, uint8_t(77)), BGRA, None, BlendSolidRule(BGRA, 0x802040C0u, 77)},
@@ -255,7 +285,8 @@ TEST_P(ReferenceRule, MatchesPlainRule) {
         Bytes expected = original;
         c.rule(expected.data(), src.empty() ? nullptr : src.data(), masked ? mask.data() : nullptr, n);
         Bytes got = original;
-        const CRowOp op = RunOp(*def, c.dst, got, c.src, src.empty() ? nullptr : &src, masked ? &mask : nullptr);
+        const CRowOp op = RunOp(*def, c.dst, got, c.src, src.empty() ? nullptr : &src, masked ? &mask : nullptr,
+                                Palette().data(), 256);
         ASSERT_FALSE(op.IsConverted());
         ASSERT_EQ(got, expected) << "n = " << n;
     }
