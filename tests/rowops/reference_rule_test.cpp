@@ -222,6 +222,12 @@ constexpr double kGain[3] = {1.1, 0.5, 3.0}, kOffset[3] = {0.02, 0.0, -0.3};
 constexpr EQPixelFormat None = keFormatNone, Grey = keFormatGrey, BGR = keFormatBGR, BGRA = keFormatBGRA,
                         BGRxA = keFormatBGRxA;
 
+// A kind painting a colour at an opacity, beside its rule for the same two values.
+template <class Def>
+RuleCase SolidCase(const char* name, EQPixelFormat f, uint32_t colour, int opacity, RowRule (*rule)(EQPixelFormat, uint32_t, int)) {
+    return {name, Make<Def>(colour, uint8_t(opacity)), f, keFormatNone, rule(f, colour, opacity)};
+}
+
 const RuleCase kCases[] = {
     {"MatteWhite", Make<CRowOpDefRowMatte>(0xFFFFFFu), BGRA, None, MatteRule(0xFFFFFFu, false)},
     {"MatteColour", Make<CRowOpDefRowMatte>(0x3080F0u), BGRA, None, MatteRule(0x3080F0u, false)},
@@ -250,24 +256,18 @@ const RuleCase kCases[] = {
     {"HighPassGreyA", Make<CRowOpDefHighPass>(), keFormatGreyA, keFormatGreyA, HighPassRule(2)},
     {"HighPassBGR", Make<CRowOpDefHighPass>(), BGR, BGR, HighPassRule(3)},
     {"HighPassBGRA", Make<CRowOpDefHighPass>(), BGRA, BGRA, HighPassRule(4)},
-    {"MaskOverSolidGrey", Make<CRowOpDefRowMaskOverSolid>(0xC02040C0u, uint8_t(200)), Grey, None,
-     MaskOverSolidRule(Grey, 0xC02040C0u, 200)},
-    {"MaskOverSolidGreyA", Make<CRowOpDefRowMaskOverSolid>(0xFF2040C0u, uint8_t(255)), keFormatGreyA, None,
-     MaskOverSolidRule(keFormatGreyA, 0xFF2040C0u, 255)},
-    {"MaskOverSolidBGR", Make<CRowOpDefRowMaskOverSolid>(0x80F04010u, uint8_t(255)), BGR, None,
-     MaskOverSolidRule(BGR, 0x80F04010u, 255)},
-    {"MaskOverSolidBGRA", Make<CRowOpDefRowMaskOverSolid>(0xFF2040C0u, uint8_t(255)), BGRA, None,
-     MaskOverSolidRule(BGRA, 0xFF2040C0u, 255)},
-    {"MaskOverSolidBGRATranslucent", Make<CRowOpDefRowMaskOverSolid>(0x602040C0u, uint8_t(150)), BGRA, None,
-     MaskOverSolidRule(BGRA, 0x602040C0u, 150)},
-    {"MaskOverSolidBGRxA", Make<CRowOpDefRowMaskOverSolid>(0xA02040C0u, uint8_t(230)), BGRxA, None,
-     MaskOverSolidRule(BGRxA, 0xA02040C0u, 230)},
+    SolidCase<CRowOpDefRowMaskOverSolid>("MaskOverSolidGrey", Grey, 0xC02040C0u, 200, MaskOverSolidRule),
+    SolidCase<CRowOpDefRowMaskOverSolid>("MaskOverSolidGreyA", keFormatGreyA, 0xFF2040C0u, 255, MaskOverSolidRule),
+    SolidCase<CRowOpDefRowMaskOverSolid>("MaskOverSolidBGR", BGR, 0x80F04010u, 255, MaskOverSolidRule),
+    SolidCase<CRowOpDefRowMaskOverSolid>("MaskOverSolidBGRA", BGRA, 0xFF2040C0u, 255, MaskOverSolidRule),
+    SolidCase<CRowOpDefRowMaskOverSolid>("MaskOverSolidBGRATranslucent", BGRA, 0x602040C0u, 150, MaskOverSolidRule),
+    SolidCase<CRowOpDefRowMaskOverSolid>("MaskOverSolidBGRxA", BGRxA, 0xA02040C0u, 230, MaskOverSolidRule),
     {"BlendIndexed", Make<CRowOpDefRowBlendIndexedBGRA>(uint8_t(255)), BGRA, keFormatIndex8, BlendIndexedRule(false, 255)},
     {"BlendIndexedAlpha", Make<CRowOpDefRowBlendIndexedBGRA>(uint8_t(140)), BGRA, keFormatIndex8A, BlendIndexedRule(true, 140)},
-    {"BlendSolidGrey", Make<CRowOpDefRowBlendSolid>(0xFF2040C0u, uint8_t(100)), Grey, None, BlendSolidRule(Grey, 0xFF2040C0u, 100)},
-    {"BlendSolidBGR", Make<CRowOpDefRowBlendSolid>(0xFF2040C0u, uint8_t(255)), BGR, None, BlendSolidRule(BGR, 0xFF2040C0u, 255)},
-    {"BlendSolidBGRA", Make<CRowOpDefRowBlendSolid>(0x802040C0u, uint8_t(77)), BGRA, None, BlendSolidRule(BGRA, 0x802040C0u, 77)},
-    {"BlendSolidBGRxA", Make<CRowOpDefRowBlendSolid>(0x802040C0u, uint8_t(200)), BGRxA, None, BlendSolidRule(BGRxA, 0x802040C0u, 200)},
+    SolidCase<CRowOpDefRowBlendSolid>("BlendSolidGrey", Grey, 0xFF2040C0u, 100, BlendSolidRule),
+    SolidCase<CRowOpDefRowBlendSolid>("BlendSolidBGR", BGR, 0xFF2040C0u, 255, BlendSolidRule),
+    SolidCase<CRowOpDefRowBlendSolid>("BlendSolidBGRA", BGRA, 0x802040C0u, 77, BlendSolidRule),
+    SolidCase<CRowOpDefRowBlendSolid>("BlendSolidBGRxA", BGRxA, 0x802040C0u, 200, BlendSolidRule),
 };
 
 class ReferenceRule : public testing::TestWithParam<std::tuple<RuleCase, bool>> {};
