@@ -88,13 +88,11 @@ struct TRowRGBAdjust {
         const double offset[3] = {op.GetOffset(2), op.GetOffset(1), op.GetOffset(0)};
         const int slot[3] = {T::kBlue, T::kGreen, T::kRed};
         if constexpr (sizeof(E) == 1) {
-            // c' = clamp(gain c + offset 255), tabulated per channel for this row
-            uint8_t lut[3][256];
-            for (int c = 0; c < 3; ++c)
-                for (int v = 0; v < 256; ++v) lut[c][v] = Saturate<E>(static_cast<int32_t>(std::lround(gain[c] * v + offset[c] * 255)));
+            // blue, green, red tables in storage order
+            const uint8_t* lut[3] = {op.GetByteTable(2), op.GetByteTable(1), op.GetByteTable(0)};
             ForSpans<D, S>(data, [&](uint8_t* row, const uint8_t*, int, int n) {
-                for (int i = 0; i < n; ++i)
-                    for (int c = 0; c < 3; ++c) row[i * T::kChannels + slot[c]] = lut[c][row[i * T::kChannels + slot[c]]];
+                for (int i = 0; i < n * T::kChannels; i += T::kChannels)
+                    for (int c = 0; c < 3; ++c) row[i + slot[c]] = lut[c][row[i + slot[c]]];
             });
         } else {
             // c' = clamp(gain c + offset full) in float
@@ -121,6 +119,21 @@ struct TRowKodalith {
         using P = TPx<D>;
         using E = typename P::E;
         const typename P::W threshold = Cast<E, uint8_t>(static_cast<const CRowOpDefRowKodalith&>(def).GetThreshold());
+        if constexpr (sizeof(E) == 1 && !P::Traits::kGrey && !P::Traits::kPremultiplied && P::kN == 4 && P::Traits::kBlue == 0 &&
+                      P::Traits::kRed == 2) {
+            ForSpans<D, S>(data, [&](uint8_t* row, const uint8_t*, int, int n) {
+                // one word per pixel, so that the span is a flat loop of 32-bit lanes
+                const uint32_t th = uint32_t(threshold);
+                for (int i = 0; i < n; ++i) {
+                    uint32_t w;
+                    std::memcpy(&w, row + 4 * i, 4);
+                    const uint32_t y = (77 * ((w >> 16) & 255) + 151 * ((w >> 8) & 255) + 28 * (w & 255)) >> 8;
+                    w = (w & 0xFF000000u) | (y >= th ? 0xFFFFFFu : 0u);
+                    std::memcpy(row + 4 * i, &w, 4);
+                }
+            });
+            return;
+        }
         ForSpans<D, S>(data, [&](uint8_t* row, const uint8_t*, int, int n) {
             // c' = luminance >= threshold ? full : 0
             MapStraight<D>(row, n, [&](typename P::C& c) {
@@ -142,6 +155,24 @@ struct TRowReplaceColor {
         typename P::C to{in(op.GetTo(), 16), in(op.GetTo(), 8), in(op.GetTo(), 0), 0};
         if constexpr (P::Traits::kGrey) from.b = from.g = from.r = Luma(from.r, from.g, from.b);
         const W tolerance = Cast<E, uint8_t>(op.GetTolerance());
+        if constexpr (sizeof(E) == 1 && !P::Traits::kGrey && !P::Traits::kPremultiplied && P::Traits::kBlue == 0 &&
+                      P::Traits::kRed == 2) {
+            // whole-span selects in place of the per-pixel branch
+            const int16_t f[3] = {int16_t(from.b), int16_t(from.g), int16_t(from.r)};
+            const uint8_t t[3] = {uint8_t(to.b), uint8_t(to.g), uint8_t(to.r)};
+            const int16_t tol = int16_t(tolerance);
+            ForSpans<D, S>(data, [&](uint8_t* row, const uint8_t*, int, int n) {
+                for (int i = 0; i < P::kN * n; i += P::kN) {
+                    // |c - from| <= tol as one unsigned compare: c - from + tol in 0..2 tol
+                    const bool hit = (uint16_t(row[i] - f[0] + tol) <= uint16_t(2 * tol)) &
+                                     (uint16_t(row[i + 1] - f[1] + tol) <= uint16_t(2 * tol)) &
+                                     (uint16_t(row[i + 2] - f[2] + tol) <= uint16_t(2 * tol));
+                    const uint8_t take = uint8_t(-int(hit));
+                    for (int k = 0; k < 3; ++k) row[i + k] = uint8_t(row[i + k] ^ ((row[i + k] ^ t[k]) & take));
+                }
+            });
+            return;
+        }
         ForSpans<D, S>(data, [&](uint8_t* row, const uint8_t*, int, int n) {
             // c' = to where max |c - from| <= tolerance
             MapStraight<D>(row, n, [&](typename P::C& c) {
@@ -161,6 +192,14 @@ CRowOpDefRowRGBAdjust::CRowOpDefRowRGBAdjust(const double gain[3], const double 
         m_dGain[c] = gain ? std::clamp(gain[c], 0.0, 64.0) : 1.0;
         m_dOffset[c] = offset ? std::clamp(offset[c], -1.0, 1.0) : 0.0;
     }
+    BuildByteTables();
+}
+
+void CRowOpDefRowRGBAdjust::BuildByteTables() noexcept {
+    // c' = clamp(round(gain c + offset 255))
+    for (int c = 0; c < 3; ++c)
+        for (int v = 0; v < 256; ++v)
+            m_byteTable[c][v] = Saturate<uint8_t>(static_cast<int32_t>(std::lround(m_dGain[c] * v + m_dOffset[c] * 255)));
 }
 
 const SRowOpDictEntry* GetRowInvertDict() noexcept { return qgdi_rowop::kDict<kInvertPairs, TRowInvert>.data(); }

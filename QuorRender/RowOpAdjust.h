@@ -21,14 +21,19 @@ public:
 // on straight colour; gains limited to 0..64, offsets to -1..1.
 class QGDI_API CRowOpDefRowRGBAdjust : public TRowOpDefKind<CRowOpDefRowRGBAdjust, GetRowRGBAdjustDict> {
 public:
-    CRowOpDefRowRGBAdjust() noexcept : TRowOpDefKind(keRoRowRGBAdjust) {}
+    CRowOpDefRowRGBAdjust() noexcept : TRowOpDefKind(keRoRowRGBAdjust) { BuildByteTables(); }
     CRowOpDefRowRGBAdjust(const double gain[3], const double offset[3]) noexcept;
     double GetGain(int channel) const noexcept { return channel >= 0 && channel < 3 ? m_dGain[channel] : 1; }
     double GetOffset(int channel) const noexcept { return channel >= 0 && channel < 3 ? m_dOffset[channel] : 0; }
+    // The rule on 8-bit channels, c' for c = 0..255, tabulated once for every row.
+    const uint8_t* GetByteTable(int channel) const noexcept { return m_byteTable[channel >= 0 && channel < 3 ? channel : 0]; }
 
 private:
+    void BuildByteTables() noexcept;
+
     double m_dGain[3] = {1, 1, 1};
     double m_dOffset[3] = {0, 0, 0};
+    uint8_t m_byteTable[3][256] = {};
 };
 
 // Lith film: every colour channel becomes full when the luminance reaches the

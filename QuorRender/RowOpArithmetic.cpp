@@ -1,6 +1,8 @@
 #include "QuorRender/RowOpArithmetic.h"
 
 #include <cmath>
+#include <memory>
+#include <new>
 
 #include "QuorRender/internal/PixelMath.h"
 #include "QuorRender/internal/RowOpDict.h"
@@ -42,6 +44,42 @@ void ForElements(CRowOpData& data, Body&& body) {
     });
 }
 
+// r = k1 (s d / 255) + k2 s + k3 d + k4 255 with 12 fractional bits: K = k 4096
+// with |K| <= 2^16, each term K x (a byte) stays below 2^24 and the four sum
+// inside int32 (k4 carries the rounding half).
+inline uint8_t ArithmeticByte(int32_t s, int32_t d, const int32_t (&k)[4]) noexcept {
+    const int32_t sd = static_cast<int32_t>(Div255(uint32_t(s) * uint32_t(d)));
+    return Saturate<uint8_t>((k[0] * sd + k[1] * s + k[2] * d + k[3]) >> 12);
+}
+
+// The byte rule of one set of constants as a [s][d] table, kept per thread. It
+// is built on the second consecutive row with the same constants, so a single
+// row never pays for 65536 entries; SSE2 has no 32-bit multiply, which makes
+// the table the faster of the two on long runs of rows.
+struct SArithmeticCache {
+    int32_t k[4] = {};
+    int rows = 0;
+    bool valid = false;
+    std::unique_ptr<uint8_t[]> table;
+};
+
+const uint8_t* ArithmeticTable(const int32_t (&k)[4]) {
+    thread_local SArithmeticCache cache;
+    if (!std::equal(k, k + 4, cache.k)) {
+        std::copy(k, k + 4, cache.k);
+        cache.rows = 0;
+        cache.valid = false;
+    }
+    if (cache.valid) return cache.table.get();
+    if (++cache.rows < 2) return nullptr;
+    if (!cache.table) cache.table.reset(new (std::nothrow) uint8_t[256 * 256]);
+    if (!cache.table) return nullptr;
+    for (int32_t s = 0; s < 256; ++s)
+        for (int32_t d = 0; d < 256; ++d) cache.table[s * 256 + d] = ArithmeticByte(s, d, k);
+    cache.valid = true;
+    return cache.table.get();
+}
+
 template <EQPixelFormat D, EQPixelFormat S>
 struct TRowArithmetic {
     static void Run(const CRowOpDef& def, CRowOpData& data) {
@@ -55,16 +93,13 @@ struct TRowArithmetic {
             E* d = reinterpret_cast<E*>(dst);
             const E* s = reinterpret_cast<const E*>(src);
             if constexpr (sizeof(E) == 1) {
-                // 12 fractional bits: K = k 4096 with |K| <= 2^16, each term K x (a byte)
-                // stays below 2^24 and the four sum inside int32.
-                const int32_t k1 = static_cast<int32_t>(std::lround(k[0] * 4096));
-                const int32_t k2 = static_cast<int32_t>(std::lround(k[1] * 4096));
-                const int32_t k3 = static_cast<int32_t>(std::lround(k[2] * 4096));
-                const int32_t k4 = static_cast<int32_t>(std::lround(k[3] * 4096 * 255)) + 2048;
-                for (int i = 0; i < n * T::kChannels; ++i) {
-                    // r = k1 (s d / 255) + k2 s + k3 d + k4 255
-                    const int32_t sd = static_cast<int32_t>(Div255(uint32_t(s[i]) * d[i]));
-                    d[i] = Saturate<E>((k1 * sd + k2 * s[i] + k3 * d[i] + k4) >> 12);
+                const int32_t kf[4] = {static_cast<int32_t>(std::lround(k[0] * 4096)), static_cast<int32_t>(std::lround(k[1] * 4096)),
+                                       static_cast<int32_t>(std::lround(k[2] * 4096)),
+                                       static_cast<int32_t>(std::lround(k[3] * 4096 * 255)) + 2048};
+                if (const uint8_t* table = ArithmeticTable(kf)) {
+                    for (int i = 0; i < n * T::kChannels; ++i) d[i] = table[s[i] * 256 + d[i]];
+                } else {
+                    for (int i = 0; i < n * T::kChannels; ++i) d[i] = ArithmeticByte(s[i], d[i], kf);
                 }
             } else {
                 const float f1 = float(k[0]), f2 = float(k[1]), f3 = float(k[2]), f4 = float(k[3]);
@@ -87,7 +122,7 @@ struct TRowMulEqual {
             // d = d s / full
             for (int i = 0; i < n; ++i) {
                 if constexpr (kIsFloat<E>) d[i] = d[i] * s[i];
-                else if constexpr (sizeof(E) == 1) d[i] = static_cast<E>(Div255(uint32_t(d[i]) * s[i]));
+                else if constexpr (sizeof(E) == 1) d[i] = static_cast<E>(Div255u16(uint16_t(d[i] * s[i])));
                 else d[i] = static_cast<E>(Div65535(uint32_t(d[i]) * s[i]));
             }
         });
@@ -118,7 +153,13 @@ struct THighPass {
                 for (int c = 0; c < kN; ++c) {
                     // d = clamp(s - d + half); alpha = s
                     const bool alpha = T::kAlpha && c == T::kAlphaOffset;
-                    d[i + c] = alpha ? s[i + c] : Saturate<E>(TWork<E>(s[i + c]) - TWork<E>(d[i + c]) + kHalf);
+                    if constexpr (sizeof(E) == 1) {
+                        // -127..383 fits 16-bit lanes, eight channels to a register
+                        const int16_t v = int16_t(s[i + c] - d[i + c] + 128);
+                        d[i + c] = alpha ? s[i + c] : E(std::min<int16_t>(std::max<int16_t>(v, 0), 255));
+                    } else {
+                        d[i + c] = alpha ? s[i + c] : Saturate<E>(TWork<E>(s[i + c]) - TWork<E>(d[i + c]) + kHalf);
+                    }
                 }
         });
     }

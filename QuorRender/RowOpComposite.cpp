@@ -34,9 +34,12 @@ inline constexpr SQFormatPair kBlendIndexedPairs[] = {
 };
 static_assert(std::size(kBlendIndexedPairs) == 2);
 
-// Coverage of pixel i, 0..255: mask x opacity, or the opacity alone.
-inline uint32_t Coverage(const uint8_t* mask, int i, uint32_t opacity) noexcept {
-    return mask ? Div255(uint32_t(mask[i]) * opacity) : opacity;
+// Calls f(mask) once; the two calls inline as two loops, so that the one
+// without a mask does not test for it per pixel.
+template <class F>
+inline void SplitOnMask(const uint8_t* mask, F&& f) {
+    if (mask) f(mask);
+    else f(nullptr);
 }
 
 // Source-over of straight colour s with alpha a (0..255) onto pixel d, in the
@@ -101,15 +104,24 @@ struct TRowMaskOverSolid {
         const uint32_t colourAlpha = op.GetColour() >> 24;
         const uint32_t(*ratio)[256] = P::Traits::kAlpha && !P::Traits::kPremultiplied ? GetAlphaRatioTable() : nullptr;
         if (P::Traits::kAlpha && !P::Traits::kPremultiplied && !ratio) return;
-        auto* p = reinterpret_cast<typename P::E*>(data.pDst);
-        for (int i = 0; i < data.nCount; ++i, p += P::kN) {
-            // a = colour alpha x coverage
-            const uint32_t a = Div255(colourAlpha * Coverage(data.pMask, i, op.GetOpacity()));
-            if (a == 0) continue;
-            typename P::C d = P::LoadRaw(p);
-            Over<D>(d, colour, a, ratio);
-            P::StoreRaw(p, d);
-        }
+        // a = colour alpha x coverage, tabulated by mask byte for this row
+        uint8_t alphaOf[256];
+        for (uint32_t m = 0; m < 256; ++m) alphaOf[m] = uint8_t(Div255(colourAlpha * Div255(m * op.GetOpacity())));
+        const uint32_t alpha = Div255(colourAlpha * op.GetOpacity());
+        auto over = [&](const uint8_t* mask) {
+            auto* p = reinterpret_cast<typename P::E*>(data.pDst);
+            const int n = data.nCount;
+            for (int i = 0; i < n; ++i, p += P::kN) {
+                const uint32_t a = mask ? alphaOf[mask[i]] : alpha;
+                // a byte pixel under a = 0 comes out unchanged, so it needs no branch
+                if constexpr (sizeof(typename P::E) != 1)
+                    if (a == 0) continue;
+                typename P::C d = P::LoadRaw(p);
+                Over<D>(d, colour, a, ratio);
+                P::StoreRaw(p, d);
+            }
+        };
+        SplitOnMask(data.pMask, over);
     }
 };
 
@@ -117,10 +129,13 @@ struct TRowMaskOverSolid {
 // constant, so the loop carries no per-pixel branch and vectorises.
 template <class Body>
 inline void ForCoverage(const CRowOpData& data, uint32_t opacity, Body&& body) {
-    if (data.pMask) {
-        for (int i = 0; i < data.nCount; ++i) body(i, Div255(uint32_t(data.pMask[i]) * opacity));
+    // locals, because byte stores through the row could alias the record
+    const int n = data.nCount;
+    const uint8_t* mask = data.pMask;
+    if (mask) {
+        for (int i = 0; i < n; ++i) body(i, Div255(uint32_t(mask[i]) * opacity));
     } else {
-        for (int i = 0; i < data.nCount; ++i) body(i, opacity);
+        for (int i = 0; i < n; ++i) body(i, opacity);
     }
 }
 
@@ -138,7 +153,7 @@ struct TRowBlendSolid {
                 E& v = d[i * T::kChannels + c];
                 // d = d + (P - d) t / 255
                 if constexpr (kIsFloat<E>) v = v + (pixel[c] - v) * (t * (1.0f / 255.0f));
-                else if constexpr (sizeof(E) == 1) v = E(Div255(v * (255 - t) + pixel[c] * t));
+                else if constexpr (sizeof(E) == 1) v = E(Div255u16(uint16_t(v * uint16_t(255 - t) + pixel[c] * uint16_t(t))));
                 else v = E(Div65535(uint32_t(v) * (65535 - t * 257) + uint32_t(pixel[c]) * (t * 257)));
             }
         });
@@ -174,18 +189,25 @@ struct TRowBlendIndexedBGRA {
         const uint32_t(*ratio)[256] = GetAlphaRatioTable();
         if (!ratio) return;
         const SPaletteLUT lut(data.pSrcPalette, data.nSrcPaletteCount);
-        auto* p = reinterpret_cast<typename P::E*>(data.pDst);
-        for (int i = 0; i < data.nCount; ++i, p += P::kN) {
-            // a = source alpha x coverage; s = palette[index]
-            const uint32_t sa = S == keFormatIndex8A ? data.pSrc[2 * i + 1] : 255;
-            const uint32_t a = Div255(sa * Coverage(data.pMask, i, opacity));
-            if (a == 0) continue;
-            const uint32_t w = lut.bgra[IndexAt<S>(data.pSrc, i)];
-            const typename P::C s{int32_t(w & 255), int32_t((w >> 8) & 255), int32_t((w >> 16) & 255), 255};
-            typename P::C d = P::LoadRaw(p);
-            Over<D>(d, s, a, ratio);
-            P::StoreRaw(p, d);
-        }
+        // coverage by mask byte, tabulated for this row
+        uint8_t coverageOf[256];
+        for (uint32_t m = 0; m < 256; ++m) coverageOf[m] = uint8_t(Div255(m * opacity));
+        auto over = [&](const uint8_t* mask) {
+            auto* p = reinterpret_cast<typename P::E*>(data.pDst);
+            const uint8_t* src = data.pSrc;
+            const int n = data.nCount;
+            for (int i = 0; i < n; ++i, p += P::kN) {
+                // a = source alpha x coverage; s = palette[index]; a = 0 leaves the byte pixel as it is
+                const uint32_t sa = S == keFormatIndex8A ? src[2 * i + 1] : 255;
+                const uint32_t a = Div255(sa * (mask ? coverageOf[mask[i]] : opacity));
+                const uint32_t w = lut.bgra[IndexAt<S>(src, i)];
+                const typename P::C s{int32_t(w & 255), int32_t((w >> 8) & 255), int32_t((w >> 16) & 255), 255};
+                typename P::C d = P::LoadRaw(p);
+                Over<D>(d, s, a, ratio);
+                P::StoreRaw(p, d);
+            }
+        };
+        SplitOnMask(data.pMask, over);
     }
 };
 

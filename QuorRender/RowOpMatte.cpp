@@ -1,5 +1,8 @@
 #include "QuorRender/RowOpMatte.h"
 
+#include <atomic>
+
+#include "QuorRender/DivTable2.h"
 #include "QuorRender/internal/PixelMath.h"
 #include "QuorRender/internal/RowOpDict.h"
 
@@ -63,6 +66,51 @@ inline constexpr SQFormatPair kDemattePairs[] = {
 };
 static_assert(std::size(kDemattePairs) == 13);
 
+// Matte or dematte of one 8-bit channel against matte byte m, [a][c], built
+// the first time a matte byte is used: the whole rule then costs one load,
+// where the SSE2 baseline has neither byte shuffles to spread alpha nor a
+// division. Tables of threads racing for the same m are identical; the loser
+// frees its own.
+std::array<std::atomic<const uint8_t*>, 512> g_matteTables{};
+
+void FreeMatteTables() {
+    for (auto& t : g_matteTables) delete[] t.exchange(nullptr);
+}
+
+template <bool kRemove>
+const uint8_t* MatteTable(int m) {
+    std::atomic<const uint8_t*>& slot = g_matteTables[kRemove * 256 + m];
+    if (const uint8_t* t = slot.load(std::memory_order_acquire)) return t;
+    auto* t = new uint8_t[256 * 256];
+    for (int a = 0; a < 256; ++a)
+        for (int c = 0; c < 256; ++c) {
+            // a transparent pixel keeps its colour when the matte is removed
+            if constexpr (kRemove) t[a * 256 + c] = uint8_t(a == 0 ? c : Dematte<uint8_t>(c, a, m));
+            else t[a * 256 + c] = uint8_t(Matte<uint8_t>(c, a, m));
+        }
+    const uint8_t* expected = nullptr;
+    if (!slot.compare_exchange_strong(expected, t, std::memory_order_acq_rel)) {
+        delete[] t;
+        return expected;
+    }
+    static const bool registered = (QGDI_RegisterRowOpCache(&FreeMatteTables), true);
+    (void)registered;
+    return t;
+}
+
+// Straight 8-bit BGRA pixels through the per-channel tables. `src` may equal `dst`.
+template <bool kRemove>
+void MatteBGRA8(uint8_t* dst, const uint8_t* src, int n, uint32_t matteRGB) {
+    // tables of the matte bytes in storage order b, g, r
+    const uint8_t* t[3] = {MatteTable<kRemove>((matteRGB >> 16) & 255), MatteTable<kRemove>((matteRGB >> 8) & 255),
+                           MatteTable<kRemove>(matteRGB & 255)};
+    for (int i = 0; i < 4 * n; i += 4) {
+        const uint8_t* p = src + i;
+        const int a = p[3] * 256;
+        dst[i] = t[0][a + p[0]], dst[i + 1] = t[1][a + p[1]], dst[i + 2] = t[2][a + p[2]], dst[i + 3] = p[3];
+    }
+}
+
 // Matting (or its removal) in place, or from a source row of the same layout.
 template <EQPixelFormat D, EQPixelFormat S, bool kRemove>
 void MatteRow(uint32_t matteRGB, CRowOpData& data) {
@@ -70,6 +118,15 @@ void MatteRow(uint32_t matteRGB, CRowOpData& data) {
     using E = typename TQPixelFormat<kFrom>::Elem;
     using C = TColour<TWork<E>>;
     const C m = MatteIn<E>(matteRGB);
+    using TF = TQPixelFormat<kFrom>;
+    if constexpr (sizeof(E) == 1 && TF::kAlpha && !TF::kPremultiplied && !TF::kGrey && TF::kAlphaOffset == 3 &&
+                  TF::kBlue == 0 && TF::kRed == 2 && (S == keFormatNone || S == D)) {
+        if (S != keFormatNone && !data.pSrc) return;
+        ForSpans<D, S>(data, [&](uint8_t* dst, const uint8_t* src, int, int n) {
+            MatteBGRA8<kRemove>(dst, S == keFormatNone ? dst : src, n, matteRGB);
+        });
+        return;
+    }
     auto op = [&](C& c) {
         if constexpr (kRemove) {
             // a transparent pixel keeps its colour; computed anyway and dropped, to keep the loop branch-free
