@@ -18,7 +18,7 @@ cmake --build "$build" -j2
 export OMP_NUM_THREADS=${OMP_NUM_THREADS:-4}
 export OMP_TOOL_LIBRARIES=$llvm/lib/libarcher.so
 export LD_LIBRARY_PATH=$llvm/lib${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}
-export TSAN_OPTIONS="halt_on_error=0 second_deadlock_stack=1 report_signal_unsafe=0 suppressions=$here/scripts/tsan.supp ${TSAN_OPTIONS:-}"
+export TSAN_OPTIONS="halt_on_error=0 second_deadlock_stack=1 ignore_noninstrumented_modules=1 external_symbolizer_path=$llvm/bin/llvm-symbolizer suppressions=$here/scripts/tsan.supp ${TSAN_OPTIONS:-}"
 
 failed=()
 for test in "$build"/tests/test_* "$build"/fuzz/replay_*; do
