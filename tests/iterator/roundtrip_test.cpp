@@ -105,6 +105,24 @@ TEST(BinaryStream, PaddingBitsMustBeZero) {
     EXPECT_FALSE(back.IsAttached());
 }
 
+// Found by fuzzing: a grey image's palette with a non-zero fourth byte was
+// accepted and written back without it.
+TEST(BinaryStream, GreyPaletteFourthBytesMustBeZero) {
+    CRowIterator image;
+    itest::MakeRandomImage(image, keFormatGrey, 3, 2, 1);
+    std::stringstream s;
+    ASSERT_FALSE(image.StreamBinOut(s).IsError());
+    std::string bytes = s.str();
+    const size_t paletteStart = 24;  // magic, version, format, width, height, count
+    bytes[paletteStart + 4 * 190 + 3] = 4;
+    const uint32_t crc = QGDI_Crc32(bytes.data() + 4, bytes.size() - 8);
+    for (int i = 0; i < 4; ++i) bytes[bytes.size() - 4 + size_t(i)] = static_cast<char>(crc >> (8 * i));
+    std::stringstream in(bytes);
+    CRowIterator back;
+    EXPECT_EQ(back.StreamIn(in).Ignore(), keQuorErrFailed);
+    EXPECT_FALSE(back.IsAttached());
+}
+
 INSTANTIATE_TEST_SUITE_P(Formats, EveryFormat, ::testing::ValuesIn(itest::AllFormats()), Name);
 
 TEST(TextDump, RecordsCarryTheirKeywords) {
