@@ -60,9 +60,12 @@ const char* CQLength::UnitSuffix(EQLengthUnit unit) noexcept {
 std::string CQLength::Format(int decimals) const {
     if (decimals < 0) decimals = 0;
     if (decimals > 12) decimals = 12;
-    char buf[64];
-    std::snprintf(buf, sizeof(buf), "%.*f", decimals, m_value);
-    std::string s(buf);
+    // Fixed notation of a large value runs to hundreds of digits: size the text first.
+    const int length = std::snprintf(nullptr, 0, "%.*f", decimals, m_value);
+    if (length <= 0) return std::string("0 ") + UnitSuffix(m_unit);
+    std::string s(size_t(length) + 1, '\0');
+    std::snprintf(s.data(), s.size(), "%.*f", decimals, m_value);
+    s.resize(size_t(length));
     if (s.find('.') != std::string::npos) {
         while (s.back() == '0') s.pop_back();
         if (s.back() == '.') s.pop_back();

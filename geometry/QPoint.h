@@ -39,6 +39,10 @@ public:
 
     bool operator==(const SQPOINT& o) const noexcept { return QGDI_IsEqual(x, o.x) && QGDI_IsEqual(y, o.y); }
     bool operator!=(const SQPOINT& o) const noexcept { return !(*this == o); }
+    // An exact match, so that C++20's reversed candidates of the comparison
+    // above do not make comparing two CQPoint ambiguous.
+    bool operator==(const CQPoint& o) const noexcept { return *this == static_cast<const SQPOINT&>(o); }
+    bool operator!=(const CQPoint& o) const noexcept { return !(*this == o); }
 
     double Length() const noexcept { return std::hypot(x, y); }
     double Distance(const SQPOINT& o) const noexcept { return std::hypot(x - o.x, y - o.y); }

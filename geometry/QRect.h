@@ -68,6 +68,10 @@ public:
     int Compare(const SQRECT& o) const noexcept;
     bool operator==(const SQRECT& o) const noexcept { return Compare(o) == 0; }
     bool operator!=(const SQRECT& o) const noexcept { return Compare(o) != 0; }
+    // An exact match, so that C++20's reversed candidates of the comparison
+    // above do not make comparing two CQRect ambiguous.
+    bool operator==(const CQRect& o) const noexcept { return Compare(o) == 0; }
+    bool operator!=(const CQRect& o) const noexcept { return Compare(o) != 0; }
 
     // Each edge truncated toward zero.
     void CastRect(CRect& out) const noexcept;

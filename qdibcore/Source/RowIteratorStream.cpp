@@ -6,6 +6,7 @@
 //   (RGBA, 4 bytes), the rows top first, each packed from its first bit
 //   ((bits per pixel x width + 7) / 8 bytes), then the CRC-32 of everything
 //   after the magic word.
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
@@ -232,9 +233,13 @@ CErrorAutoThrow CRowIteratorBands::StreamIn(std::istream& in) {
     if (remaining != SIZE_MAX && (rowBytes == 0 || height > (remaining - std::min<size_t>(remaining, 4)) / rowBytes))
         return QERR(keQuorErrFailed);
     // The palette must be what the format carries: any for indexed formats, the
-    // grey ramp for grey ones, none for the others.
+    // grey ramp for grey ones (with the zero fourth bytes the iterator writes,
+    // since it keeps its own ramp), none for the others.
     const CQPixelFormat kind(pf);
-    if (kind.IsGreyscale() ? !CQPixelFormat::IsGreyPalette(palette, static_cast<int>(paletteCount))
+    const auto zeroReserved = [&] {
+        return std::all_of(palette, palette + paletteCount, [](const RGBQUAD& q) { return q.rgbReserved == 0; });
+    };
+    if (kind.IsGreyscale() ? !CQPixelFormat::IsGreyPalette(palette, static_cast<int>(paletteCount)) || !zeroReserved()
                            : (!kind.IsIndexedColor() && paletteCount != 0))
         return QERR(keQuorErrFailed);
     CErrorAutoThrow r = Create(static_cast<int>(width), static_cast<int>(height), pf, nullptr,

@@ -103,6 +103,13 @@ TEST(QLength, ParseAndFormat) {
     EXPECT_EQ(CQLength(2.0 / 3, keUnitInches).Format(), "0.67 in");
     EXPECT_EQ(CQLength(50, keUnitPercent).Format(), "50%");
     EXPECT_EQ(CQLength(-0.001, keUnitPoints).Format(), "0 pt");
+    // Found by fuzzing: fixed notation of a huge value once overran a short
+    // buffer and printed a different number.
+    for (double v : {1e300, -1.7976931348623157e308, 123456789012345678901234567890.0}) {
+        CQLength back;
+        ASSERT_TRUE(CQLength::Parse(CQLength(v, keUnitMillimeters).Format(12).c_str(), back));
+        EXPECT_EQ(back.GetValue(), v);
+    }
 }
 
 // ---- tabulated functions ----

@@ -87,22 +87,35 @@ TEST_P(EveryFormat, SubRectangleCopiesKeepThePixels) {
     EXPECT_EQ(view.GetRect().left, 3);
 }
 
-// Found by fuzzing: a packed row whose padding bits are set (with a valid
-// checksum) is not a stream the iterator writes, and is refused.
-TEST(BinaryStream, PaddingBitsMustBeZero) {
-    CRowIterator image;
-    itest::MakeRandomImage(image, keFormatIndex4, 3, 2, 1);
-    std::stringstream s;
-    ASSERT_FALSE(image.StreamBinOut(s).IsError());
-    std::string bytes = s.str();
-    const size_t lastRowByte = bytes.size() - 5;
-    bytes[lastRowByte] = static_cast<char>(bytes[lastRowByte] | 0x01);
-    const uint32_t crc = QGDI_Crc32(bytes.data() + 4, bytes.size() - 8);
-    for (int i = 0; i < 4; ++i) bytes[bytes.size() - 4 + size_t(i)] = static_cast<char>(crc >> (8 * i));
-    std::stringstream in(bytes);
-    CRowIterator back;
-    EXPECT_EQ(back.StreamIn(in).Ignore(), keQuorErrFailed);
-    EXPECT_FALSE(back.IsAttached());
+// Found by fuzzing: streams the iterator never writes, with a valid checksum,
+// that were once accepted and then written back differently. Each is refused.
+TEST(BinaryStream, StreamsTheIteratorNeverWritesAreRefused) {
+    struct Case {
+        const char* what;
+        EQPixelFormat format;
+        bool fromEnd;   // offset counted back from the end of the stream
+        size_t offset;
+        uint8_t orBits;
+    } const cases[] = {
+        {"padding bits of a packed row", keFormatIndex4, true, 5, 0x01},
+        // Palette entry 190 of the grey ramp, after magic, version, format, width, height and count.
+        {"fourth byte of a grey palette entry", keFormatGrey, false, 24 + 4 * 190 + 3, 0x04},
+    };
+    for (const Case& c : cases) {
+        CRowIterator image;
+        itest::MakeRandomImage(image, c.format, 3, 2, 1);
+        std::stringstream s;
+        ASSERT_FALSE(image.StreamBinOut(s).IsError());
+        std::string bytes = s.str();
+        const size_t at = c.fromEnd ? bytes.size() - c.offset : c.offset;
+        bytes[at] = static_cast<char>(bytes[at] | c.orBits);
+        const uint32_t crc = QGDI_Crc32(bytes.data() + 4, bytes.size() - 8);
+        for (int i = 0; i < 4; ++i) bytes[bytes.size() - 4 + size_t(i)] = static_cast<char>(crc >> (8 * i));
+        std::stringstream in(bytes);
+        CRowIterator back;
+        EXPECT_EQ(back.StreamIn(in).Ignore(), keQuorErrFailed) << c.what;
+        EXPECT_FALSE(back.IsAttached()) << c.what;
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, EveryFormat, ::testing::ValuesIn(itest::AllFormats()), Name);

@@ -79,3 +79,20 @@ TEST(ToolFiles, SampleThroughEveryFileType) {
 }
 
 }  // namespace
+
+// Found by fuzzing: a few bytes of a JPEG claiming a huge size were decoded
+// whole as grey padding; a file that ends early is now refused at any size.
+TEST(ToolFiles, TruncatedJpegIsRefused) {
+    CRowIterator sample, bgr;
+    ASSERT_FALSE(QgdiMakeSampleImage(sample, 64, 40).IsError());
+    ASSERT_FALSE(bgr.CreateFromCopy(sample, nullptr, keFormatBGR).IsError());
+    std::vector<uint8_t> file;
+    std::string error;
+    ASSERT_TRUE(QgdiWriteJpeg(bgr, file, 90, error)) << error;
+    ASSERT_TRUE(QgdiReadJpeg(file.data(), file.size(), error));
+    for (size_t keep : {file.size() / 2, file.size() - 2}) {
+        error.clear();
+        EXPECT_FALSE(QgdiReadJpeg(file.data(), keep, error)) << keep;
+        EXPECT_NE(error.find("JPEG: "), std::string::npos) << error;
+    }
+}

@@ -5,6 +5,7 @@
 #include <csetjmp>
 
 #include <jpeglib.h>
+#include <jerror.h>
 
 #include "tools/qgdi/image_io.h"
 
@@ -22,7 +23,12 @@ void OnError(j_common_ptr info) {
     longjmp(e->jump, 1);
 }
 
-void OnMessage(j_common_ptr, int) {}
+// The decoder pads data that ends early with grey and only warns: refuse such
+// a file instead, as the PNG reader does, rather than decode a whole image of
+// padding (a few bytes may claim 65500 x 65500 pixels).
+void OnMessage(j_common_ptr info, int level) {
+    if (level < 0 && info->err->msg_code == JWRN_JPEG_EOF) OnError(info);
+}
 
 bool ReadHeader(jpeg_decompress_struct* d, SJpegError* e, const uint8_t* data, size_t bytes) {
     if (setjmp(e->jump)) return false;
