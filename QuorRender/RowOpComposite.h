@@ -8,33 +8,39 @@ QGDI_API const SRowOpDictEntry* GetRowBlendSolidDict() noexcept;
 QGDI_API const SRowOpDictEntry* GetRowEraseDict() noexcept;
 QGDI_API const SRowOpDictEntry* GetRowBlendIndexedBGRADict() noexcept;
 
-// The colour laid over the row through the mask: source-over with source
-// alpha a = colour alpha x coverage x opacity. Colours have red in the low
-// byte, then green, blue and alpha.
-class QGDI_API CRowOpDefRowMaskOverSolid : public TRowOpDefKind<CRowOpDefRowMaskOverSolid, GetRowMaskOverSolidDict> {
+// Settings shared by the kinds that lay one colour over the row: the colour
+// (red in the low byte, then green, blue, alpha) and an opacity.
+template <class Derived, const SRowOpDictEntry* (*kGetDict)() noexcept>
+class TRowOpDefSolidColour : public TRowOpDefKind<Derived, kGetDict> {
 public:
-    explicit CRowOpDefRowMaskOverSolid(uint32_t colour = 0xFF000000u, uint8_t opacity = 255) noexcept
-        : TRowOpDefKind(keRoRowMaskOverSolid), m_nColour(colour), m_nOpacity(opacity) {}
     uint32_t GetColour() const noexcept { return m_nColour; }
     uint8_t GetOpacity() const noexcept { return m_nOpacity; }
+
+protected:
+    TRowOpDefSolidColour(EQRowOpType kind, uint32_t colour, uint8_t opacity) noexcept
+        : TRowOpDefKind<Derived, kGetDict>(kind), m_nColour(colour), m_nOpacity(opacity) {}
 
 private:
     uint32_t m_nColour;
     uint8_t m_nOpacity;
 };
 
+// The colour laid over the row through the mask: source-over with source
+// alpha a = colour alpha x coverage x opacity. Colours have red in the low
+// byte, then green, blue and alpha.
+class QGDI_API CRowOpDefRowMaskOverSolid
+    : public TRowOpDefSolidColour<CRowOpDefRowMaskOverSolid, GetRowMaskOverSolidDict> {
+public:
+    explicit CRowOpDefRowMaskOverSolid(uint32_t colour = 0xFF000000u, uint8_t opacity = 255) noexcept
+        : TRowOpDefSolidColour(keRoRowMaskOverSolid, colour, opacity) {}
+};
+
 // d = d + (P - d) t on every stored channel, alpha included: P the colour as a
 // pixel of the row's format, t = coverage x opacity. A tint towards a colour.
-class QGDI_API CRowOpDefRowBlendSolid : public TRowOpDefKind<CRowOpDefRowBlendSolid, GetRowBlendSolidDict> {
+class QGDI_API CRowOpDefRowBlendSolid : public TRowOpDefSolidColour<CRowOpDefRowBlendSolid, GetRowBlendSolidDict> {
 public:
     explicit CRowOpDefRowBlendSolid(uint32_t colour = 0xFF000000u, uint8_t opacity = 255) noexcept
-        : TRowOpDefKind(keRoRowBlendSolid), m_nColour(colour), m_nOpacity(opacity) {}
-    uint32_t GetColour() const noexcept { return m_nColour; }
-    uint8_t GetOpacity() const noexcept { return m_nOpacity; }
-
-private:
-    uint32_t m_nColour;
-    uint8_t m_nOpacity;
+        : TRowOpDefSolidColour(keRoRowBlendSolid, colour, opacity) {}
 };
 
 // a = a (1 - t), t = coverage x opacity; premultiplied colour fades with its alpha.
