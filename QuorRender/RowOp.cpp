@@ -1,9 +1,11 @@
 #include "QuorRender/RowOp.h"
 
+#include <array>
 #include <atomic>
 #include <cstdio>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "QuorRender/RowOpCopy.h"
 #include "QuorRender/internal/IndexedRow.h"
@@ -13,42 +15,26 @@
 
 namespace {
 
-constexpr const char* kTypeNames[] = {
-    "keRoNOP",
-    "keRoChannelConstant",
-    "keRoChannelLUT",
-    "keRoChannelGet",
-    "keRoChannelSet",
-    "keRoChannelCopy",
-    "keRoChannelMulEqual",
-    "keRoChannelLinear",
-    "keRoRowAdjustMox",
-    "keRoRowArithmetic",
-    "keRoRowBlend",
-    nullptr,
-    "keRoRowBlendMox",
-    "keRoRowBlendSolid",
-    "keRoRowCopy",
-    "keRoRowCopyIndexed",
-    "keRoRowCopyPalettedWithTransparencyIndex",
-    "keRoRowDematte",
-    "keRoRowErase",
-    "keRoRowFill",
-    "keRoRowHSLAdjust",
-    "keRoRowHSLCopyChannel",
-    "keRoRowRGBAdjust",
-    "keRoRowInvert",
-    "keRoRowMask",
-    "keRoRowMaskOverSolid",
-    "keRoRowMatte",
-    "keRoRowMulEqual",
-    "keRoRowNoise",
-    "keRoRowReplaceColor",
-    "keRoRowPlusEqual",
-    "keRoRowTurbulence",
-    nullptr,
-    "keRoHighPass",
-};
+// Diagnostic names indexed by kind value; the gaps stay null and print as "Unknown".
+#define QGDI_ROWOP_KIND_NAME(value, Name, ...) {value, "keRo" #Name},
+constexpr std::pair<int, const char*> kNamedKinds[] = {
+    QGDI_ROWOP_KIND_LIST(QGDI_ROWOP_KIND_NAME, QGDI_ROWOP_KIND_NAME, QGDI_ROWOP_KIND_SKIP)};
+#undef QGDI_ROWOP_KIND_NAME
+
+constexpr int kLastKind = [] {
+    int last = 0;
+    for (const auto& named : kNamedKinds) last = named.first > last ? named.first : last;
+    return last;
+}();
+
+constexpr auto kTypeNames = [] {
+    std::array<const char*, kLastKind + 1> names{};
+    for (const auto& [value, name] : kNamedKinds) {
+        if (value < 0 || names[value]) throw "a kind value is negative or listed twice";
+        names[value] = name;
+    }
+    return names;
+}();
 
 std::atomic<int> g_processorMode{keProcessorModeOff};
 // -1 until the first detection; detection finds no processor-specific kernels to use.

@@ -8,44 +8,13 @@
 #include <cstdint>
 #include <string>
 
+#include "QuorRender/RowOpKinds.h"
 #include "platform/windef.h"
 #include "qdibcore/Source/PixelFormat.h"
 #include "qgdi_export.h"
 
-enum EQRowOpType : int32_t {
-    keRoNOP = 0,
-    keRoChannelConstant = 1,
-    keRoChannelLUT = 2,
-    keRoChannelGet = 3,
-    keRoChannelSet = 4,
-    keRoChannelCopy = 5,
-    keRoChannelMulEqual = 6,
-    keRoChannelLinear = 7,
-    keRoRowAdjustMox = 8,
-    keRoRowArithmetic = 9,
-    keRoRowBlend = 10,
-    keRoRowBlendMox = 12,
-    keRoRowBlendSolid = 13,
-    keRoRowCopy = 14,
-    keRoRowCopyIndexed = 15,
-    keRoRowCopyPalettedWithTransparencyIndex = 16,
-    keRoRowDematte = 17,
-    keRoRowErase = 18,
-    keRoRowFill = 19,
-    keRoRowHSLAdjust = 20,
-    keRoRowHSLCopyChannel = 21,
-    keRoRowRGBAdjust = 22,
-    keRoRowInvert = 23,
-    keRoRowMask = 24,
-    keRoRowMaskOverSolid = 25,
-    keRoRowMatte = 26,
-    keRoRowMulEqual = 27,
-    keRoRowNoise = 28,
-    keRoRowReplaceColor = 29,
-    keRoRowPlusEqual = 30,
-    keRoRowTurbulence = 31,
-    keRoHighPass = 33,
-};
+// The kinds of row operation, one per line of QuorRender/RowOpKinds.h.
+enum EQRowOpType : int32_t { QGDI_ROWOP_KIND_LIST(QGDI_ROWOP_KIND_ENUMERATOR, QGDI_ROWOP_KIND_ENUMERATOR, QGDI_ROWOP_KIND_SKIP) };
 
 // "keRoNOP" ... for the named kinds, "Unknown" for every other value.
 QGDI_API const char* QGDI_GetRowOpTypeName(int type) noexcept;

@@ -5,60 +5,17 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <functional>
 #include <memory>
 #include <string>
 
+#include "QuorRender/internal/RowOpRegistry.h"
 #include "rowops_test_util.h"
 
 namespace {
 
 using namespace rowops_test;
-
-struct Kind {
-    const char* name;
-    const SRowOpDictEntry* (*dict)() noexcept;
-    std::function<std::unique_ptr<CRowOpDef>()> make;
-};
-
-template <class T, class... Args>
-std::function<std::unique_ptr<CRowOpDef>()> Make(Args... args) {
-    return [=] { return std::unique_ptr<CRowOpDef>(new T(args...)); };
-}
-
-const Kind kKinds[] = {
-    {"NOP", GetNOPDict, Make<CRowOpDefNOP>()},
-    {"RowCopy", GetRowCopyDict, Make<CRowOpDefRowCopy>()},
-    {"RowCopyIndexed", GetRowCopyIndexedDict, Make<CRowOpDefRowCopyIndexed>()},
-    {"Paletted", GetRowCopyPalettedWithTransparencyIndexDict, Make<CRowOpDefRowCopyPalettedWithTransparencyIndex>(5)},
-    {"Dither", GetRowDitherDict, Make<CRowOpDefRowDither>()},
-    {"Fill", GetRowFillDict, Make<CRowOpDefRowFill>(0x80402010u, uint8_t(9))},
-    {"Matte", GetRowMatteDict, Make<CRowOpDefRowMatte>(0x00336699u)},
-    {"Dematte", GetRowDematteDict, Make<CRowOpDefRowDematte>(0x00336699u)},
-    {"ChannelGet", GetChannelGetDict, Make<CRowOpDefChannelGet>(keChannelGrey)},
-    {"ChannelSet", GetChannelSetDict, Make<CRowOpDefChannelSet>(keChannelAlpha)},
-    {"ChannelConstant", GetChannelConstantDict, Make<CRowOpDefChannelConstant>(keChannelSetAll, 0.25)},
-    {"ChannelLinear", GetChannelLinearDict, Make<CRowOpDefChannelLinear>(keChannelSetAll, -3.0, 1.5)},
-    {"Noise", GetRowNoiseDict, Make<CRowOpDefRowNoise>(1.0, false, true, 12345u)},
-    {"Turbulence", GetRowTurbulenceDict, Make<CRowOpDefRowTurbulence>(0.03, 0.07, 4, -7, false, true, 0.0, 0.0, 50.0, 40.0)},
-    {"HighPass", GetHighPassDict, Make<CRowOpDefHighPass>()},
-    {"MaskOverSolid", GetRowMaskOverSolidDict, Make<CRowOpDefRowMaskOverSolid>(0xC0123456u, uint8_t(200))},
-    {"BlendSolid", GetRowBlendSolidDict, Make<CRowOpDefRowBlendSolid>(0xC0123456u, uint8_t(77))},
-    {"Erase", GetRowEraseDict, Make<CRowOpDefRowErase>(uint8_t(180))},
-    {"BlendIndexed", GetRowBlendIndexedBGRADict, Make<CRowOpDefRowBlendIndexedBGRA>(uint8_t(250))},
-    {"HSLAdjust", GetRowHSLAdjustDict, Make<CRowOpDefRowHSLAdjust>(-400.0, 0.7, -0.3)},
-    {"HSLCopyChannel", GetRowHSLCopyChannelDict, Make<CRowOpDefRowHSLCopyChannel>(keHSLSaturation)},
-    {"Invert", GetRowInvertDict, Make<CRowOpDefRowInvert>()},
-    {"RGBAdjust", GetRowRGBAdjustDict, [] {
-         const double gain[3] = {0.5, 3, 64}, offset[3] = {-1, 0.2, 1};
-         return std::unique_ptr<CRowOpDef>(new CRowOpDefRowRGBAdjust(gain, offset));
-     }},
-    {"Kodalith", GetRowKodalithDict, Make<CRowOpDefRowKodalith>(uint8_t(90))},
-    {"ReplaceColor", GetRowReplaceColorDict, Make<CRowOpDefRowReplaceColor>(0x00808080u, 0x00FF00FFu, uint8_t(100))},
-    {"Arithmetic", GetRowArithmeticDict, Make<CRowOpDefRowArithmetic>(16.0, -16.0, 16.0, -16.0)},
-    {"MulEqual", GetRowMulEqualDict, Make<CRowOpDefRowMulEqual>()},
-    {"PlusEqual", GetRowPlusEqualDict, Make<CRowOpDefRowPlusEqual>()},
-};
+using qgdi::rowop::KindSamples;
+using qgdi::rowop::SKindSample;
 
 constexpr int kGuard = 32;
 constexpr uint8_t kGuardByte = 0xA5;
@@ -78,17 +35,17 @@ bool GuardsIntact(const Bytes& b) {
     return true;
 }
 
-class Catalogue : public testing::TestWithParam<Kind> {};
+class Catalogue : public testing::TestWithParam<SKindSample> {};
 
 TEST_P(Catalogue, EveryEntryStaysInsideItsRowAndRepeats) {
-    const Kind& kind = GetParam();
-    const std::unique_ptr<CRowOpDef> def = kind.make();
+    const SKindSample& kind = GetParam();
+    const std::unique_ptr<CRowOpDef> def = kind.makeSample();
     std::unique_ptr<CRowOpDef> copy(def->Copy());
     ASSERT_EQ(copy->GetType(), def->GetType());
     std::mt19937 rng(20240611u);
     RGBQUAD palette[256];
     for (auto& q : palette) q = RGBQUAD{uint8_t(rng()), uint8_t(rng()), uint8_t(rng()), 0};
-    for (const SRowOpDictEntry* e = kind.dict(); e->pfnKernel; ++e) {
+    for (const SRowOpDictEntry* e = kind.getDict(); e->pfnKernel; ++e) {
         const auto dstFormat = static_cast<EQPixelFormat>(e->nDstFormat);
         const auto srcFormat = static_cast<EQPixelFormat>(e->nSrcFormat);
         for (bool masked : {false, true}) {
@@ -118,7 +75,7 @@ TEST_P(Catalogue, EveryEntryStaysInsideItsRowAndRepeats) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(AllKinds, Catalogue, testing::ValuesIn(kKinds),
+INSTANTIATE_TEST_SUITE_P(AllKinds, Catalogue, testing::ValuesIn(KindSamples().begin(), KindSamples().end()),
                          [](const auto& info) { return std::string(info.param.name); });
 
 // Properties that hold across the catalogue's formats.

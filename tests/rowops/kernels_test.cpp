@@ -1,7 +1,6 @@
 // Each kind's kernel against a small table worked out by hand.
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <memory>
 #include <string>
 
@@ -19,7 +18,7 @@ const RGBQUAD kPalette[4] = {{1, 2, 3, 0}, {4, 5, 6, 0}, {40, 50, 60, 0}, {10, 2
 
 struct KernelCase {
     const char* name;
-    std::function<std::unique_ptr<CRowOpDef>()> make;
+    std::shared_ptr<const CRowOpDef> def;
     EQPixelFormat dst, src;
     Bytes dstIn, srcIn, mask, expected;
     int count = -1;
@@ -30,119 +29,112 @@ class Kernel : public testing::TestWithParam<KernelCase> {};
 
 TEST_P(Kernel, MatchesHandTable) {
     const KernelCase& c = GetParam();
-    std::unique_ptr<CRowOpDef> def = c.make();
+    const CRowOpDef& def = *c.def;
     Bytes dst = c.dstIn;
-    const CRowOp op = RunOp(*def, c.dst, dst, c.src, c.srcIn.empty() ? nullptr : &c.srcIn,
+    const CRowOp op = RunOp(def, c.dst, dst, c.src, c.srcIn.empty() ? nullptr : &c.srcIn,
                             c.mask.empty() ? nullptr : &c.mask, kPalette, 4, c.count, 0, c.y);
     EXPECT_FALSE(op.IsConverted());
-    EXPECT_FALSE(op.IsNOP() && def->GetType() != keRoNOP);
+    EXPECT_FALSE(op.IsNOP() && def.GetType() != keRoNOP);
     EXPECT_EQ(dst, c.expected);
-}
-
-template <class T, class... Args>
-std::function<std::unique_ptr<CRowOpDef>()> Make(Args... args) {
-    return [=] { return std::unique_ptr<CRowOpDef>(new T(args...)); };
 }
 
 constexpr EQPixelFormat None = keFormatNone, Grey = keFormatGrey, BGR = keFormatBGR, BGRA = keFormatBGRA,
                         BGRxA = keFormatBGRxA, I8 = keFormatIndex8;
 
+constexpr double kAdjustGain[3] = {2, 1, 1}, kAdjustOffset[3] = {0, 0.1, 0};
+
 const KernelCase kCases[] = {
-    {"NOP", Make<CRowOpDefNOP>(), BGRA, None, {1, 2, 3, 4}, {}, {}, {1, 2, 3, 4}},
+    {"NOP", std::make_shared<CRowOpDefNOP>(), BGRA, None, {1, 2, 3, 4}, {}, {}, {1, 2, 3, 4}},
     // grey = (77 R + 151 G + 28 B) >> 8 = 5610 >> 8
-    {"CopyBGRToGrey", Make<CRowOpDefRowCopy>(), Grey, BGR, {0}, {10, 20, 30}, {}, {21}},
-    {"CopyBGRToBGRA", Make<CRowOpDefRowCopy>(), BGRA, BGR, Bytes(4), {10, 20, 30}, {}, {10, 20, 30, 255}},
+    {"CopyBGRToGrey", std::make_shared<CRowOpDefRowCopy>(), Grey, BGR, {0}, {10, 20, 30}, {}, {21}},
+    {"CopyBGRToBGRA", std::make_shared<CRowOpDefRowCopy>(), BGRA, BGR, Bytes(4), {10, 20, 30}, {}, {10, 20, 30, 255}},
     // c x 255 / a: 99.6, 199.2, 255
-    {"CopyUnpremultiplies", Make<CRowOpDefRowCopy>(), BGRA, BGRxA, Bytes(4), {50, 100, 128, 128}, {}, {100, 199, 255, 128}},
+    {"CopyUnpremultiplies", std::make_shared<CRowOpDefRowCopy>(), BGRA, BGRxA, Bytes(4), {50, 100, 128, 128}, {}, {100, 199, 255, 128}},
     // c x a / 255: 50.2, 100.4, 128
-    {"CopyPremultiplies", Make<CRowOpDefRowCopy>(), BGRxA, BGRA, Bytes(4), {100, 200, 255, 128}, {}, {50, 100, 128, 128}},
-    {"CopyMaskWeighs", Make<CRowOpDefRowCopy>(), Grey, Grey, {0, 0, 100}, {255, 255, 200}, {0, 255, 128}, {0, 255, 150}},
-    {"CopyIndexedNibbles", Make<CRowOpDefRowCopyIndexed>(), BGRA, keFormatIndex4, Bytes(8), {0x10}, {},
+    {"CopyPremultiplies", std::make_shared<CRowOpDefRowCopy>(), BGRxA, BGRA, Bytes(4), {100, 200, 255, 128}, {}, {50, 100, 128, 128}},
+    {"CopyMaskWeighs", std::make_shared<CRowOpDefRowCopy>(), Grey, Grey, {0, 0, 100}, {255, 255, 200}, {0, 255, 128}, {0, 255, 150}},
+    {"CopyIndexedNibbles", std::make_shared<CRowOpDefRowCopyIndexed>(), BGRA, keFormatIndex4, Bytes(8), {0x10}, {},
      {4, 5, 6, 255, 1, 2, 3, 255}},
-    {"CopyIndexedUnpack", Make<CRowOpDefRowCopyIndexed>(), I8, keFormatIndex1, Bytes(3), {0xA0}, {}, {1, 0, 1}},
-    {"CopyIndexedKeepsTailBits", Make<CRowOpDefRowCopyIndexed>(), keFormatIndex1, keFormatIndex1, {0x0F}, {0xF0}, {},
+    {"CopyIndexedUnpack", std::make_shared<CRowOpDefRowCopyIndexed>(), I8, keFormatIndex1, Bytes(3), {0xA0}, {}, {1, 0, 1}},
+    {"CopyIndexedKeepsTailBits", std::make_shared<CRowOpDefRowCopyIndexed>(), keFormatIndex1, keFormatIndex1, {0x0F}, {0xF0}, {},
      {0xEF}, 3},
-    {"PalettedSkipsTransparent", Make<CRowOpDefRowCopyPalettedWithTransparencyIndex>(1), BGRA, I8,
+    {"PalettedSkipsTransparent", std::make_shared<CRowOpDefRowCopyPalettedWithTransparencyIndex>(1), BGRA, I8,
      {9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9}, {3, 1, 2}, {}, {10, 20, 30, 255, 9, 9, 9, 9, 40, 50, 60, 255}},
     // 25829 / 257 = 100.50 plus the Bayer thresholds 0.5/64, 32.5/64, 8.5/64, 40.5/64
-    {"DitherRowZero", Make<CRowOpDefRowDither>(), Grey, keFormatGrey_u16, Bytes(4),
+    {"DitherRowZero", std::make_shared<CRowOpDefRowDither>(), Grey, keFormatGrey_u16, Bytes(4),
      {0xE5, 0x64, 0xE5, 0x64, 0xE5, 0x64, 0xE5, 0x64}, {}, {100, 101, 100, 101}},
-    {"FillBGR", Make<CRowOpDefRowFill>(Colour(10, 20, 30)), BGR, None, Bytes(6), {}, {}, {30, 20, 10, 30, 20, 10}},
-    {"FillIndex", Make<CRowOpDefRowFill>(0u, uint8_t(7)), I8, None, Bytes(2), {}, {}, {7, 7}},
+    {"FillBGR", std::make_shared<CRowOpDefRowFill>(Colour(10, 20, 30)), BGR, None, Bytes(6), {}, {}, {30, 20, 10, 30, 20, 10}},
+    {"FillIndex", std::make_shared<CRowOpDefRowFill>(0u, uint8_t(7)), I8, None, Bytes(2), {}, {}, {7, 7}},
     // c a + 255 (255 - a), / 255: 177.2, 127, 227.4
-    {"MatteOnWhite", Make<CRowOpDefRowMatte>(0xFFFFFFu), BGRA, None, {100, 0, 200, 128}, {}, {}, {177, 127, 227, 128}},
-    {"MatteFlattens", Make<CRowOpDefRowMatte>(0u), BGR, BGRA, Bytes(3), {100, 0, 200, 128}, {}, {50, 0, 100}},
+    {"MatteOnWhite", std::make_shared<CRowOpDefRowMatte>(0xFFFFFFu), BGRA, None, {100, 0, 200, 128}, {}, {}, {177, 127, 227, 128}},
+    {"MatteFlattens", std::make_shared<CRowOpDefRowMatte>(0u), BGR, BGRA, Bytes(3), {100, 0, 200, 128}, {}, {50, 0, 100}},
     // (c 255 - 255 (255 - a)) / a: 99.6, 0, 199.2
-    {"DematteFromWhite", Make<CRowOpDefRowDematte>(0xFFFFFFu), BGRA, None, {177, 127, 227, 128}, {}, {},
+    {"DematteFromWhite", std::make_shared<CRowOpDefRowDematte>(0xFFFFFFu), BGRA, None, {177, 127, 227, 128}, {}, {},
      {100, 0, 199, 128}},
-    {"ChannelGetRed", Make<CRowOpDefChannelGet>(keChannelRed), Grey, BGRA, {0}, {1, 2, 3, 4}, {}, {3}},
-    {"ChannelGetGrey", Make<CRowOpDefChannelGet>(keChannelGrey), Grey, BGRA, {0}, {1, 2, 3, 4}, {}, {2}},
-    {"ChannelSetGreen", Make<CRowOpDefChannelSet>(keChannelGreen), BGRA, Grey, {1, 2, 3, 4}, {99}, {}, {1, 99, 3, 4}},
-    {"ChannelSetGreySpreads", Make<CRowOpDefChannelSet>(keChannelGrey), BGRA, Grey, {1, 2, 3, 4}, {99}, {},
+    {"ChannelGetRed", std::make_shared<CRowOpDefChannelGet>(keChannelRed), Grey, BGRA, {0}, {1, 2, 3, 4}, {}, {3}},
+    {"ChannelGetGrey", std::make_shared<CRowOpDefChannelGet>(keChannelGrey), Grey, BGRA, {0}, {1, 2, 3, 4}, {}, {2}},
+    {"ChannelSetGreen", std::make_shared<CRowOpDefChannelSet>(keChannelGreen), BGRA, Grey, {1, 2, 3, 4}, {99}, {}, {1, 99, 3, 4}},
+    {"ChannelSetGreySpreads", std::make_shared<CRowOpDefChannelSet>(keChannelGrey), BGRA, Grey, {1, 2, 3, 4}, {99}, {},
      {99, 99, 99, 4}},
-    {"ChannelSetMissingChannel", Make<CRowOpDefChannelSet>(keChannelBlue), keFormatGreyA, Grey, {7, 8}, {99}, {}, {7, 8}},
-    {"ChannelConstantAlpha", Make<CRowOpDefChannelConstant>(keChannelSetAlpha, 1.0), BGRA, None, {1, 2, 3, 4}, {}, {},
+    {"ChannelSetMissingChannel", std::make_shared<CRowOpDefChannelSet>(keChannelBlue), keFormatGreyA, Grey, {7, 8}, {99}, {}, {7, 8}},
+    {"ChannelConstantAlpha", std::make_shared<CRowOpDefChannelConstant>(keChannelSetAlpha, 1.0), BGRA, None, {1, 2, 3, 4}, {}, {},
      {1, 2, 3, 255}},
-    {"ChannelConstantColour", Make<CRowOpDefChannelConstant>(keChannelSetAllButAlpha, 0.0), BGRA, None, {1, 2, 3, 4}, {},
+    {"ChannelConstantColour", std::make_shared<CRowOpDefChannelConstant>(keChannelSetAllButAlpha, 0.0), BGRA, None, {1, 2, 3, 4}, {},
      {}, {0, 0, 0, 4}},
     // 2 c - 25.5: -5.5, 174.5, 374.5
-    {"ChannelLinear", Make<CRowOpDefChannelLinear>(keChannelSetAllButAlpha, 2.0, -0.1), BGRA, None, {10, 100, 200, 50},
+    {"ChannelLinear", std::make_shared<CRowOpDefChannelLinear>(keChannelSetAllButAlpha, 2.0, -0.1), BGRA, None, {10, 100, 200, 50},
      {}, {}, {0, 175, 255, 50}},
-    {"NoiseOfNothing", Make<CRowOpDefRowNoise>(0.0), BGRA, None, {1, 2, 3, 4}, {}, {}, {1, 2, 3, 4}},
+    {"NoiseOfNothing", std::make_shared<CRowOpDefRowNoise>(0.0), BGRA, None, {1, 2, 3, 4}, {}, {}, {1, 2, 3, 4}},
     // noise vanishes at lattice points, so fractal noise is (0 + 1) / 2 x 255 there
-    {"TurbulenceOnLattice", Make<CRowOpDefRowTurbulence>(1.0, 1.0, 3, 5, true), BGRA, None, Bytes(8), {}, {},
+    {"TurbulenceOnLattice", std::make_shared<CRowOpDefRowTurbulence>(1.0, 1.0, 3, 5, true), BGRA, None, Bytes(8), {}, {},
      {127, 127, 127, 127, 127, 127, 127, 127}},
-    {"TurbulenceOnLatticeIsZero", Make<CRowOpDefRowTurbulence>(1.0, 1.0, 3, 5, false), BGRA, None, Bytes(4, 9), {}, {},
+    {"TurbulenceOnLatticeIsZero", std::make_shared<CRowOpDefRowTurbulence>(1.0, 1.0, 3, 5, false), BGRA, None, Bytes(4, 9), {}, {},
      {0, 0, 0, 0}},
     // s - d + 128; alpha from the original
-    {"HighPass", Make<CRowOpDefHighPass>(), BGRA, BGRA, {100, 100, 100, 10}, {110, 90, 100, 200}, {},
+    {"HighPass", std::make_shared<CRowOpDefHighPass>(), BGRA, BGRA, {100, 100, 100, 10}, {110, 90, 100, 200}, {},
      {138, 118, 128, 200}},
-    {"MaskOverSolidFlat", Make<CRowOpDefRowMaskOverSolid>(Colour(255, 255, 255)), BGR, None, Bytes(3), {}, {128},
+    {"MaskOverSolidFlat", std::make_shared<CRowOpDefRowMaskOverSolid>(Colour(255, 255, 255)), BGR, None, Bytes(3), {}, {128},
      {128, 128, 128}},
-    {"MaskOverSolidOnTransparent", Make<CRowOpDefRowMaskOverSolid>(Colour(255, 0, 0)), BGRA, None, Bytes(4), {}, {128},
+    {"MaskOverSolidOnTransparent", std::make_shared<CRowOpDefRowMaskOverSolid>(Colour(255, 0, 0)), BGRA, None, Bytes(4), {}, {128},
      {0, 0, 255, 128}},
     // A = 128 + 127 = 255; w = 32896 / 65536: blue 128.5, red 127.5, both rounded down
-    {"MaskOverSolidOnOpaque", Make<CRowOpDefRowMaskOverSolid>(Colour(0, 0, 255)), BGRA, None, {0, 0, 255, 255}, {},
+    {"MaskOverSolidOnOpaque", std::make_shared<CRowOpDefRowMaskOverSolid>(Colour(0, 0, 255)), BGRA, None, {0, 0, 255, 255}, {},
      {128}, {128, 0, 127, 255}},
-    {"MaskOverSolidPremultiplied", Make<CRowOpDefRowMaskOverSolid>(Colour(0, 0, 255)), BGRxA, None, {0, 0, 255, 255},
+    {"MaskOverSolidPremultiplied", std::make_shared<CRowOpDefRowMaskOverSolid>(Colour(0, 0, 255)), BGRxA, None, {0, 0, 255, 255},
      {}, {128}, {128, 0, 127, 255}},
-    {"BlendSolid", Make<CRowOpDefRowBlendSolid>(Colour(255, 0, 0), uint8_t(128)), BGRA, None, Bytes(4), {}, {},
+    {"BlendSolid", std::make_shared<CRowOpDefRowBlendSolid>(Colour(255, 0, 0), uint8_t(128)), BGRA, None, Bytes(4), {}, {},
      {0, 0, 128, 128}},
     // keep = 255 - 128: alpha 200 x 127 / 255 = 99.6
-    {"EraseStraight", Make<CRowOpDefRowErase>(), BGRA, None, {10, 20, 30, 200}, {}, {128}, {10, 20, 30, 100}},
-    {"ErasePremultiplied", Make<CRowOpDefRowErase>(), BGRxA, None, {10, 20, 30, 200}, {}, {128}, {5, 10, 15, 100}},
-    {"BlendIndexed", Make<CRowOpDefRowBlendIndexedBGRA>(), BGRA, I8, {0, 0, 0, 0, 7, 7, 7, 7}, {3, 2}, {255, 0},
+    {"EraseStraight", std::make_shared<CRowOpDefRowErase>(), BGRA, None, {10, 20, 30, 200}, {}, {128}, {10, 20, 30, 100}},
+    {"ErasePremultiplied", std::make_shared<CRowOpDefRowErase>(), BGRxA, None, {10, 20, 30, 200}, {}, {128}, {5, 10, 15, 100}},
+    {"BlendIndexed", std::make_shared<CRowOpDefRowBlendIndexedBGRA>(), BGRA, I8, {0, 0, 0, 0, 7, 7, 7, 7}, {3, 2}, {255, 0},
      {10, 20, 30, 255, 7, 7, 7, 7}},
-    {"BlendIndexedAlpha", Make<CRowOpDefRowBlendIndexedBGRA>(), BGRA, keFormatIndex8A, {7, 7, 7, 7}, {3, 0}, {},
+    {"BlendIndexedAlpha", std::make_shared<CRowOpDefRowBlendIndexedBGRA>(), BGRA, keFormatIndex8A, {7, 7, 7, 7}, {3, 0}, {},
      {7, 7, 7, 7}},
-    {"HSLHueTurnsRedGreen", Make<CRowOpDefRowHSLAdjust>(120.0), BGR, None, {0, 0, 255}, {}, {}, {0, 255, 0}},
-    {"HSLDesaturate", Make<CRowOpDefRowHSLAdjust>(0.0, -1.0), BGR, None, {0, 0, 255}, {}, {}, {128, 128, 128}},
-    {"HSLLighten", Make<CRowOpDefRowHSLAdjust>(0.0, 0.0, 1.0), BGRA, None, {0, 0, 255, 9}, {}, {}, {255, 255, 255, 9}},
-    {"HSLCopyHue", Make<CRowOpDefRowHSLCopyChannel>(keHSLHue), BGR, BGR, {0, 0, 255}, {0, 255, 0}, {}, {0, 255, 0}},
-    {"HSLCopyLightness", Make<CRowOpDefRowHSLCopyChannel>(keHSLLightness), BGR, BGR, {0, 0, 255}, {0, 0, 0}, {},
+    {"HSLHueTurnsRedGreen", std::make_shared<CRowOpDefRowHSLAdjust>(120.0), BGR, None, {0, 0, 255}, {}, {}, {0, 255, 0}},
+    {"HSLDesaturate", std::make_shared<CRowOpDefRowHSLAdjust>(0.0, -1.0), BGR, None, {0, 0, 255}, {}, {}, {128, 128, 128}},
+    {"HSLLighten", std::make_shared<CRowOpDefRowHSLAdjust>(0.0, 0.0, 1.0), BGRA, None, {0, 0, 255, 9}, {}, {}, {255, 255, 255, 9}},
+    {"HSLCopyHue", std::make_shared<CRowOpDefRowHSLCopyChannel>(keHSLHue), BGR, BGR, {0, 0, 255}, {0, 255, 0}, {}, {0, 255, 0}},
+    {"HSLCopyLightness", std::make_shared<CRowOpDefRowHSLCopyChannel>(keHSLLightness), BGR, BGR, {0, 0, 255}, {0, 0, 0}, {},
      {0, 0, 0}},
-    {"InvertStraight", Make<CRowOpDefRowInvert>(), BGRA, None, {0, 100, 255, 7}, {}, {}, {255, 155, 0, 7}},
-    {"InvertPremultiplied", Make<CRowOpDefRowInvert>(), BGRxA, None, {10, 20, 30, 40}, {}, {}, {30, 20, 10, 40}},
-    {"KodalithThreshold", Make<CRowOpDefRowKodalith>(uint8_t(128)), Grey, None, {127, 128, 200}, {}, {}, {0, 255, 255}},
+    {"InvertStraight", std::make_shared<CRowOpDefRowInvert>(), BGRA, None, {0, 100, 255, 7}, {}, {}, {255, 155, 0, 7}},
+    {"InvertPremultiplied", std::make_shared<CRowOpDefRowInvert>(), BGRxA, None, {10, 20, 30, 40}, {}, {}, {30, 20, 10, 40}},
+    {"KodalithThreshold", std::make_shared<CRowOpDefRowKodalith>(uint8_t(128)), Grey, None, {127, 128, 200}, {}, {}, {0, 255, 255}},
     // average of the two rows: (s + d) / 2 on every channel
-    {"ArithmeticAverage", Make<CRowOpDefRowArithmetic>(0.0, 0.5, 0.5, 0.0), BGRA, BGRA, {0, 0, 0, 0},
+    {"ArithmeticAverage", std::make_shared<CRowOpDefRowArithmetic>(0.0, 0.5, 0.5, 0.0), BGRA, BGRA, {0, 0, 0, 0},
      {200, 100, 50, 255}, {}, {100, 50, 25, 128}},
-    {"ArithmeticMultiply", Make<CRowOpDefRowArithmetic>(1.0, 0.0, 0.0, 0.0), Grey, Grey, {128, 255}, {255, 77}, {},
+    {"ArithmeticMultiply", std::make_shared<CRowOpDefRowArithmetic>(1.0, 0.0, 0.0, 0.0), Grey, Grey, {128, 255}, {255, 77}, {},
      {128, 77}},
     // colour clamped to the new alpha: k4 = 0.2 gives 51 everywhere, k2 lifts blue
-    {"ArithmeticClampsToAlpha", Make<CRowOpDefRowArithmetic>(0.0, 1.0, 0.0, 0.2), BGRxA, BGRxA, Bytes(4),
+    {"ArithmeticClampsToAlpha", std::make_shared<CRowOpDefRowArithmetic>(0.0, 1.0, 0.0, 0.2), BGRxA, BGRxA, Bytes(4),
      {100, 0, 0, 0}, {}, {51, 51, 51, 51}},
-    {"MulEqual", Make<CRowOpDefRowMulEqual>(), BGRA, BGRA, {255, 128, 0, 200}, {128, 128, 77, 255}, {},
+    {"MulEqual", std::make_shared<CRowOpDefRowMulEqual>(), BGRA, BGRA, {255, 128, 0, 200}, {128, 128, 77, 255}, {},
      {128, 64, 0, 200}},
-    {"PlusEqual", Make<CRowOpDefRowPlusEqual>(), BGRA, BGRA, {200, 10, 0, 255}, {100, 10, 0, 1}, {}, {255, 20, 0, 255}},
-    {"ReplaceWithinTolerance", Make<CRowOpDefRowReplaceColor>(Colour(255, 0, 0), Colour(0, 255, 0), uint8_t(10)), BGRA,
+    {"PlusEqual", std::make_shared<CRowOpDefRowPlusEqual>(), BGRA, BGRA, {200, 10, 0, 255}, {100, 10, 0, 1}, {}, {255, 20, 0, 255}},
+    {"ReplaceWithinTolerance", std::make_shared<CRowOpDefRowReplaceColor>(Colour(255, 0, 0), Colour(0, 255, 0), uint8_t(10)), BGRA,
      None, {5, 0, 250, 77, 20, 0, 250, 77}, {}, {}, {0, 255, 0, 77, 20, 0, 250, 77}},
-    {"RGBAdjust", [] {
-         const double gain[3] = {2, 1, 1}, offset[3] = {0, 0.1, 0};
-         return std::unique_ptr<CRowOpDef>(new CRowOpDefRowRGBAdjust(gain, offset));
-     },
-     BGR, None, {10, 20, 30}, {}, {}, {10, 46, 60}},
-    {"ConvertFindsIndexedCopies", Make<CRowOpDefConvert>(), BGR, I8, Bytes(3), {2}, {}, {40, 50, 60}},
+    {"RGBAdjust", std::make_shared<CRowOpDefRowRGBAdjust>(kAdjustGain, kAdjustOffset), BGR, None, {10, 20, 30}, {}, {}, {10, 46, 60}},
+    {"ConvertFindsIndexedCopies", std::make_shared<CRowOpDefConvert>(), BGR, I8, Bytes(3), {2}, {}, {40, 50, 60}},
 };
 
 INSTANTIATE_TEST_SUITE_P(ByKind, Kernel, testing::ValuesIn(kCases),

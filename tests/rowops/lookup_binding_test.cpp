@@ -2,16 +2,20 @@
 // fallback through intermediate formats.
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <set>
 #include <string>
 #include <utility>
 
 #include "QuorRender/internal/RowOpDict.h"
+#include "QuorRender/internal/RowOpRegistry.h"
 #include "rowops_test_util.h"
 
 namespace {
 
 using namespace rowops_test;
+using qgdi::rowop::KindSamples;
+using qgdi::rowop::SKindSample;
 
 void KernelA(const CRowOpDef&, CRowOpData&) {}
 void KernelB(const CRowOpDef&, CRowOpData&) {}
@@ -88,33 +92,37 @@ TEST(RowOpType, DiagnosticNames) {
     for (const auto& [type, name] : names) EXPECT_STREQ(QGDI_GetRowOpTypeName(type), name) << type;
 }
 
-// Each kind's dictionary: its size, every entry plain and a distinct format pair.
+// Each dictionary: its stated size, every entry plain and a distinct format pair.
 TEST(Catalogue, DictionariesHaveTheirSizesAndNoDuplicates) {
-    const std::pair<const SRowOpDictEntry*, size_t> dicts[] = {
-        {GetRowCopyDict(), 96},           {GetRowCopyIndexedDict(), 15},
-        {GetRowFillDict(), 13},           {GetRowMatteDict(), 13},
-        {GetRowDematteDict(), 13},        {GetChannelGetDict(), 10},
-        {GetChannelSetDict(), 10},        {GetRowNoiseDict(), 9},
-        {GetHighPassDict(), 8},           {GetNOPDict(), 8},
-        {GetRowMaskOverSolidDict(), 7},   {GetRowBlendSolidDict(), 6},
-        {GetChannelConstantDict(), 6},    {GetRowDitherDict(), 5},
-        {GetRowEraseDict(), 5},           {GetRowHSLAdjustDict(), 5},
-        {GetRowInvertDict(), 5},          {GetRowCopyPalettedWithTransparencyIndexDict(), 5},
-        {GetRowArithmeticDict(), 4},      {GetRowMulEqualDict(), 4},
-        {GetRowPlusEqualDict(), 4},       {GetRowReplaceColorDict(), 4},
-        {GetRowRGBAdjustDict(), 4},       {GetRowBlendIndexedBGRADict(), 2},
-        {GetChannelLinearDict(), 2},      {GetRowHSLCopyChannelDict(), 2},
-        {GetRowKodalithDict(), 2},        {GetRowTurbulenceDict(), 1},
-    };
-    for (const auto& [dict, size] : dicts) {
-        EXPECT_EQ(qgdi_rowop::DictSize(dict), size);
+    for (const SKindSample& kind : KindSamples()) {
+        const SRowOpDictEntry* dict = kind.getDict();
+        ASSERT_EQ(qgdi_rowop::DictSize(dict), kind.entries) << kind.name;
         std::set<std::pair<int, int>> pairs;
-        for (size_t i = 0; i < size; ++i) {
-            EXPECT_EQ(dict[i].nVariant, keRoVariantPlain);
+        for (size_t i = 0; i < kind.entries; ++i) {
+            EXPECT_EQ(dict[i].nVariant, keRoVariantPlain) << kind.name;
             EXPECT_TRUE(pairs.insert({dict[i].nDstFormat, dict[i].nSrcFormat}).second)
-                << "duplicate " << dict[i].nDstFormat << " <- " << dict[i].nSrcFormat;
+                << kind.name << ": duplicate " << dict[i].nDstFormat << " <- " << dict[i].nSrcFormat;
         }
     }
+}
+
+// The registry holds each of the 28 dictionaries once, and its sample
+// definitions are of the kind they are filed under, copies included.
+TEST(Catalogue, RegistryListsEveryDictionaryOnceWithItsKind) {
+    std::set<const SRowOpDictEntry* (*)() noexcept> getters;
+    std::set<std::string> names;
+    for (const SKindSample& kind : KindSamples()) {
+        EXPECT_TRUE(getters.insert(kind.getDict).second) << kind.name;
+        EXPECT_TRUE(names.insert(kind.name).second) << kind.name;
+        EXPECT_EQ(qgdi::rowop::FindKindSample(kind.name), &kind);
+        const std::unique_ptr<CRowOpDef> def = kind.makeSample();
+        ASSERT_TRUE(def) << kind.name;
+        EXPECT_EQ(def->GetType(), kind.type) << kind.name;
+        EXPECT_STRNE(def->GetTypeName(), "Unknown") << kind.name;
+        EXPECT_EQ(std::unique_ptr<CRowOpDef>(def->Copy())->GetType(), kind.type) << kind.name;
+    }
+    EXPECT_EQ(getters.size(), 28u);
+    EXPECT_EQ(qgdi::rowop::FindKindSample("Unknown"), nullptr);
 }
 
 // The plain copies join every format to 8-bit BGR and BGRA both ways, which

@@ -72,15 +72,10 @@ RowRule BlendSolidRule(EQPixelFormat f, uint32_t colour, int opacity) {
 
 struct RuleCase {
     const char* name;
-    std::function<std::unique_ptr<CRowOpDef>()> make;
+    std::shared_ptr<const CRowOpDef> def;
     EQPixelFormat dst, src;
     RowRule rule;
 };
-
-template <class T, class... Args>
-std::function<std::unique_ptr<CRowOpDef>()> Make(Args... args) {
-    return [=] { return std::unique_ptr<CRowOpDef>(new T(args...)); };
-}
 
 // d = d s / 255 on every byte.
 RowRule MulEqualRule(int bytesPerPixel) {
@@ -225,45 +220,45 @@ constexpr EQPixelFormat None = keFormatNone, Grey = keFormatGrey, BGR = keFormat
 // A kind painting a colour at an opacity, beside its rule for the same two values.
 template <class Def>
 RuleCase SolidCase(const char* name, EQPixelFormat f, uint32_t colour, int opacity, RowRule (*rule)(EQPixelFormat, uint32_t, int)) {
-    return {name, Make<Def>(colour, uint8_t(opacity)), f, keFormatNone, rule(f, colour, opacity)};
+    return {name, std::make_shared<Def>(colour, uint8_t(opacity)), f, keFormatNone, rule(f, colour, opacity)};
 }
 
 const RuleCase kCases[] = {
-    {"MatteWhite", Make<CRowOpDefRowMatte>(0xFFFFFFu), BGRA, None, MatteRule(0xFFFFFFu, false)},
-    {"MatteColour", Make<CRowOpDefRowMatte>(0x3080F0u), BGRA, None, MatteRule(0x3080F0u, false)},
-    {"DematteWhite", Make<CRowOpDefRowDematte>(0xFFFFFFu), BGRA, None, MatteRule(0xFFFFFFu, true)},
-    {"DematteColour", Make<CRowOpDefRowDematte>(0x3080F0u), BGRA, None, MatteRule(0x3080F0u, true)},
-    {"DematteFromSource", Make<CRowOpDefRowDematte>(0x10E070u), BGRA, BGRA, MatteRule(0x10E070u, true)},
-    {"MulEqualBGRA", Make<CRowOpDefRowMulEqual>(), BGRA, BGRA, MulEqualRule(4)},
-    {"MulEqualGrey", Make<CRowOpDefRowMulEqual>(), Grey, Grey, MulEqualRule(1)},
-    {"RGBAdjustBGR", [] { return std::unique_ptr<CRowOpDef>(new CRowOpDefRowRGBAdjust(kGain, kOffset)); }, BGR, None,
+    {"MatteWhite", std::make_shared<CRowOpDefRowMatte>(0xFFFFFFu), BGRA, None, MatteRule(0xFFFFFFu, false)},
+    {"MatteColour", std::make_shared<CRowOpDefRowMatte>(0x3080F0u), BGRA, None, MatteRule(0x3080F0u, false)},
+    {"DematteWhite", std::make_shared<CRowOpDefRowDematte>(0xFFFFFFu), BGRA, None, MatteRule(0xFFFFFFu, true)},
+    {"DematteColour", std::make_shared<CRowOpDefRowDematte>(0x3080F0u), BGRA, None, MatteRule(0x3080F0u, true)},
+    {"DematteFromSource", std::make_shared<CRowOpDefRowDematte>(0x10E070u), BGRA, BGRA, MatteRule(0x10E070u, true)},
+    {"MulEqualBGRA", std::make_shared<CRowOpDefRowMulEqual>(), BGRA, BGRA, MulEqualRule(4)},
+    {"MulEqualGrey", std::make_shared<CRowOpDefRowMulEqual>(), Grey, Grey, MulEqualRule(1)},
+    {"RGBAdjustBGR", std::make_shared<CRowOpDefRowRGBAdjust>(kGain, kOffset), BGR, None,
      RGBAdjustRule(3, kGain, kOffset)},
-    {"RGBAdjustBGRA", [] { return std::unique_ptr<CRowOpDef>(new CRowOpDefRowRGBAdjust(kGain, kOffset)); }, BGRA, None,
+    {"RGBAdjustBGRA", std::make_shared<CRowOpDefRowRGBAdjust>(kGain, kOffset), BGRA, None,
      RGBAdjustRule(4, kGain, kOffset)},
-    {"KodalithGrey", Make<CRowOpDefRowKodalith>(uint8_t(128)), Grey, None, KodalithRule(true, 128)},
-    {"KodalithBGRA", Make<CRowOpDefRowKodalith>(uint8_t(90)), BGRA, None, KodalithRule(false, 90)},
+    {"KodalithGrey", std::make_shared<CRowOpDefRowKodalith>(uint8_t(128)), Grey, None, KodalithRule(true, 128)},
+    {"KodalithBGRA", std::make_shared<CRowOpDefRowKodalith>(uint8_t(90)), BGRA, None, KodalithRule(false, 90)},
     // the colours lie where the random rows are dense (0 and 255) so that both outcomes show
-    {"ReplaceColorGrey", Make<CRowOpDefRowReplaceColor>(0x000000u, 0x2040C0u, uint8_t(60)), Grey, None,
+    {"ReplaceColorGrey", std::make_shared<CRowOpDefRowReplaceColor>(0x000000u, 0x2040C0u, uint8_t(60)), Grey, None,
      ReplaceColorRule(1, 0x000000u, 0x2040C0u, 60)},
-    {"ReplaceColorBGR", Make<CRowOpDefRowReplaceColor>(0xFFFF00u, 0x2040C0u, uint8_t(200)), BGR, None,
+    {"ReplaceColorBGR", std::make_shared<CRowOpDefRowReplaceColor>(0xFFFF00u, 0x2040C0u, uint8_t(200)), BGR, None,
      ReplaceColorRule(3, 0xFFFF00u, 0x2040C0u, 200)},
-    {"ReplaceColorBGRA", Make<CRowOpDefRowReplaceColor>(0x00FFFFu, 0x2040C0u, uint8_t(180)), BGRA, None,
+    {"ReplaceColorBGRA", std::make_shared<CRowOpDefRowReplaceColor>(0x00FFFFu, 0x2040C0u, uint8_t(180)), BGRA, None,
      ReplaceColorRule(4, 0x00FFFFu, 0x2040C0u, 180)},
-    {"ArithmeticBGRA", Make<CRowOpDefRowArithmetic>(0.5, 0.25, 0.25, 0.0), BGRA, BGRA, ArithmeticRule(4, false, 0.5, 0.25, 0.25, 0.0)},
-    {"ArithmeticBGRxA", Make<CRowOpDefRowArithmetic>(-1.5, 2.0, 0.7, 0.1), BGRxA, BGRxA, ArithmeticRule(4, true, -1.5, 2.0, 0.7, 0.1)},
-    {"ArithmeticGrey", Make<CRowOpDefRowArithmetic>(16.0, -16.0, 3.0, -0.2), Grey, Grey, ArithmeticRule(1, false, 16.0, -16.0, 3.0, -0.2)},
-    {"HighPassGrey", Make<CRowOpDefHighPass>(), Grey, Grey, HighPassRule(1)},
-    {"HighPassGreyA", Make<CRowOpDefHighPass>(), keFormatGreyA, keFormatGreyA, HighPassRule(2)},
-    {"HighPassBGR", Make<CRowOpDefHighPass>(), BGR, BGR, HighPassRule(3)},
-    {"HighPassBGRA", Make<CRowOpDefHighPass>(), BGRA, BGRA, HighPassRule(4)},
+    {"ArithmeticBGRA", std::make_shared<CRowOpDefRowArithmetic>(0.5, 0.25, 0.25, 0.0), BGRA, BGRA, ArithmeticRule(4, false, 0.5, 0.25, 0.25, 0.0)},
+    {"ArithmeticBGRxA", std::make_shared<CRowOpDefRowArithmetic>(-1.5, 2.0, 0.7, 0.1), BGRxA, BGRxA, ArithmeticRule(4, true, -1.5, 2.0, 0.7, 0.1)},
+    {"ArithmeticGrey", std::make_shared<CRowOpDefRowArithmetic>(16.0, -16.0, 3.0, -0.2), Grey, Grey, ArithmeticRule(1, false, 16.0, -16.0, 3.0, -0.2)},
+    {"HighPassGrey", std::make_shared<CRowOpDefHighPass>(), Grey, Grey, HighPassRule(1)},
+    {"HighPassGreyA", std::make_shared<CRowOpDefHighPass>(), keFormatGreyA, keFormatGreyA, HighPassRule(2)},
+    {"HighPassBGR", std::make_shared<CRowOpDefHighPass>(), BGR, BGR, HighPassRule(3)},
+    {"HighPassBGRA", std::make_shared<CRowOpDefHighPass>(), BGRA, BGRA, HighPassRule(4)},
     SolidCase<CRowOpDefRowMaskOverSolid>("MaskOverSolidGrey", Grey, 0xC02040C0u, 200, MaskOverSolidRule),
     SolidCase<CRowOpDefRowMaskOverSolid>("MaskOverSolidGreyA", keFormatGreyA, 0xFF2040C0u, 255, MaskOverSolidRule),
     SolidCase<CRowOpDefRowMaskOverSolid>("MaskOverSolidBGR", BGR, 0x80F04010u, 255, MaskOverSolidRule),
     SolidCase<CRowOpDefRowMaskOverSolid>("MaskOverSolidBGRA", BGRA, 0xFF2040C0u, 255, MaskOverSolidRule),
     SolidCase<CRowOpDefRowMaskOverSolid>("MaskOverSolidBGRATranslucent", BGRA, 0x602040C0u, 150, MaskOverSolidRule),
     SolidCase<CRowOpDefRowMaskOverSolid>("MaskOverSolidBGRxA", BGRxA, 0xA02040C0u, 230, MaskOverSolidRule),
-    {"BlendIndexed", Make<CRowOpDefRowBlendIndexedBGRA>(uint8_t(255)), BGRA, keFormatIndex8, BlendIndexedRule(false, 255)},
-    {"BlendIndexedAlpha", Make<CRowOpDefRowBlendIndexedBGRA>(uint8_t(140)), BGRA, keFormatIndex8A, BlendIndexedRule(true, 140)},
+    {"BlendIndexed", std::make_shared<CRowOpDefRowBlendIndexedBGRA>(uint8_t(255)), BGRA, keFormatIndex8, BlendIndexedRule(false, 255)},
+    {"BlendIndexedAlpha", std::make_shared<CRowOpDefRowBlendIndexedBGRA>(uint8_t(140)), BGRA, keFormatIndex8A, BlendIndexedRule(true, 140)},
     SolidCase<CRowOpDefRowBlendSolid>("BlendSolidGrey", Grey, 0xFF2040C0u, 100, BlendSolidRule),
     SolidCase<CRowOpDefRowBlendSolid>("BlendSolidBGR", BGR, 0xFF2040C0u, 255, BlendSolidRule),
     SolidCase<CRowOpDefRowBlendSolid>("BlendSolidBGRA", BGRA, 0x802040C0u, 77, BlendSolidRule),
@@ -274,7 +269,7 @@ class ReferenceRule : public testing::TestWithParam<std::tuple<RuleCase, bool>> 
 
 TEST_P(ReferenceRule, MatchesPlainRule) {
     const auto& [c, masked] = GetParam();
-    const std::unique_ptr<CRowOpDef> def = c.make();
+    const CRowOpDef& def = *c.def;
     std::mt19937 rng(0x5eed + static_cast<unsigned>(c.dst) * 31 + masked);
     // Several lengths so that vector bodies, remainders and the 64-pixel mask blocks all show.
     for (int n : {1, 7, 64, 67, 300}) {
@@ -285,7 +280,7 @@ TEST_P(ReferenceRule, MatchesPlainRule) {
         Bytes expected = original;
         c.rule(expected.data(), src.empty() ? nullptr : src.data(), masked ? mask.data() : nullptr, n);
         Bytes got = original;
-        const CRowOp op = RunOp(*def, c.dst, got, c.src, src.empty() ? nullptr : &src, masked ? &mask : nullptr,
+        const CRowOp op = RunOp(def, c.dst, got, c.src, src.empty() ? nullptr : &src, masked ? &mask : nullptr,
                                 Palette().data(), 256);
         ASSERT_FALSE(op.IsConverted());
         ASSERT_EQ(got, expected) << "n = " << n;
