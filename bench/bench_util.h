@@ -1,0 +1,70 @@
+#pragma once
+// What every benchmark program shares: the machine's cache sizes and the
+// working-set sizes derived from them, the quick mode for smoke runs, the
+// context printed with the figures, and a console reporter that ends with a
+// table of our rates against each peer's.
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+#include <cstddef>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace qgdi::bench {
+
+struct SCacheSizes {
+    std::size_t l1 = 32 << 10;  // data cache of one core
+    std::size_t l2 = 1 << 20;
+    std::size_t l3 = 0;         // the whole last-level cache, 0 when there is none
+};
+
+// Read once from /sys/devices/system/cpu/cpu0/cache (sysconf as a fallback).
+const SCacheSizes& CacheSizes();
+
+// One working-set size per level of the memory hierarchy: data that lives in
+// L1, in L2, in L3, and data that must come from memory.
+struct STier {
+    const char* name;
+    std::size_t bytes;
+};
+const std::vector<STier>& Tiers();
+
+// QGDI_BENCH_QUICK set (and not "0"): small working sets, one short
+// repetition, for smoke runs that only check that everything runs.
+bool QuickMode();
+// Repetitions and minimum time per repetition for the mode (QGDI_BENCH_MIN_TIME overrides the latter).
+int Repetitions();
+double MinTime();
+
+// Processor, compiler, flags, caches and tiers into the benchmark context;
+// peers add their versions with AddPeerVersion.
+void AddMachineContext();
+void AddPeerVersion(const char* peer, const std::string& version);
+
+// Wall-clock seconds.
+inline double Now() {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+// Median of a few samples (the vector is reordered).
+double Median(std::vector<double>& samples);
+
+// Console output as usual, then for every benchmark named ".../ours" with a
+// sibling ".../<peer>" a line: ours, peer, ours / peer, from the medians of
+// the "Mpix/s" counter.
+class CRatioReporter : public benchmark::ConsoleReporter {
+public:
+    explicit CRatioReporter(bool colour) : ConsoleReporter(colour ? OO_ColorTabular : OO_Tabular) {}
+    void ReportRuns(const std::vector<Run>& runs) override;
+    void Finalize() override;
+
+private:
+    std::map<std::string, double> m_rates;
+};
+
+// Registers the benchmark programs' common settings on `b`: manual (wall
+// clock) time, repetitions reported as aggregates, minimum time.
+benchmark::internal::Benchmark* Configure(benchmark::internal::Benchmark* b);
+
+}  // namespace qgdi::bench
