@@ -1,6 +1,6 @@
 // Row operations the way pixman's low-level benchmark measures blitters:
 // every kind of the catalogue (its BGRA pair; its first 16-bit and first
-// float pairs in L2 and memory only) on working sets that live in L1, L2, L3
+// float pairs in L2 and memory on one thread only) on working sets that live in L1, L2, L3
 // and memory, with an odd width and rows that start one pixel past a
 // cache-line boundary, and on short spans of 1 to 32 pixels at random places. The cost of an empty call (the
 // no-op kernel through the same loop) is measured first and subtracted from
@@ -297,7 +297,7 @@ std::vector<std::pair<EQPixelFormat, EQPixelFormat>> Pairs(const SRowOpDictEntry
 }
 
 // Every tier, then short spans; the tiers beyond L2 also on every core.
-// `all` false: only L2 and memory, for a kind's further format pairs.
+// `all` false: only L2 and memory on one thread, for a kind's further pairs.
 template <class Register>
 void ForEachGeometry(Register reg, bool all = true) {
     const int cores = omp_get_num_procs();
@@ -305,7 +305,7 @@ void ForEachGeometry(Register reg, bool all = true) {
     for (size_t i = 0; i < Tiers().size(); ++i) {
         if (!all && i != 1 && i != last) continue;
         reg(Tiers()[i], false, 1);
-        if (cores > 1 && i >= 2) reg(Tiers()[i], false, cores);
+        if (all && cores > 1 && i >= 2) reg(Tiers()[i], false, cores);
     }
     // Spans land anywhere in an image of the L2 tier's size.
     if (all) reg(Tiers()[1], true, 1);
