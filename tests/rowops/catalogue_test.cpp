@@ -8,7 +8,6 @@
 #include <memory>
 #include <string>
 
-#include "QuorRender/internal/RowOpRegistry.h"
 #include "rowops_test_util.h"
 
 namespace {

@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "QuorRender/internal/RowOpDict.h"
-#include "QuorRender/internal/RowOpRegistry.h"
 #include "rowops_test_util.h"
 
 namespace {

@@ -293,3 +293,86 @@ INSTANTIATE_TEST_SUITE_P(FastKernels, ReferenceRule, testing::Combine(testing::V
                          });
 
 }  // namespace
+
+// Every kernel of the catalogue against itself on a whole row: cut into the
+// short spans a rasteriser hands over (each told its own position), the row
+// must come out the same, and on integer formats full coverage must equal no
+// coverage. Kernels
+// that work a word or a vector at a time, or that depend on the position,
+// show their tail and offset mistakes here.
+namespace {
+
+using namespace rowops_test;
+using qgdi::rowop::KindSamples;
+using qgdi::rowop::SKindSample;
+
+class WholeRow : public testing::TestWithParam<SKindSample> {};
+
+// Index of the first byte that differs, -1 when none does.
+long FirstDifference(const Bytes& a, const Bytes& b) {
+    const auto m = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
+    return m.first == a.end() && m.second == b.end() ? -1 : long(m.first - a.begin());
+}
+
+// Runs `kernel` on pixels [from, to) of the rows, told where they lie.
+void RunPiece(QRowOpFn kernel, const CRowOpDef& def, EQPixelFormat dstFormat, Bytes& dst, EQPixelFormat srcFormat,
+              const Bytes& src, const uint8_t* mask, int from, int to) {
+    const auto at = [](EQPixelFormat f, int x) { return size_t(x) * CQPixelFormat(f).GetBitsPerPixel() / 8; };
+    CRowOpData data;
+    data.eDstFormat = dstFormat;
+    data.eSrcFormat = srcFormat;
+    data.nCount = to - from;
+    data.pDst = dst.data() + at(dstFormat, from);
+    data.pSrc = src.empty() ? nullptr : src.data() + at(srcFormat, from);
+    data.pMask = mask ? mask + from : nullptr;
+    data.pDstPalette = data.pSrcPalette = Palette().data();
+    data.nDstPaletteCount = data.nSrcPaletteCount = 256;
+    data.x = 40 + from;
+    data.y = 5;
+    data.nImageWidth = 400;
+    data.nImageHeight = 10;
+    kernel(def, data);
+}
+
+TEST_P(WholeRow, SpansAndFullCoverageAgreeWithIt) {
+    const SKindSample& kind = GetParam();
+    const std::unique_ptr<CRowOpDef> def = kind.makeSample();
+    std::mt19937 rng(0xC0FFEEu + static_cast<unsigned>(kind.type));
+    for (const SRowOpDictEntry* e = kind.getDict(); e->pfnKernel; ++e) {
+        const auto dstFormat = static_cast<EQPixelFormat>(e->nDstFormat);
+        const auto srcFormat = static_cast<EQPixelFormat>(e->nSrcFormat);
+        // Packed index rows can only be cut at whole bytes.
+        const int bits = std::min(CQPixelFormat(dstFormat).GetBitsPerPixel(),
+                                  srcFormat == keFormatNone ? 8 : CQPixelFormat(srcFormat).GetBitsPerPixel());
+        const int step = std::max(8 / bits, 1);
+        constexpr int n = 200;
+        Bytes original = RandomBytes(rng, RowBytes(dstFormat, n));
+        Bytes src = srcFormat == keFormatNone ? Bytes() : RandomBytes(rng, RowBytes(srcFormat, n));
+        if (CQPixelFormat(dstFormat).IsFloat()) RandomizeFloats(rng, original);
+        if (srcFormat != keFormatNone && CQPixelFormat(srcFormat).IsFloat()) RandomizeFloats(rng, src);
+        const Bytes mask = RandomBytes(rng, n), full(n, 255);
+        const auto where = [&] { return kind.name + std::string(" ") + std::to_string(dstFormat) + " <- " + std::to_string(srcFormat); };
+
+        for (const uint8_t* m : {static_cast<const uint8_t*>(nullptr), mask.data()}) {
+            Bytes whole = original, pieces = original;
+            RunPiece(e->pfnKernel, *def, dstFormat, whole, srcFormat, src, m, 0, n);
+            for (int from = 0; from < n;) {
+                const int to = std::min(n, from + std::uniform_int_distribution<int>(1, 32)(rng) * step);
+                RunPiece(e->pfnKernel, *def, dstFormat, pieces, srcFormat, src, m, from, to);
+                from = to;
+            }
+            EXPECT_EQ(FirstDifference(pieces, whole), -1) << where() << (m ? " masked" : "") << ": spans";
+        }
+        // d + (r - d) x 1 need not give r back in floating point.
+        if (CQPixelFormat(dstFormat).IsFloat()) continue;
+        Bytes unmasked = original, covered = original;
+        RunPiece(e->pfnKernel, *def, dstFormat, unmasked, srcFormat, src, nullptr, 0, n);
+        RunPiece(e->pfnKernel, *def, dstFormat, covered, srcFormat, src, full.data(), 0, n);
+        EXPECT_EQ(FirstDifference(covered, unmasked), -1) << where() << ": full coverage";
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Catalogue, WholeRow, testing::ValuesIn(KindSamples().begin(), KindSamples().end()),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+}  // namespace

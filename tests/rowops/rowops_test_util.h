@@ -2,10 +2,17 @@
 // Helpers shared by the row-operation tests: building a row record and
 // running a definition on it the way an operation would.
 #include <cstdint>
+#include <ostream>
 #include <random>
 #include <vector>
 
+#include "QuorRender/internal/RowOpRegistry.h"
 #include "qgdi.h"
+
+// Test parameters drawn from the kind registry print as the kind's name.
+namespace qgdi::rowop {
+inline void PrintTo(const SKindSample& kind, std::ostream* os) { *os << kind.name; }
+}  // namespace qgdi::rowop
 
 namespace rowops_test {
 
