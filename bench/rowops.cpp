@@ -300,7 +300,7 @@ std::vector<std::pair<EQPixelFormat, EQPixelFormat>> Pairs(const SRowOpDictEntry
 // `all` false: only L2 and memory on one thread, for a kind's further pairs.
 template <class Register>
 void ForEachGeometry(Register reg, bool all = true) {
-    const int cores = omp_get_num_procs();
+    const int cores = omp_get_max_threads();
     const size_t last = Tiers().size() - 1;
     for (size_t i = 0; i < Tiers().size(); ++i) {
         if (!all && i != 1 && i != last) continue;
@@ -463,7 +463,7 @@ void RegisterPixman() {
 int main(int argc, char** argv) {
     if (QGDI_SystemStartup().IsError()) return 1;
     AddMachineContext();
-    benchmark::AddCustomContext("threads", std::to_string(omp_get_num_procs()));
+    benchmark::AddCustomContext("threads", std::to_string(omp_get_max_threads()));
 #ifdef QGDI_HAVE_PIXMAN
     RegisterPixman();
 #endif
