@@ -1,8 +1,12 @@
 // Presentation of an iterator's pixels in another format or one channel
 // alone, and the converted rows that serve it.
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <new>
+#include <thread>
+#include <utility>
 
 #include "qdibcore/Source/DibIterator.h"
 #include "qdibcore/Source/PixelFormatTraits.h"
@@ -11,6 +15,9 @@
 
 namespace {
 using namespace qgdi_convert;
+using qgdi::iter::CRowBufferCache;
+using qgdi::iter::SConvertedRow;
+using qgdi::iter::SRowBuffer;
 
 bool IsStorableFormat(EQPixelFormat format) noexcept { return format >= keFormatIndex1 && format <= keFormatLast; }
 bool IsValidMode(EImageModifyMode mode) noexcept {
@@ -96,24 +103,74 @@ SChannelStep ChannelStepFor(EQPixelFormat format, EQChannelSet channels) {
     return SingleChannelMovers<float>(pixelChannels, index, keFormatGrey_f32);
 }
 
-void FreeBuffer(uint8_t* p) noexcept { std::free(p); }
-
-// Converted-row buffers are cache-line aligned and rounded up so that a
-// buffer serves later, slightly longer spans too.
-uint8_t* AllocBuffer(size_t bytes, uint32_t& capacity) noexcept {
-    const size_t rounded = (bytes + 63) & ~size_t(63);
-    auto* p = static_cast<uint8_t*>(std::aligned_alloc(64, rounded ? rounded : 64));
-    capacity = p ? static_cast<uint32_t>(rounded) : 0;
-    return p;
-}
+// With two steps a row's buffer carries the target pixels between them
+// after the presented span, so every user of a row has its own and the
+// write-back needs no memory of its own.
+size_t ScratchStart(size_t bytes) noexcept { return (bytes + 63) & ~size_t(63); }
 
 }  // namespace
 
+// ---- Per-thread buffers --------------------------------------------------------
+
+namespace qgdi::iter {
+
+void CRowBufferCache::Free(SRowBuffer buffer) noexcept { std::free(buffer.data); }
+
+CRowBufferCache::SSlot& CRowBufferCache::Mine() noexcept {
+    static std::atomic<unsigned> drawn{0};
+    thread_local const unsigned mine = drawn.fetch_add(1, std::memory_order_relaxed);
+    return m_slots[mine % kSlots];
+}
+
+SRowBuffer CRowBufferCache::Take(size_t bytes) noexcept {
+    SSlot& slot = Mine();
+    {
+        std::lock_guard guard(slot.lock);
+        SRowBuffer* best = nullptr;
+        for (SRowBuffer& b : slot.kept)
+            if (b.data && b.capacity >= bytes && (!best || b.capacity < best->capacity)) best = &b;
+        if (best) return std::exchange(*best, SRowBuffer{});
+    }
+    // Whole cache lines, so that a buffer also serves slightly longer spans later.
+    const size_t rounded = std::max<size_t>((bytes + 63) & ~size_t(63), 64);
+    if (rounded > UINT32_MAX) return {};
+    SRowBuffer b;
+    b.data = static_cast<uint8_t*>(std::aligned_alloc(64, rounded));
+    b.capacity = b.data ? static_cast<uint32_t>(rounded) : 0;
+    return b;
+}
+
+void CRowBufferCache::Give(SRowBuffer buffer) noexcept {
+    if (!buffer.data) return;
+    SSlot& slot = Mine();
+    {
+        std::lock_guard guard(slot.lock);
+        SRowBuffer* smallest = &slot.kept[0];
+        for (SRowBuffer& b : slot.kept) {
+            if (!b.data) {
+                b = buffer;
+                return;
+            }
+            if (b.capacity < smallest->capacity) smallest = &b;
+        }
+        if (smallest->capacity < buffer.capacity) std::swap(*smallest, buffer);
+    }
+    Free(buffer);
+}
+
+void CRowBufferCache::Clear() noexcept {
+    for (SSlot& slot : m_slots)
+        for (SRowBuffer& b : slot.kept) Free(std::exchange(b, SRowBuffer{}));
+}
+
+}  // namespace qgdi::iter
+
 void SQPresentation::FreeTable() noexcept {
-    for (SQConvertedRow& e : table) FreeBuffer(e.buffer);
-    table.clear();
-    table.shrink_to_fit();
-    held = 0;
+    for (size_t y = 0; y < rows; ++y) std::free(table[y].buffer);
+    table.reset();
+    rows = 0;
+    buffers.reset();
+    held.store(0, std::memory_order_relaxed);
 }
 
 CErrorAutoThrow CRowIteratorBands::RebuildPresentation() const {
@@ -137,9 +194,11 @@ CErrorAutoThrow CRowIteratorBands::RebuildPresentation() const {
     p.FreeTable();
     p.converting = false;
     if (converting) {
-        try {
-            p.table.resize(size_t(s.Height()) + 1);
-        } catch (const std::bad_alloc&) {
+        p.rows = size_t(s.Height());
+        p.table.reset(new (std::nothrow) SConvertedRow[p.rows]);
+        p.buffers.reset(new (std::nothrow) CRowBufferCache);
+        if (!p.table || !p.buffers) {
+            p.FreeTable();
             return QERR(keQuorErrOutOfMemory);
         }
         p.converting = true;
@@ -228,6 +287,11 @@ CErrorAutoThrow CRowIteratorBands::OverridePixelFormat(EQPixelFormat format) {
 }
 
 // ---- Converted rows ----------------------------------------------------------
+//
+// Any number of threads may take and release converted rows at once. A row's
+// entry is claimed under its own lock, converted outside it, then published;
+// a second user of the same span waits for the conversion, a user of another
+// span is refused at once. Buffers come from the calling thread's slot.
 
 CErrorAutoThrow CRowIteratorBands::GetConvertedRow(const uint8_t*& row, int y, int x, int count, int* pixelOffset,
                                                    bool modifiable) const {
@@ -237,59 +301,74 @@ CErrorAutoThrow CRowIteratorBands::GetConvertedRow(const uint8_t*& row, int y, i
     const size_t offset = firstBit / 8;
     const size_t bytes = QGDI_SpanBytes(GetBPP(p.format), count, 0);
     if (offset > UINT32_MAX || bytes > UINT32_MAX) return QERR(keQuorErrFailed);
-    SQConvertedRow& e = p.table[size_t(y)];
-    if (e.refs) {
-        // A row is shared only by users of the same span.
-        if (e.offset != offset || e.bytes != bytes || e.x != x || e.count != count) return QERR(keQuorErrFailed);
-        ++e.refs;
-        e.writable |= modifiable;
-        row = e.buffer;
-        if (pixelOffset) *pixelOffset = 0;
-        QGDI_IteratorStats().LogIteratorGetRowEx(QMM_HERE);
-        return CErrorAutoThrow();
+    SConvertedRow& e = p.table[size_t(y)];
+    for (std::unique_lock lock(e.lock);; lock.lock()) {
+        if (e.phase == SConvertedRow::kePhaseEmpty) {
+            e.phase = SConvertedRow::kePhaseFilling;
+            e.offset = static_cast<uint32_t>(offset);
+            e.bytes = static_cast<uint32_t>(bytes);
+            e.x = x;
+            e.count = count;
+            e.refs = 1;
+            e.writable = modifiable;
+            break;
+        }
+        if (e.phase != SConvertedRow::kePhaseDraining) {
+            // A row is shared only by users of the same span.
+            if (e.offset != offset || e.bytes != bytes || e.x != x || e.count != count) {
+                lock.unlock();
+                return QERR(keQuorErrFailed);
+            }
+            if (e.phase == SConvertedRow::kePhaseHeld) {
+                ++e.refs;
+                e.writable |= modifiable;
+                row = e.buffer;
+                lock.unlock();
+                if (pixelOffset) *pixelOffset = 0;
+                QGDI_IteratorStats().LogIteratorGetRowEx(QMM_HERE);
+                return CErrorAutoThrow();
+            }
+        }
+        // Another thread is converting the row or writing it back.
+        lock.unlock();
+        std::this_thread::yield();
     }
-    SQConvertedRow& spare = p.table[size_t(s.Height())];
-    uint8_t* buffer;
-    uint32_t capacity;
-    if (spare.buffer && spare.capacity >= bytes) {
-        buffer = spare.buffer;
-        capacity = spare.capacity;
-        spare = SQConvertedRow{};
-    } else {
-        buffer = AllocBuffer(bytes, capacity);
-        if (!buffer) return QERR(keQuorErrOutOfMemory);
+    p.held.fetch_add(1, std::memory_order_relaxed);
+
+    const bool twoSteps = p.convertRead && p.channelRead;
+    const size_t need = twoSteps ? ScratchStart(bytes) + QGDI_SpanBytes(GetBPP(p.target), count, 0) : bytes;
+    const SRowBuffer buffer = p.buffers->Take(need);
+    if (!buffer.data) {
+        {
+            std::lock_guard guard(e.lock);
+            e.Clear();
+        }
+        p.held.fetch_sub(1, std::memory_order_relaxed);
+        return QERR(keQuorErrOutOfMemory);
     }
     const int nativeOffset = s.nativeBpp < 8 ? static_cast<int>((firstBit % 8) / s.nativeBpp) : 0;
     const uint8_t* native = s.NativeRow(y) + offset;
     SQRowConvertContext ctx = s.Context();
     ctx.srcPixelOffset = nativeOffset;
     if (p.mode == keImageModifyWriteOnly) {
-        std::memset(buffer, 0, bytes);
-    } else if (p.convertRead && p.channelRead) {
-        try {
-            p.scratch.resize(QGDI_SpanBytes(GetBPP(p.target), count, 0));
-        } catch (const std::bad_alloc&) {
-            FreeBuffer(buffer);
-            return QERR(keQuorErrOutOfMemory);
-        }
-        p.convertRead(p.scratch.data(), native, count, ctx);
+        std::memset(buffer.data, 0, bytes);
+    } else if (twoSteps) {
+        uint8_t* scratch = buffer.data + ScratchStart(bytes);
+        p.convertRead(scratch, native, count, ctx);
         ctx.srcPixelOffset = 0;
-        p.channelRead(buffer, p.scratch.data(), count, ctx);
+        p.channelRead(buffer.data, scratch, count, ctx);
     } else if (p.convertRead) {
-        p.convertRead(buffer, native, count, ctx);
+        p.convertRead(buffer.data, native, count, ctx);
     } else {
-        p.channelRead(buffer, native, count, ctx);
+        p.channelRead(buffer.data, native, count, ctx);
     }
-    e.buffer = buffer;
-    e.capacity = capacity;
-    e.offset = static_cast<uint32_t>(offset);
-    e.bytes = static_cast<uint32_t>(bytes);
-    e.x = x;
-    e.count = count;
-    e.refs = 1;
-    e.writable = modifiable;
-    ++p.held;
-    row = buffer;
+    {
+        std::lock_guard guard(e.lock);
+        e.buffer = buffer.data;
+        e.capacity = buffer.capacity;
+        e.phase = SConvertedRow::kePhaseHeld;
+    }
+    row = buffer.data;
     if (pixelOffset) *pixelOffset = 0;
     QGDI_IteratorStats().LogIteratorGetRowEx(QMM_HERE);
     QGDI_IteratorStats().LogIteratorGetRowCopyBytesEx(bytes, QMM_HERE);
@@ -301,65 +380,72 @@ CErrorAutoThrow CRowIteratorBands::ReleaseConvertedRow(int y) const {
     if (!s.storage) return QERR(keQuorErrIteratorState);
     SQPresentation& p = s.pres;
     if (!p.converting || y < 0 || y >= s.Height()) return CErrorAutoThrow();
-    SQConvertedRow& e = p.table[size_t(y)];
-    if (e.refs == 0 || --e.refs > 0) return CErrorAutoThrow();
-    const bool writeBack = e.writable && p.mode != keImageModifyReadOnly &&
+    SConvertedRow& e = p.table[size_t(y)];
+    struct {
+        uint8_t* buffer;
+        uint32_t capacity, offset, bytes;
+        int32_t x, count;
+        bool writable;
+    } taken;
+    {
+        std::lock_guard guard(e.lock);
+        // Releasing a row that is not held (or still being converted for
+        // someone else) does nothing.
+        if (e.phase != SConvertedRow::kePhaseHeld || --e.refs > 0) return CErrorAutoThrow();
+        e.phase = SConvertedRow::kePhaseDraining;
+        taken = {e.buffer, e.capacity, e.offset, e.bytes, e.x, e.count, e.writable};
+    }
+    const bool writeBack = taken.writable && p.mode != keImageModifyReadOnly &&
                            (p.channelRead ? (p.channelWrite && (!p.convertRead || p.convertWrite)) : p.convertWrite != nullptr);
     if (writeBack) {
-        uint8_t* native = s.NativeRow(y) + e.offset;
+        uint8_t* native = s.NativeRow(y) + taken.offset;
         SQRowConvertContext ctx = s.Context();
-        const size_t firstBit = (size_t(s.pixelOffset) + size_t(e.x)) * size_t(s.nativeBpp);
+        const size_t firstBit = (size_t(s.pixelOffset) + size_t(taken.x)) * size_t(s.nativeBpp);
         const int nativeOffset = s.nativeBpp < 8 ? static_cast<int>((firstBit % 8) / s.nativeBpp) : 0;
         if (p.convertRead && p.channelRead) {
             // The other channels come from the current pixels.
-            bool ok = true;
-            try {
-                p.scratch.resize(QGDI_SpanBytes(GetBPP(p.target), e.count, 0));
-            } catch (const std::bad_alloc&) {
-                ok = false;
-            }
-            if (ok) {
-                ctx.srcPixelOffset = nativeOffset;
-                p.convertRead(p.scratch.data(), native, e.count, ctx);
-                ctx.srcPixelOffset = 0;
-                p.channelWrite(p.scratch.data(), e.buffer, e.count, ctx);
-                ctx.dstPixelOffset = nativeOffset;
-                p.convertWrite(native, p.scratch.data(), e.count, ctx);
-            }
+            uint8_t* scratch = taken.buffer + ScratchStart(taken.bytes);
+            ctx.srcPixelOffset = nativeOffset;
+            p.convertRead(scratch, native, taken.count, ctx);
+            ctx.srcPixelOffset = 0;
+            p.channelWrite(scratch, taken.buffer, taken.count, ctx);
+            ctx.dstPixelOffset = nativeOffset;
+            p.convertWrite(native, scratch, taken.count, ctx);
         } else if (p.convertRead) {
             ctx.dstPixelOffset = nativeOffset;
-            p.convertWrite(native, e.buffer, e.count, ctx);
+            p.convertWrite(native, taken.buffer, taken.count, ctx);
         } else {
-            p.channelWrite(native, e.buffer, e.count, ctx);
+            p.channelWrite(native, taken.buffer, taken.count, ctx);
         }
         s.solid.store(false, std::memory_order_relaxed);
-        QGDI_IteratorStats().LogIteratorReleaseRowCopyBytesEx(e.bytes, QMM_HERE);
+        QGDI_IteratorStats().LogIteratorReleaseRowCopyBytesEx(taken.bytes, QMM_HERE);
     }
-    // Keep the larger buffer as the spare, so that a row loop allocates once.
-    SQConvertedRow& spare = p.table[size_t(s.Height())];
-    if (e.capacity > spare.capacity) {
-        FreeBuffer(spare.buffer);
-        spare = SQConvertedRow{};
-        spare.buffer = e.buffer;
-        spare.capacity = e.capacity;
-    } else {
-        FreeBuffer(e.buffer);
+    // The buffer serves this thread's next row, so that a row loop allocates once.
+    p.buffers->Give(SRowBuffer{taken.buffer, taken.capacity});
+    {
+        std::lock_guard guard(e.lock);
+        e.Clear();
     }
-    e = SQConvertedRow{};
-    --p.held;
+    p.held.fetch_sub(1, std::memory_order_relaxed);
     return CErrorAutoThrow();
 }
 
 CErrorAutoThrow CRowIteratorBands::ReleaseAllRows() const {
     SState& s = *m_state;
     if (!s.storage) return QERR(keQuorErrIteratorState);
-    if (s.pres.converting)
-        for (int y = 0; y < s.Height() && s.pres.held > 0; ++y) {
-            SQConvertedRow& e = s.pres.table[size_t(y)];
-            if (e.refs) {
-                e.refs = 1;
-                ReleaseConvertedRow(y).Ignore();
+    SQPresentation& p = s.pres;
+    if (p.converting)
+        for (size_t y = 0; y < p.rows && p.held.load(std::memory_order_relaxed) > 0; ++y) {
+            SConvertedRow& e = p.table[y];
+            bool held = false;
+            {
+                std::lock_guard guard(e.lock);
+                if (e.phase == SConvertedRow::kePhaseHeld) {
+                    e.refs = 1;
+                    held = true;
+                }
             }
+            if (held) ReleaseConvertedRow(static_cast<int>(y)).Ignore();
         }
     QGDI_IteratorStats().LogIteratorReleaseAllRowsEx(QMM_HERE);
     return CErrorAutoThrow();
