@@ -23,6 +23,7 @@ struct SPresentation {
     EQPixelFormat native;
     EQPixelFormat presented;  // None: the native format
     EQChannelSet channels;
+    bool packed = false;  // one packed bitmap (CDibIterator) rather than bands
 };
 
 const SPresentation kPresentations[] = {
@@ -31,6 +32,7 @@ const SPresentation kPresentations[] = {
     {"Grey16asGrey", keFormatGrey_u16, keFormatGrey, keChannelSetAll},
     {"RedOfBGRA", keFormatBGRA, keFormatNone, keChannelSetRed},
     {"AlphaOfBGRAasBGRA16", keFormatBGRA, keFormatBGRA_u16, keChannelSetAlpha},  // both steps
+    {"PackedIndex1asGrey", keFormatIndex1, keFormatGrey, keChannelSetAll, true},
 };
 
 void Present(CRowIterator& it, const SPresentation& p, EImageModifyMode mode = keImageModifyReadWrite) {
@@ -87,7 +89,9 @@ struct SOutcome {
 };
 
 SOutcome RunRows(const SPresentation& p, ERun how) {
-    CRowIterator it;
+    CRowIterator bands;
+    CDibIterator dib;
+    CRowIterator& it = p.packed ? dib : bands;
     itest::MakeRandomImage(it, p.native, 61, 150, 21);
     Present(it, p);
     SOutcome out;
