@@ -117,8 +117,11 @@ namespace qgdi::iter {
 void CRowBufferCache::Free(SRowBuffer buffer) noexcept { std::free(buffer.data); }
 
 CRowBufferCache::SSlot& CRowBufferCache::Mine() noexcept {
+    // Constant-initialised, so that reading it is a plain thread-local load.
     static std::atomic<unsigned> drawn{0};
-    thread_local const unsigned mine = drawn.fetch_add(1, std::memory_order_relaxed);
+    static thread_local unsigned mine = 0;
+    if (mine == 0) [[unlikely]]
+        mine = drawn.fetch_add(1, std::memory_order_relaxed) + 1;
     return m_slots[mine % kSlots];
 }
 
@@ -170,7 +173,12 @@ void SQPresentation::FreeTable() noexcept {
     table.reset();
     rows = 0;
     buffers.reset();
-    held.store(0, std::memory_order_relaxed);
+}
+
+bool SQPresentation::AnyHeld() const noexcept {
+    for (size_t y = 0; y < rows; ++y)
+        if (table[y].Phase() != SConvertedRow::kePhaseEmpty) return true;
+    return false;
 }
 
 CErrorAutoThrow CRowIteratorBands::RebuildPresentation() const {
@@ -209,7 +217,7 @@ CErrorAutoThrow CRowIteratorBands::RebuildPresentation() const {
 CErrorAutoThrow CRowIteratorBands::SetPixelFormat(EQPixelFormat format, EImageModifyMode mode) const {
     SState& s = *m_state;
     if (!s.storage) return QERR(keQuorErrIteratorState);
-    if (!IsValidMode(mode) || s.pres.held) return QERR(keQuorErrFailed);
+    if (!IsValidMode(mode) || s.pres.AnyHeld()) return QERR(keQuorErrFailed);
     if (format == keFormatNone) format = s.native;
     if (!IsStorableFormat(format)) return QERR(keQuorErrFailed);
     if (format != s.native && !FindConverter(s.native, format)) return QERR(keQuorErrFormatNotSupported);
@@ -226,7 +234,7 @@ CErrorAutoThrow CRowIteratorBands::SetPixelFormat(EQPixelFormat format, EImageMo
 CErrorAutoThrow CRowIteratorBands::SetChannelAccess(EQChannelSet channels, EImageModifyMode mode) const {
     SState& s = *m_state;
     if (!s.storage) return QERR(keQuorErrIteratorState);
-    if (!IsValidMode(mode) || s.pres.held) return QERR(keQuorErrFailed);
+    if (!IsValidMode(mode) || s.pres.AnyHeld()) return QERR(keQuorErrFailed);
     if (channels < keChannelSetBlue || channels > keChannelSetSixth) return QERR(keQuorErrFailed);
     const SChannelStep step = ChannelStepFor(s.pres.target, channels);
     if (step.error != keQuorErrSuccess) return QERR(step.error);
@@ -248,7 +256,7 @@ CErrorAutoThrow CRowIteratorBands::SetConversion(EQPixelFormat format, QRowConve
                                                  EImageModifyMode mode) const {
     SState& s = *m_state;
     if (!s.storage) return QERR(keQuorErrIteratorState);
-    if (!read || !IsStorableFormat(format) || !IsValidMode(mode) || s.pres.held) return QERR(keQuorErrFailed);
+    if (!read || !IsStorableFormat(format) || !IsValidMode(mode) || s.pres.AnyHeld()) return QERR(keQuorErrFailed);
     if (ChannelStepFor(format, s.pres.channels).error != keQuorErrSuccess) return QERR(keQuorErrFormatNotSupported);
     QGDI_IteratorStats().LogIteratorPixelFormatChangeEx(QMM_HERE);
     if (s.pres.mode != mode) QGDI_IteratorStats().LogIteratorModeChangeEx(QMM_HERE);
@@ -263,7 +271,7 @@ CErrorAutoThrow CRowIteratorBands::SetConversion(EQPixelFormat format, QRowConve
 CErrorAutoThrow CRowIteratorBands::OverridePixelFormat(EQPixelFormat format) {
     SState& s = *m_state;
     if (!s.storage) return QERR(keQuorErrIteratorState);
-    if (!IsStorableFormat(format) || GetBPP(format) != s.nativeBpp || s.pres.held) return QERR(keQuorErrFailed);
+    if (!IsStorableFormat(format) || GetBPP(format) != s.nativeBpp || s.pres.AnyHeld()) return QERR(keQuorErrFailed);
     if (format == s.native) return CErrorAutoThrow();
     const bool followed = !s.pres.custom && s.pres.target == s.native;
     s.native = format;
@@ -303,23 +311,24 @@ CErrorAutoThrow CRowIteratorBands::GetConvertedRow(const uint8_t*& row, int y, i
     if (offset > UINT32_MAX || bytes > UINT32_MAX) return QERR(keQuorErrFailed);
     SConvertedRow& e = p.table[size_t(y)];
     for (std::unique_lock lock(e.lock);; lock.lock()) {
-        if (e.phase == SConvertedRow::kePhaseEmpty) {
-            e.phase = SConvertedRow::kePhaseFilling;
+        const SConvertedRow::EPhase phase = e.Phase();
+        if (phase == SConvertedRow::kePhaseEmpty) {
             e.offset = static_cast<uint32_t>(offset);
             e.bytes = static_cast<uint32_t>(bytes);
             e.x = x;
             e.count = count;
             e.refs = 1;
             e.writable = modifiable;
+            e.Publish(SConvertedRow::kePhaseFilling);
             break;
         }
-        if (e.phase != SConvertedRow::kePhaseDraining) {
+        if (phase != SConvertedRow::kePhaseDraining) {
             // A row is shared only by users of the same span.
             if (e.offset != offset || e.bytes != bytes || e.x != x || e.count != count) {
                 lock.unlock();
                 return QERR(keQuorErrFailed);
             }
-            if (e.phase == SConvertedRow::kePhaseHeld) {
+            if (phase == SConvertedRow::kePhaseHeld) {
                 ++e.refs;
                 e.writable |= modifiable;
                 row = e.buffer;
@@ -333,17 +342,13 @@ CErrorAutoThrow CRowIteratorBands::GetConvertedRow(const uint8_t*& row, int y, i
         lock.unlock();
         std::this_thread::yield();
     }
-    p.held.fetch_add(1, std::memory_order_relaxed);
 
+    // Filling: this thread alone writes the entry until it publishes.
     const bool twoSteps = p.convertRead && p.channelRead;
     const size_t need = twoSteps ? ScratchStart(bytes) + QGDI_SpanBytes(GetBPP(p.target), count, 0) : bytes;
     const SRowBuffer buffer = p.buffers->Take(need);
     if (!buffer.data) {
-        {
-            std::lock_guard guard(e.lock);
-            e.Clear();
-        }
-        p.held.fetch_sub(1, std::memory_order_relaxed);
+        e.Publish(SConvertedRow::kePhaseEmpty);
         return QERR(keQuorErrOutOfMemory);
     }
     const int nativeOffset = s.nativeBpp < 8 ? static_cast<int>((firstBit % 8) / s.nativeBpp) : 0;
@@ -362,12 +367,9 @@ CErrorAutoThrow CRowIteratorBands::GetConvertedRow(const uint8_t*& row, int y, i
     } else {
         p.channelRead(buffer.data, native, count, ctx);
     }
-    {
-        std::lock_guard guard(e.lock);
-        e.buffer = buffer.data;
-        e.capacity = buffer.capacity;
-        e.phase = SConvertedRow::kePhaseHeld;
-    }
+    e.buffer = buffer.data;
+    e.capacity = buffer.capacity;
+    e.Publish(SConvertedRow::kePhaseHeld);
     row = buffer.data;
     if (pixelOffset) *pixelOffset = 0;
     QGDI_IteratorStats().LogIteratorGetRowEx(QMM_HERE);
@@ -381,52 +383,44 @@ CErrorAutoThrow CRowIteratorBands::ReleaseConvertedRow(int y) const {
     SQPresentation& p = s.pres;
     if (!p.converting || y < 0 || y >= s.Height()) return CErrorAutoThrow();
     SConvertedRow& e = p.table[size_t(y)];
-    struct {
-        uint8_t* buffer;
-        uint32_t capacity, offset, bytes;
-        int32_t x, count;
-        bool writable;
-    } taken;
     {
         std::lock_guard guard(e.lock);
         // Releasing a row that is not held (or still being converted for
         // someone else) does nothing.
-        if (e.phase != SConvertedRow::kePhaseHeld || --e.refs > 0) return CErrorAutoThrow();
-        e.phase = SConvertedRow::kePhaseDraining;
-        taken = {e.buffer, e.capacity, e.offset, e.bytes, e.x, e.count, e.writable};
+        if (e.Phase() != SConvertedRow::kePhaseHeld || --e.refs > 0) return CErrorAutoThrow();
+        e.Publish(SConvertedRow::kePhaseDraining);
     }
-    const bool writeBack = taken.writable && p.mode != keImageModifyReadOnly &&
+    // Draining: this thread alone touches the entry until it publishes.
+    const bool writeBack = e.writable && p.mode != keImageModifyReadOnly &&
                            (p.channelRead ? (p.channelWrite && (!p.convertRead || p.convertWrite)) : p.convertWrite != nullptr);
     if (writeBack) {
-        uint8_t* native = s.NativeRow(y) + taken.offset;
+        uint8_t* native = s.NativeRow(y) + e.offset;
         SQRowConvertContext ctx = s.Context();
-        const size_t firstBit = (size_t(s.pixelOffset) + size_t(taken.x)) * size_t(s.nativeBpp);
+        const size_t firstBit = (size_t(s.pixelOffset) + size_t(e.x)) * size_t(s.nativeBpp);
         const int nativeOffset = s.nativeBpp < 8 ? static_cast<int>((firstBit % 8) / s.nativeBpp) : 0;
         if (p.convertRead && p.channelRead) {
             // The other channels come from the current pixels.
-            uint8_t* scratch = taken.buffer + ScratchStart(taken.bytes);
+            uint8_t* scratch = e.buffer + ScratchStart(e.bytes);
             ctx.srcPixelOffset = nativeOffset;
-            p.convertRead(scratch, native, taken.count, ctx);
+            p.convertRead(scratch, native, e.count, ctx);
             ctx.srcPixelOffset = 0;
-            p.channelWrite(scratch, taken.buffer, taken.count, ctx);
+            p.channelWrite(scratch, e.buffer, e.count, ctx);
             ctx.dstPixelOffset = nativeOffset;
-            p.convertWrite(native, scratch, taken.count, ctx);
+            p.convertWrite(native, scratch, e.count, ctx);
         } else if (p.convertRead) {
             ctx.dstPixelOffset = nativeOffset;
-            p.convertWrite(native, taken.buffer, taken.count, ctx);
+            p.convertWrite(native, e.buffer, e.count, ctx);
         } else {
-            p.channelWrite(native, taken.buffer, taken.count, ctx);
+            p.channelWrite(native, e.buffer, e.count, ctx);
         }
         s.solid.store(false, std::memory_order_relaxed);
-        QGDI_IteratorStats().LogIteratorReleaseRowCopyBytesEx(taken.bytes, QMM_HERE);
+        QGDI_IteratorStats().LogIteratorReleaseRowCopyBytesEx(e.bytes, QMM_HERE);
     }
     // The buffer serves this thread's next row, so that a row loop allocates once.
-    p.buffers->Give(SRowBuffer{taken.buffer, taken.capacity});
-    {
-        std::lock_guard guard(e.lock);
-        e.Clear();
-    }
-    p.held.fetch_sub(1, std::memory_order_relaxed);
+    p.buffers->Give(SRowBuffer{e.buffer, e.capacity});
+    e.buffer = nullptr;
+    e.capacity = 0;
+    e.Publish(SConvertedRow::kePhaseEmpty);
     return CErrorAutoThrow();
 }
 
@@ -435,15 +429,14 @@ CErrorAutoThrow CRowIteratorBands::ReleaseAllRows() const {
     if (!s.storage) return QERR(keQuorErrIteratorState);
     SQPresentation& p = s.pres;
     if (p.converting)
-        for (size_t y = 0; y < p.rows && p.held.load(std::memory_order_relaxed) > 0; ++y) {
+        for (size_t y = 0; y < p.rows; ++y) {
             SConvertedRow& e = p.table[y];
+            if (e.Phase() == SConvertedRow::kePhaseEmpty) continue;
             bool held = false;
             {
                 std::lock_guard guard(e.lock);
-                if (e.phase == SConvertedRow::kePhaseHeld) {
-                    e.refs = 1;
-                    held = true;
-                }
+                held = e.Phase() == SConvertedRow::kePhaseHeld;
+                if (held) e.refs = 1;
             }
             if (held) ReleaseConvertedRow(static_cast<int>(y)).Ignore();
         }

@@ -63,9 +63,11 @@ struct SRowBuffer {
     uint32_t capacity = 0;
 };
 
-// One row's entry in the converted-row table. Its fields change only under
-// its lock; the conversion and the write-back run outside it while the phase
-// keeps other users of the row waiting.
+// One row's entry in the converted-row table. A user claims an empty entry or
+// joins a held one under the entry's lock; the thread that moved the entry to
+// filling or draining is then its only writer, converts or writes back outside
+// the lock and ends the phase with a release store, which is all the common
+// single-user path pays besides one lock.
 struct SConvertedRow {
     enum EPhase : uint8_t {
         kePhaseEmpty,     // not held
@@ -81,17 +83,13 @@ struct SConvertedRow {
     int32_t x = 0;          // first column and count of the span
     int32_t count = 0;
     CTinyLock lock;
-    EPhase phase = kePhaseEmpty;
+    std::atomic<EPhase> phase{kePhaseEmpty};
     bool writable = false;  // taken at least once through the modifiable interface
 
-    // Back to empty; the caller holds the lock.
-    void Clear() noexcept {
-        buffer = nullptr;
-        offset = bytes = capacity = refs = 0;
-        x = count = 0;
-        phase = kePhaseEmpty;
-        writable = false;
-    }
+    EPhase Phase() const noexcept { return phase.load(std::memory_order_acquire); }
+    // Ends a phase this thread owns; everything written before becomes visible
+    // to whoever sees the new phase.
+    void Publish(EPhase next) noexcept { phase.store(next, std::memory_order_release); }
 };
 
 // Buffers each thread keeps between its rows: the spare of the converted-row
@@ -148,13 +146,14 @@ struct SQPresentation {
     std::unique_ptr<qgdi::iter::SConvertedRow[]> table;  // one entry per row
     size_t rows = 0;
     std::unique_ptr<qgdi::iter::CRowBufferCache> buffers;
-    std::atomic<int> held{0};  // entries not empty
 
     SQPresentation() = default;
     SQPresentation(const SQPresentation&) = delete;
     SQPresentation& operator=(const SQPresentation&) = delete;
     ~SQPresentation() { FreeTable(); }
     void FreeTable() noexcept;
+    // True while some converted row is held (or being converted or written back).
+    bool AnyHeld() const noexcept;
 };
 
 struct CRowIteratorBands::SState {
