@@ -66,8 +66,8 @@ struct SRowBuffer {
 // One row's entry in the converted-row table. A user claims an empty entry or
 // joins a held one under the entry's lock; the thread that moved the entry to
 // filling or draining is then its only writer, converts or writes back outside
-// the lock and ends the phase with a release store, which is all the common
-// single-user path pays besides one lock.
+// the lock and ends the phase with a release store: a row used by one thread
+// costs one lock per get and one per release.
 struct SConvertedRow {
     enum EPhase : uint8_t {
         kePhaseEmpty,     // not held
