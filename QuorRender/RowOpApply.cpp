@@ -138,10 +138,12 @@ bool Apply(const CRowOpDef& def, SApplyArgs& a, const RECT* dstRect, const RECT*
     op.Attach(&def, base, keCPURequestBest, true);
     if (op.IsNOP()) return true;
 
-    // Converted rows share one spare buffer per iterator, so only direct rows
-    // may be taken by several threads at once.
-    const bool parallel = height > 1 && !a.dst->IsConverting() && !(a.src && a.src->IsConverting()) &&
-                          !(a.mask && a.mask->IsConverting());
+    // Threads may share a converting iterator, but one converting iterator in
+    // two roles could meet itself on a row with two spans, which rows taken in
+    // order never do.
+    const CRowIterator* dst = a.dst;
+    const bool parallel = height > 1 && !(dst->IsConverting() && (dst == a.src || dst == a.mask)) &&
+                          !(a.src && a.src->IsConverting() && a.src == a.mask);
     std::unique_ptr<CStatusControl> progress;
     if (status) {
         progress = std::make_unique<CStatusControl>(status);

@@ -239,8 +239,6 @@ CErrorAutoThrow CRowIteratorBands::Detach() {
     if (!IsAttached()) return QERR(keQuorErrIteratorState);
     SState& s = *m_state;
     s.pres.FreeTable();
-    s.pres.scratch.clear();
-    s.pres.scratch.shrink_to_fit();
     s.pres.converting = false;
     s.pres.custom = false;
     s.pres.channels = keChannelSetAll;

@@ -9,6 +9,10 @@
 // that bitmap's block. The iterator may present its pixels in another format
 // or one channel alone: rows are then converted into buffers on GetRow and
 // written back on the last ReleaseRow.
+//
+// Any number of threads may take and release rows of one iterator at once,
+// converted or direct; threads sharing a converted row share its buffer.
+// Changes of presentation, palette or attachment are not made during row access.
 #include <atomic>
 #include <cstddef>
 #include <cstdint>

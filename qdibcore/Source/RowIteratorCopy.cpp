@@ -69,7 +69,7 @@ CErrorAutoThrow CRowIteratorBands::Copy(const CRowIteratorBands& source) {
 
 CErrorAutoThrow CRowIteratorBands::OwnCopy() {
     if (!IsAttached()) return QERR(keQuorErrIteratorState);
-    if (m_state->pres.held) return QERR(keQuorErrFailed);
+    if (m_state->pres.AnyHeld()) return QERR(keQuorErrFailed);
     // Read the old pixels through a plain iterator that takes the old state over.
     CRowIteratorBands old;
     old.m_state.swap(m_state);

@@ -16,13 +16,13 @@ const SQSpanFormat kFloatRow{keFormatBGRA_f32, nullptr, 0, 0};
 
 // Runs `op(dstPixels, srcPixels, width)` over every row, both rows seen as
 // straight BGRA floats (src may be null). Rows of `dst` are read, changed and
-// written back in its own format; in parallel when no row is converted.
+// written back in its own format; in parallel unless one iterator is both.
 template <class Op>
 CErrorAutoThrow ForEachFloatRow(CRowIterator& dst, const CRowIterator* src, CStatusControl* status, Op op) {
     if (!dst.IsAttached() || (src && !src->IsAttached())) return QERR(keQuorErrIteratorState);
     if (src && !dst.IsSameSizeAs(*src)) return QERR(keQuorErrFailed);
     const int width = dst.GetWidth(), height = dst.GetHeight();
-    const bool parallel = !status && !dst.IsConverting() && !(src && src->IsConverting()) && src != &dst;
+    const bool parallel = !status && src != &dst;
     CQRowLoopResult result;
     if (status) status->SetProgressRange(uint64_t(height));
 #pragma omp parallel if (parallel && uint64_t(width) * uint64_t(height) > 65536)

@@ -1,8 +1,12 @@
 // Presentation of an iterator's pixels in another format or one channel
 // alone, and the converted rows that serve it.
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <new>
+#include <thread>
+#include <utility>
 
 #include "qdibcore/Source/DibIterator.h"
 #include "qdibcore/Source/PixelFormatTraits.h"
@@ -11,6 +15,9 @@
 
 namespace {
 using namespace qgdi_convert;
+using qgdi::iter::CRowBufferCache;
+using qgdi::iter::SConvertedRow;
+using qgdi::iter::SRowBuffer;
 
 bool IsStorableFormat(EQPixelFormat format) noexcept { return format >= keFormatIndex1 && format <= keFormatLast; }
 bool IsValidMode(EImageModifyMode mode) noexcept {
@@ -96,24 +103,82 @@ SChannelStep ChannelStepFor(EQPixelFormat format, EQChannelSet channels) {
     return SingleChannelMovers<float>(pixelChannels, index, keFormatGrey_f32);
 }
 
-void FreeBuffer(uint8_t* p) noexcept { std::free(p); }
-
-// Converted-row buffers are cache-line aligned and rounded up so that a
-// buffer serves later, slightly longer spans too.
-uint8_t* AllocBuffer(size_t bytes, uint32_t& capacity) noexcept {
-    const size_t rounded = (bytes + 63) & ~size_t(63);
-    auto* p = static_cast<uint8_t*>(std::aligned_alloc(64, rounded ? rounded : 64));
-    capacity = p ? static_cast<uint32_t>(rounded) : 0;
-    return p;
-}
+// With two steps a row's buffer carries the target pixels between them
+// after the presented span, so every user of a row has its own and the
+// write-back needs no memory of its own.
+size_t ScratchStart(size_t bytes) noexcept { return (bytes + 63) & ~size_t(63); }
 
 }  // namespace
 
+// ---- Per-thread buffers --------------------------------------------------------
+
+namespace qgdi::iter {
+
+void CRowBufferCache::Free(SRowBuffer buffer) noexcept { std::free(buffer.data); }
+
+CRowBufferCache::SSlot& CRowBufferCache::Mine() noexcept {
+    // Constant-initialised, so that reading it is a plain thread-local load.
+    static std::atomic<unsigned> drawn{0};
+    static thread_local unsigned mine = 0;
+    if (mine == 0) [[unlikely]]
+        mine = drawn.fetch_add(1, std::memory_order_relaxed) + 1;
+    return m_slots[mine % kSlots];
+}
+
+SRowBuffer CRowBufferCache::Take(size_t bytes) noexcept {
+    SSlot& slot = Mine();
+    {
+        std::lock_guard guard(slot.lock);
+        SRowBuffer* best = nullptr;
+        for (SRowBuffer& b : slot.kept)
+            if (b.data && b.capacity >= bytes && (!best || b.capacity < best->capacity)) best = &b;
+        if (best) return std::exchange(*best, SRowBuffer{});
+    }
+    // Whole cache lines, so that a buffer also serves slightly longer spans later.
+    const size_t rounded = std::max<size_t>((bytes + 63) & ~size_t(63), 64);
+    if (rounded > UINT32_MAX) return {};
+    SRowBuffer b;
+    b.data = static_cast<uint8_t*>(std::aligned_alloc(64, rounded));
+    b.capacity = b.data ? static_cast<uint32_t>(rounded) : 0;
+    return b;
+}
+
+void CRowBufferCache::Give(SRowBuffer buffer) noexcept {
+    if (!buffer.data) return;
+    SSlot& slot = Mine();
+    {
+        std::lock_guard guard(slot.lock);
+        SRowBuffer* smallest = &slot.kept[0];
+        for (SRowBuffer& b : slot.kept) {
+            if (!b.data) {
+                b = buffer;
+                return;
+            }
+            if (b.capacity < smallest->capacity) smallest = &b;
+        }
+        if (smallest->capacity < buffer.capacity) std::swap(*smallest, buffer);
+    }
+    Free(buffer);
+}
+
+void CRowBufferCache::Clear() noexcept {
+    for (SSlot& slot : m_slots)
+        for (SRowBuffer& b : slot.kept) Free(std::exchange(b, SRowBuffer{}));
+}
+
+}  // namespace qgdi::iter
+
 void SQPresentation::FreeTable() noexcept {
-    for (SQConvertedRow& e : table) FreeBuffer(e.buffer);
-    table.clear();
-    table.shrink_to_fit();
-    held = 0;
+    for (size_t y = 0; y < rows; ++y) std::free(table[y].buffer);
+    table.reset();
+    rows = 0;
+    buffers.reset();
+}
+
+bool SQPresentation::AnyHeld() const noexcept {
+    for (size_t y = 0; y < rows; ++y)
+        if (table[y].Phase() != SConvertedRow::kePhaseEmpty) return true;
+    return false;
 }
 
 CErrorAutoThrow CRowIteratorBands::RebuildPresentation() const {
@@ -137,9 +202,11 @@ CErrorAutoThrow CRowIteratorBands::RebuildPresentation() const {
     p.FreeTable();
     p.converting = false;
     if (converting) {
-        try {
-            p.table.resize(size_t(s.Height()) + 1);
-        } catch (const std::bad_alloc&) {
+        p.rows = size_t(s.Height());
+        p.table.reset(new (std::nothrow) SConvertedRow[p.rows]);
+        p.buffers.reset(new (std::nothrow) CRowBufferCache);
+        if (!p.table || !p.buffers) {
+            p.FreeTable();
             return QERR(keQuorErrOutOfMemory);
         }
         p.converting = true;
@@ -150,7 +217,7 @@ CErrorAutoThrow CRowIteratorBands::RebuildPresentation() const {
 CErrorAutoThrow CRowIteratorBands::SetPixelFormat(EQPixelFormat format, EImageModifyMode mode) const {
     SState& s = *m_state;
     if (!s.storage) return QERR(keQuorErrIteratorState);
-    if (!IsValidMode(mode) || s.pres.held) return QERR(keQuorErrFailed);
+    if (!IsValidMode(mode) || s.pres.AnyHeld()) return QERR(keQuorErrFailed);
     if (format == keFormatNone) format = s.native;
     if (!IsStorableFormat(format)) return QERR(keQuorErrFailed);
     if (format != s.native && !FindConverter(s.native, format)) return QERR(keQuorErrFormatNotSupported);
@@ -167,7 +234,7 @@ CErrorAutoThrow CRowIteratorBands::SetPixelFormat(EQPixelFormat format, EImageMo
 CErrorAutoThrow CRowIteratorBands::SetChannelAccess(EQChannelSet channels, EImageModifyMode mode) const {
     SState& s = *m_state;
     if (!s.storage) return QERR(keQuorErrIteratorState);
-    if (!IsValidMode(mode) || s.pres.held) return QERR(keQuorErrFailed);
+    if (!IsValidMode(mode) || s.pres.AnyHeld()) return QERR(keQuorErrFailed);
     if (channels < keChannelSetBlue || channels > keChannelSetSixth) return QERR(keQuorErrFailed);
     const SChannelStep step = ChannelStepFor(s.pres.target, channels);
     if (step.error != keQuorErrSuccess) return QERR(step.error);
@@ -189,7 +256,7 @@ CErrorAutoThrow CRowIteratorBands::SetConversion(EQPixelFormat format, QRowConve
                                                  EImageModifyMode mode) const {
     SState& s = *m_state;
     if (!s.storage) return QERR(keQuorErrIteratorState);
-    if (!read || !IsStorableFormat(format) || !IsValidMode(mode) || s.pres.held) return QERR(keQuorErrFailed);
+    if (!read || !IsStorableFormat(format) || !IsValidMode(mode) || s.pres.AnyHeld()) return QERR(keQuorErrFailed);
     if (ChannelStepFor(format, s.pres.channels).error != keQuorErrSuccess) return QERR(keQuorErrFormatNotSupported);
     QGDI_IteratorStats().LogIteratorPixelFormatChangeEx(QMM_HERE);
     if (s.pres.mode != mode) QGDI_IteratorStats().LogIteratorModeChangeEx(QMM_HERE);
@@ -204,7 +271,7 @@ CErrorAutoThrow CRowIteratorBands::SetConversion(EQPixelFormat format, QRowConve
 CErrorAutoThrow CRowIteratorBands::OverridePixelFormat(EQPixelFormat format) {
     SState& s = *m_state;
     if (!s.storage) return QERR(keQuorErrIteratorState);
-    if (!IsStorableFormat(format) || GetBPP(format) != s.nativeBpp || s.pres.held) return QERR(keQuorErrFailed);
+    if (!IsStorableFormat(format) || GetBPP(format) != s.nativeBpp || s.pres.AnyHeld()) return QERR(keQuorErrFailed);
     if (format == s.native) return CErrorAutoThrow();
     const bool followed = !s.pres.custom && s.pres.target == s.native;
     s.native = format;
@@ -228,6 +295,11 @@ CErrorAutoThrow CRowIteratorBands::OverridePixelFormat(EQPixelFormat format) {
 }
 
 // ---- Converted rows ----------------------------------------------------------
+//
+// Any number of threads may take and release converted rows at once. A row's
+// entry is claimed under its own lock, converted outside it, then published;
+// a second user of the same span waits for the conversion, a user of another
+// span is refused at once. Buffers come from the calling thread's slot.
 
 CErrorAutoThrow CRowIteratorBands::GetConvertedRow(const uint8_t*& row, int y, int x, int count, int* pixelOffset,
                                                    bool modifiable) const {
@@ -237,59 +309,68 @@ CErrorAutoThrow CRowIteratorBands::GetConvertedRow(const uint8_t*& row, int y, i
     const size_t offset = firstBit / 8;
     const size_t bytes = QGDI_SpanBytes(GetBPP(p.format), count, 0);
     if (offset > UINT32_MAX || bytes > UINT32_MAX) return QERR(keQuorErrFailed);
-    SQConvertedRow& e = p.table[size_t(y)];
-    if (e.refs) {
-        // A row is shared only by users of the same span.
-        if (e.offset != offset || e.bytes != bytes || e.x != x || e.count != count) return QERR(keQuorErrFailed);
-        ++e.refs;
-        e.writable |= modifiable;
-        row = e.buffer;
-        if (pixelOffset) *pixelOffset = 0;
-        QGDI_IteratorStats().LogIteratorGetRowEx(QMM_HERE);
-        return CErrorAutoThrow();
+    SConvertedRow& e = p.table[size_t(y)];
+    for (std::unique_lock lock(e.lock);; lock.lock()) {
+        const SConvertedRow::EPhase phase = e.Phase();
+        if (phase == SConvertedRow::kePhaseEmpty) {
+            e.offset = static_cast<uint32_t>(offset);
+            e.bytes = static_cast<uint32_t>(bytes);
+            e.x = x;
+            e.count = count;
+            e.refs = 1;
+            e.writable = modifiable;
+            e.Publish(SConvertedRow::kePhaseFilling);
+            break;
+        }
+        if (phase != SConvertedRow::kePhaseDraining) {
+            // A row is shared only by users of the same span.
+            if (e.offset != offset || e.bytes != bytes || e.x != x || e.count != count) {
+                lock.unlock();
+                return QERR(keQuorErrFailed);
+            }
+            if (phase == SConvertedRow::kePhaseHeld) {
+                ++e.refs;
+                e.writable |= modifiable;
+                row = e.buffer;
+                lock.unlock();
+                if (pixelOffset) *pixelOffset = 0;
+                QGDI_IteratorStats().LogIteratorGetRowEx(QMM_HERE);
+                return CErrorAutoThrow();
+            }
+        }
+        // Another thread is converting the row or writing it back.
+        lock.unlock();
+        std::this_thread::yield();
     }
-    SQConvertedRow& spare = p.table[size_t(s.Height())];
-    uint8_t* buffer;
-    uint32_t capacity;
-    if (spare.buffer && spare.capacity >= bytes) {
-        buffer = spare.buffer;
-        capacity = spare.capacity;
-        spare = SQConvertedRow{};
-    } else {
-        buffer = AllocBuffer(bytes, capacity);
-        if (!buffer) return QERR(keQuorErrOutOfMemory);
+
+    // Filling: this thread alone writes the entry until it publishes.
+    const bool twoSteps = p.convertRead && p.channelRead;
+    const size_t need = twoSteps ? ScratchStart(bytes) + QGDI_SpanBytes(GetBPP(p.target), count, 0) : bytes;
+    const SRowBuffer buffer = p.buffers->Take(need);
+    if (!buffer.data) {
+        e.Publish(SConvertedRow::kePhaseEmpty);
+        return QERR(keQuorErrOutOfMemory);
     }
     const int nativeOffset = s.nativeBpp < 8 ? static_cast<int>((firstBit % 8) / s.nativeBpp) : 0;
     const uint8_t* native = s.NativeRow(y) + offset;
     SQRowConvertContext ctx = s.Context();
     ctx.srcPixelOffset = nativeOffset;
     if (p.mode == keImageModifyWriteOnly) {
-        std::memset(buffer, 0, bytes);
-    } else if (p.convertRead && p.channelRead) {
-        try {
-            p.scratch.resize(QGDI_SpanBytes(GetBPP(p.target), count, 0));
-        } catch (const std::bad_alloc&) {
-            FreeBuffer(buffer);
-            return QERR(keQuorErrOutOfMemory);
-        }
-        p.convertRead(p.scratch.data(), native, count, ctx);
+        std::memset(buffer.data, 0, bytes);
+    } else if (twoSteps) {
+        uint8_t* scratch = buffer.data + ScratchStart(bytes);
+        p.convertRead(scratch, native, count, ctx);
         ctx.srcPixelOffset = 0;
-        p.channelRead(buffer, p.scratch.data(), count, ctx);
+        p.channelRead(buffer.data, scratch, count, ctx);
     } else if (p.convertRead) {
-        p.convertRead(buffer, native, count, ctx);
+        p.convertRead(buffer.data, native, count, ctx);
     } else {
-        p.channelRead(buffer, native, count, ctx);
+        p.channelRead(buffer.data, native, count, ctx);
     }
-    e.buffer = buffer;
-    e.capacity = capacity;
-    e.offset = static_cast<uint32_t>(offset);
-    e.bytes = static_cast<uint32_t>(bytes);
-    e.x = x;
-    e.count = count;
-    e.refs = 1;
-    e.writable = modifiable;
-    ++p.held;
-    row = buffer;
+    e.buffer = buffer.data;
+    e.capacity = buffer.capacity;
+    e.Publish(SConvertedRow::kePhaseHeld);
+    row = buffer.data;
     if (pixelOffset) *pixelOffset = 0;
     QGDI_IteratorStats().LogIteratorGetRowEx(QMM_HERE);
     QGDI_IteratorStats().LogIteratorGetRowCopyBytesEx(bytes, QMM_HERE);
@@ -301,8 +382,15 @@ CErrorAutoThrow CRowIteratorBands::ReleaseConvertedRow(int y) const {
     if (!s.storage) return QERR(keQuorErrIteratorState);
     SQPresentation& p = s.pres;
     if (!p.converting || y < 0 || y >= s.Height()) return CErrorAutoThrow();
-    SQConvertedRow& e = p.table[size_t(y)];
-    if (e.refs == 0 || --e.refs > 0) return CErrorAutoThrow();
+    SConvertedRow& e = p.table[size_t(y)];
+    {
+        std::lock_guard guard(e.lock);
+        // Releasing a row that is not held (or still being converted for
+        // someone else) does nothing.
+        if (e.Phase() != SConvertedRow::kePhaseHeld || --e.refs > 0) return CErrorAutoThrow();
+        e.Publish(SConvertedRow::kePhaseDraining);
+    }
+    // Draining: this thread alone touches the entry until it publishes.
     const bool writeBack = e.writable && p.mode != keImageModifyReadOnly &&
                            (p.channelRead ? (p.channelWrite && (!p.convertRead || p.convertWrite)) : p.convertWrite != nullptr);
     if (writeBack) {
@@ -312,20 +400,13 @@ CErrorAutoThrow CRowIteratorBands::ReleaseConvertedRow(int y) const {
         const int nativeOffset = s.nativeBpp < 8 ? static_cast<int>((firstBit % 8) / s.nativeBpp) : 0;
         if (p.convertRead && p.channelRead) {
             // The other channels come from the current pixels.
-            bool ok = true;
-            try {
-                p.scratch.resize(QGDI_SpanBytes(GetBPP(p.target), e.count, 0));
-            } catch (const std::bad_alloc&) {
-                ok = false;
-            }
-            if (ok) {
-                ctx.srcPixelOffset = nativeOffset;
-                p.convertRead(p.scratch.data(), native, e.count, ctx);
-                ctx.srcPixelOffset = 0;
-                p.channelWrite(p.scratch.data(), e.buffer, e.count, ctx);
-                ctx.dstPixelOffset = nativeOffset;
-                p.convertWrite(native, p.scratch.data(), e.count, ctx);
-            }
+            uint8_t* scratch = e.buffer + ScratchStart(e.bytes);
+            ctx.srcPixelOffset = nativeOffset;
+            p.convertRead(scratch, native, e.count, ctx);
+            ctx.srcPixelOffset = 0;
+            p.channelWrite(scratch, e.buffer, e.count, ctx);
+            ctx.dstPixelOffset = nativeOffset;
+            p.convertWrite(native, scratch, e.count, ctx);
         } else if (p.convertRead) {
             ctx.dstPixelOffset = nativeOffset;
             p.convertWrite(native, e.buffer, e.count, ctx);
@@ -335,31 +416,29 @@ CErrorAutoThrow CRowIteratorBands::ReleaseConvertedRow(int y) const {
         s.solid.store(false, std::memory_order_relaxed);
         QGDI_IteratorStats().LogIteratorReleaseRowCopyBytesEx(e.bytes, QMM_HERE);
     }
-    // Keep the larger buffer as the spare, so that a row loop allocates once.
-    SQConvertedRow& spare = p.table[size_t(s.Height())];
-    if (e.capacity > spare.capacity) {
-        FreeBuffer(spare.buffer);
-        spare = SQConvertedRow{};
-        spare.buffer = e.buffer;
-        spare.capacity = e.capacity;
-    } else {
-        FreeBuffer(e.buffer);
-    }
-    e = SQConvertedRow{};
-    --p.held;
+    // The buffer serves this thread's next row, so that a row loop allocates once.
+    p.buffers->Give(SRowBuffer{e.buffer, e.capacity});
+    e.buffer = nullptr;
+    e.capacity = 0;
+    e.Publish(SConvertedRow::kePhaseEmpty);
     return CErrorAutoThrow();
 }
 
 CErrorAutoThrow CRowIteratorBands::ReleaseAllRows() const {
     SState& s = *m_state;
     if (!s.storage) return QERR(keQuorErrIteratorState);
-    if (s.pres.converting)
-        for (int y = 0; y < s.Height() && s.pres.held > 0; ++y) {
-            SQConvertedRow& e = s.pres.table[size_t(y)];
-            if (e.refs) {
-                e.refs = 1;
-                ReleaseConvertedRow(y).Ignore();
+    SQPresentation& p = s.pres;
+    if (p.converting)
+        for (size_t y = 0; y < p.rows; ++y) {
+            SConvertedRow& e = p.table[y];
+            if (e.Phase() == SConvertedRow::kePhaseEmpty) continue;
+            bool held = false;
+            {
+                std::lock_guard guard(e.lock);
+                held = e.Phase() == SConvertedRow::kePhaseHeld;
+                if (held) e.refs = 1;
             }
+            if (held) ReleaseConvertedRow(static_cast<int>(y)).Ignore();
         }
     QGDI_IteratorStats().LogIteratorReleaseAllRowsEx(QMM_HERE);
     return CErrorAutoThrow();

@@ -61,7 +61,7 @@ CErrorAutoThrow QGDI_CopyIteratorRect(CRowIteratorBands& dst, int dx, int dy, co
         return QERR(keQuorErrFailed);
     if (!CRowIteratorBands::FindConverter(src.GetPixelFormat(), dst.GetPixelFormat()))
         return QERR(keQuorErrFormatNotSupported);
-    const bool parallel = !dst.IsConverting() && !src.IsConverting() && &dst != &src && !status;
+    const bool parallel = &dst != &src && !status;
     CQRowLoopResult result;
     if (status) status->SetProgressRange(uint64_t(height));
     const uint64_t bytes = uint64_t(width) * uint64_t(src.GetBPP()) / 8 * uint64_t(height);

@@ -1,6 +1,8 @@
 #pragma once
 // The state behind a row iterator, shared by the files that implement it.
+#include <atomic>
 #include <memory>
+#include <thread>
 #include <vector>
 
 #include "qdibcore/Source/RowIteratorBands.h"
@@ -37,8 +39,42 @@ struct SQImageStorage {
     }
 };
 
-// One converted row: a buffer with the presented pixels of one span.
-struct SQConvertedRow {
+namespace qgdi::iter {
+
+// A one-byte lock for state held a few instructions at a time (a row's entry,
+// a thread's buffer slot). Two threads meet on one only when they want the
+// same row at once, so a waiter spins briefly, then yields its core.
+class CTinyLock {
+public:
+    void lock() noexcept {
+        while (m_taken.exchange(true, std::memory_order_acquire))
+            for (int spins = 0; m_taken.load(std::memory_order_relaxed); ++spins)
+                if (spins >= 32) std::this_thread::yield();
+    }
+    void unlock() noexcept { m_taken.store(false, std::memory_order_release); }
+
+private:
+    std::atomic<bool> m_taken{false};
+};
+
+// A converted-row buffer and the bytes allocated for it.
+struct SRowBuffer {
+    uint8_t* data = nullptr;
+    uint32_t capacity = 0;
+};
+
+// One row's entry in the converted-row table. A user claims an empty entry or
+// joins a held one under the entry's lock; the thread that moved the entry to
+// filling or draining is then its only writer, converts or writes back outside
+// the lock and ends the phase with a release store: a row used by one thread
+// costs one lock per get and one per release.
+struct SConvertedRow {
+    enum EPhase : uint8_t {
+        kePhaseEmpty,     // not held
+        kePhaseFilling,   // being converted by its first user
+        kePhaseHeld,      // converted, held `refs` times
+        kePhaseDraining,  // last user writing it back
+    };
     uint8_t* buffer = nullptr;
     uint32_t offset = 0;    // byte offset of the span within the native row
     uint32_t bytes = 0;     // bytes of the presented span
@@ -46,11 +82,55 @@ struct SQConvertedRow {
     uint32_t refs = 0;
     int32_t x = 0;          // first column and count of the span
     int32_t count = 0;
+    CTinyLock lock;
+    std::atomic<EPhase> phase{kePhaseEmpty};
     bool writable = false;  // taken at least once through the modifiable interface
+
+    EPhase Phase() const noexcept { return phase.load(std::memory_order_acquire); }
+    // Ends a phase this thread owns; everything written before becomes visible
+    // to whoever sees the new phase.
+    void Publish(EPhase next) noexcept { phase.store(next, std::memory_order_release); }
 };
 
+// Buffers each thread keeps between its rows: the spare of the converted-row
+// rule, held per consumer so that every thread's row loop allocates once and
+// threads never hand buffers to each other. A thread's slot is chosen by a
+// small number it draws on first use; threads beyond the slot count share
+// slots, which costs reuse, never correctness.
+class CRowBufferCache {
+public:
+    static constexpr unsigned kSlots = 32;
+    static constexpr int kPerSlot = 3;  // a row, the next row, one more in a window
+
+    CRowBufferCache() = default;
+    CRowBufferCache(const CRowBufferCache&) = delete;
+    CRowBufferCache& operator=(const CRowBufferCache&) = delete;
+    ~CRowBufferCache() { Clear(); }
+
+    // The smallest of this thread's buffers of at least `bytes`, else a new
+    // one; data is null when memory is short.
+    SRowBuffer Take(size_t bytes) noexcept;
+    // Back to this thread's slot; when the slot is full the smallest buffer
+    // there (or this one) is freed, so the slot keeps the largest.
+    void Give(SRowBuffer buffer) noexcept;
+    void Clear() noexcept;
+    static void Free(SRowBuffer buffer) noexcept;
+
+private:
+    struct alignas(64) SSlot {
+        CTinyLock lock;
+        SRowBuffer kept[kPerSlot];
+    };
+    SSlot& Mine() noexcept;
+    SSlot m_slots[kSlots];
+};
+
+}  // namespace qgdi::iter
+
 // How the native pixels are presented. Reading runs up to two steps (a format
-// conversion, then a channel mover); writing runs them backwards.
+// conversion, then a channel mover); writing runs them backwards. The settings
+// change only while no row is held; during row access they are read-only and
+// the table and the buffer cache serve any number of threads.
 struct SQPresentation {
     EQPixelFormat target = keFormatNone;  // format asked for with SetPixelFormat / SetConversion
     EQPixelFormat format = keFormatNone;  // what GetRow hands out
@@ -63,15 +143,17 @@ struct SQPresentation {
     QRowConvertFn channelRead = nullptr;   // target -> presented channel
     QRowConvertFn channelWrite = nullptr;  // presented channel -> target (in place)
     int channelIndex = 0;
-    std::vector<SQConvertedRow> table;     // one entry per row, the spare at index height
-    std::vector<uint8_t> scratch;          // target pixels between the two steps
-    int held = 0;                          // entries with a reference
+    std::unique_ptr<qgdi::iter::SConvertedRow[]> table;  // one entry per row
+    size_t rows = 0;
+    std::unique_ptr<qgdi::iter::CRowBufferCache> buffers;
 
     SQPresentation() = default;
     SQPresentation(const SQPresentation&) = delete;
     SQPresentation& operator=(const SQPresentation&) = delete;
     ~SQPresentation() { FreeTable(); }
     void FreeTable() noexcept;
+    // True while some converted row is held (or being converted or written back).
+    bool AnyHeld() const noexcept;
 };
 
 struct CRowIteratorBands::SState {
