@@ -5,12 +5,13 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "QuorRender/internal/PixelMath.h"
 #include "QuorRender/internal/RowOpDict.h"
+#include "QuorRender/internal/RowSpans.h"
 
 namespace {
 
-using namespace qgdi_px;
+using namespace qgdi::px;
+using qgdi::rowop::ForSpans;
 
 inline constexpr SQFormatPair kInvertPairs[] = {
     {keFormatGrey, keFormatNone},  {keFormatBGR, keFormatNone},      {keFormatBGRA, keFormatNone},

@@ -6,11 +6,11 @@
 
 #include "qdibcore/Source/DibIterator.h"
 #include "qdibcore/Source/PixelFormatTraits.h"
-#include "qdibcore/Source/internal/RowConvertKernels.h"
 #include "qdibcore/Source/internal/RowIteratorState.h"
+#include "qdibcore/Source/internal/pixel/RowConvert.h"
 
 namespace {
-using namespace qgdi_convert;
+using namespace qgdi::px;
 
 bool IsStorableFormat(EQPixelFormat format) noexcept { return format >= keFormatIndex1 && format <= keFormatLast; }
 bool IsValidMode(EImageModifyMode mode) noexcept {
