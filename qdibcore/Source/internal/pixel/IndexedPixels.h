@@ -68,6 +68,12 @@ constexpr uint64_t LaneMask(int lane, uint64_t m) noexcept {
 template <int Bits>
 inline uint64_t UnpackWord(const uint8_t* packed) noexcept {
     static_assert(Bits == 1 || Bits == 2 || Bits == 4);
+    if constexpr (Bits == 1) {
+        // The byte copied into every lane; lane k keeps bit 7 - k, and adding
+        // 0x7F carries any set bit into the lane's top bit (no lane overflows).
+        const uint64_t v = (uint64_t(packed[0]) * 0x0101010101010101ull) & 0x0102040810204080ull;
+        return ((v + 0x7F7F7F7F7F7F7F7Full) >> 7) & 0x0101010101010101ull;
+    }
     constexpr int kLane = 64 / Bits;
     uint64_t v = 0;
     for (int j = 0; j < Bits; ++j) v |= uint64_t(packed[j]) << (j * kLane);
@@ -86,6 +92,12 @@ inline uint64_t UnpackWord(const uint8_t* packed) noexcept {
 template <int Bits>
 inline void PackWord(uint8_t* packed, uint64_t indices) noexcept {
     static_assert(Bits == 1 || Bits == 2 || Bits == 4);
+    if constexpr (Bits == 1) {
+        // Bit 0 of byte k lands on bit 63 - k of the product; every partial
+        // product has a bit position of its own, so nothing carries.
+        packed[0] = static_cast<uint8_t>(((indices & 0x0101010101010101ull) * 0x8040201008040201ull) >> 56);
+        return;
+    }
     uint64_t v = indices & LaneMask(8, (1u << Bits) - 1);
     int lane = 8;
     for (int field = Bits; field < 8; field *= 2, lane *= 2)

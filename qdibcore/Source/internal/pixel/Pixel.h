@@ -35,7 +35,7 @@ struct TPx {
     static_assert(!Traits::kIndexed, "indexed pixels need their palette");
 
     // As stored: grey spread over b, g, r; a missing alpha reads opaque.
-    static C LoadRaw(const E* p) noexcept {
+    QGDI_PX_INLINE static C LoadRaw(const E* p) noexcept {
         if constexpr (Traits::kGrey) {
             const W y = p[0];
             return {y, y, y, Traits::kAlpha ? W(p[1]) : kMax};
@@ -44,7 +44,7 @@ struct TPx {
         }
     }
     // Grey stores the luminance; a missing alpha is dropped.
-    static void StoreRaw(E* p, const C& c) noexcept {
+    QGDI_PX_INLINE static void StoreRaw(E* p, const C& c) noexcept {
         if constexpr (Traits::kGrey) {
             p[0] = static_cast<E>(Luma(c.r, c.g, c.b));
             if constexpr (Traits::kAlpha) p[1] = static_cast<E>(c.a);
@@ -56,22 +56,22 @@ struct TPx {
         }
     }
     // Straight colour: premultiplied formats are divided by alpha (0 where alpha is 0).
-    static C Load(const E* p) noexcept {
+    QGDI_PX_INLINE static C Load(const E* p) noexcept {
         C c = LoadRaw(p);
         if constexpr (Traits::kPremultiplied) Unpremultiply(c);
         return c;
     }
     // From straight colour; premultiplied formats multiply by alpha.
-    static void Store(E* p, C c) noexcept {
+    QGDI_PX_INLINE static void Store(E* p, C c) noexcept {
         if constexpr (Traits::kPremultiplied) Premultiply(c);
         StoreRaw(p, c);
     }
     // The colour values must lie in the channel's range (float excepted).
-    static void Unpremultiply(C& c) noexcept {
+    QGDI_PX_INLINE static void Unpremultiply(C& c) noexcept {
         const TUnpremul<E> u(static_cast<E>(c.a));
         c.b = W(u(static_cast<E>(c.b))), c.g = W(u(static_cast<E>(c.g))), c.r = W(u(static_cast<E>(c.r)));
     }
-    static void Premultiply(C& c) noexcept {
+    QGDI_PX_INLINE static void Premultiply(C& c) noexcept {
         const E a = static_cast<E>(c.a);
         c.b = W(Premul(static_cast<E>(c.b), a)), c.g = W(Premul(static_cast<E>(c.g), a));
         c.r = W(Premul(static_cast<E>(c.r), a));

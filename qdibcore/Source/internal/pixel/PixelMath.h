@@ -8,6 +8,15 @@
 #include <cstdint>
 #include <type_traits>
 
+// Per-pixel helpers are called from loops over whole rows, where a call per
+// pixel would cost more than the arithmetic; the optimiser's size heuristics
+// do not always see that.
+#if defined(__GNUC__)
+#define QGDI_PX_INLINE inline __attribute__((always_inline))
+#else
+#define QGDI_PX_INLINE inline
+#endif
+
 namespace qgdi::px {
 
 template <class E>
@@ -44,10 +53,11 @@ constexpr uint32_t Div65535(uint32_t x) noexcept {
 constexpr uint16_t Widen8(uint32_t v) noexcept { return static_cast<uint16_t>(v * 257u); }
 // 16 to 8 bits: round(v / 257) = (v x 255 + 32895) >> 16, the exact inverse of Widen8.
 constexpr uint8_t Narrow16(uint32_t v) noexcept { return static_cast<uint8_t>((v * 255u + 32895u) >> 16); }
-// Integer to float: v / 255 or v / 65535, correctly rounded; the product is
-// taken in double, where it rounds like the quotient for every input.
-constexpr float Unit8(uint32_t v) noexcept { return static_cast<float>(v * (1.0 / 255.0)); }
-constexpr float Unit16(uint32_t v) noexcept { return static_cast<float>(v * (1.0 / 65535.0)); }
+// Integer to float: v / 255 or v / 65535 correctly rounded, which a float
+// division of the two exact operands is; it vectorises where a product taken
+// in double does not (a float product by 1 / 255 is off for 126 bytes).
+constexpr float Unit8(uint32_t v) noexcept { return static_cast<float>(v) / 255.0f; }
+constexpr float Unit16(uint32_t v) noexcept { return static_cast<float>(v) / 65535.0f; }
 // Float to integer: clamp to 0..1 (NaN to 0), then truncate v x 255.9999 or
 // v x 65535.9999. Both products are taken in double: 65535.9999 has no float
 // below 65536, and a float 255.9999 truncates 34 inputs one step differently.
@@ -93,16 +103,14 @@ constexpr float Premul(float c, float a) noexcept { return c * a; }
 
 // ---- Un-premultiplication: min(full, round(c full / a)), 0 where a = 0 ----------------
 //
-// Integer depths multiply by a reciprocal R = ceil(full 2^S / a) instead of
-// dividing. With c clamped to a (a larger c saturates anyway), the product
-// overshoots c full / a by less than a / 2^S, and c full / a + 1/2 sits at
-// least 1 / (2a) below the next integer unless it is one; 2 a^2 < 2^S keeps
-// the overshoot below that gap, so (c R + 2^(S-1)) >> S is the exact rounding
-// (halves round up).
-//   8 bits:  S = 17, R <= 255 x 2^17 < 2^25, c R < 2^25 + 255.
-//   16 bits: S = 33, R < 65535 x 2^33 < 2^49, c R < 2^49 + 65535.
-
-// kUnpremul8[a] = ceil(255 x 2^17 / a), 0 for a = 0.
+// Halves round up: the result is floor((2 c full + a) / (2 a)). A colour above
+// its alpha saturates, so c is first clamped to a, which bounds every product.
+//
+// 8 bits multiply by R = ceil(255 x 2^17 / a) instead of dividing. The product
+// overshoots c 255 / a by less than a / 2^17, and c 255 / a + 1/2 sits at
+// least 1 / (2a) below the next integer unless it is one; 2 a^2 < 2^17 keeps
+// the overshoot below that gap, so (c R + 2^16) >> 17 is exact.
+// Ranges: R <= 255 x 2^17 < 2^25, c R < 2^25 + 255.
 inline constexpr auto kUnpremul8 = [] {
     std::array<uint32_t, 256> t{};
     for (uint32_t a = 1; a < 256; ++a) t[a] = ((255u << 17) + a - 1) / a;
@@ -122,15 +130,19 @@ struct TUnpremul<uint8_t> {
     }
 };
 
+// 16 bits: N = 131070 c + a < 2^33 and 1 / (2a) in double, one division per
+// pixel (a table of 65,536 reciprocals would cost more in cache than it
+// saves). N / (2a) <= 65535.5; the product's error stays below 2^-36, far
+// inside the 2^-20 nudge that lifts an exact integer quotient over its
+// rounding, and a non-integer quotient lies at least 1 / (2a) > 2^-17 below
+// the next integer, so truncation gives the exact floor.
 template <>
 struct TUnpremul<uint16_t> {
-    uint64_t a, r;
-    // One division per pixel rather than one per channel; a 64 K-entry table
-    // of 64-bit reciprocals would cost more in cache than it saves.
-    explicit constexpr TUnpremul(uint32_t alpha) noexcept
-        : a(alpha), r(alpha ? ((uint64_t(65535) << 33) + alpha - 1) / alpha : 0) {}
+    uint32_t a;
+    double r;
+    explicit constexpr TUnpremul(uint32_t alpha) noexcept : a(alpha), r(alpha ? 1.0 / (2.0 * alpha) : 0.0) {}
     constexpr uint16_t operator()(uint32_t c) const noexcept {
-        return static_cast<uint16_t>(((c < a ? c : a) * r + (uint64_t(1) << 32)) >> 33);
+        return static_cast<uint16_t>((131070.0 * (c < a ? c : a) + a) * r + 0x1p-20);
     }
 };
 

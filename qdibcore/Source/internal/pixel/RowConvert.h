@@ -32,7 +32,7 @@ struct TConvertRule {
 
 // One pixel: straighten, rescale, premultiply, reduce to grey, as the formats need.
 template <EQPixelFormat D, EQPixelFormat S>
-inline void ConvertPixel(typename TPx<D>::E* d, const typename TPx<S>::E* s) noexcept {
+QGDI_PX_INLINE void ConvertPixel(typename TPx<D>::E* d, const typename TPx<S>::E* s) noexcept {
     using PD = TPx<D>;
     using PS = TPx<S>;
     using R = TConvertRule<D, S>;
@@ -120,6 +120,16 @@ void ConvertIndexedRow(uint8_t* dst, const uint8_t* src, int count, const SQRowC
                 return;
             }
         }
+        // One side in plain bytes needs no block between them.
+        if constexpr (D == keFormatIndex8) {
+            UnpackIndices<S>(dst, src, count, srcOffset);
+            return;
+        } else if constexpr (S == keFormatIndex8) {
+            PackIndices<D>(dst, src, count, dstOffset);
+            if constexpr (D == keFormatIndex8A)
+                for (int k = 0; k < count; ++k) dst[2 * k + 1] = 255;
+            return;
+        }
         for (int i = 0; i < count; i += kBlock) {
             const int m = std::min(kBlock, count - i);
             UnpackIndices<S>(indices, src, m, srcOffset + i);
@@ -130,15 +140,21 @@ void ConvertIndexedRow(uint8_t* dst, const uint8_t* src, int count, const SQRowC
     } else if constexpr (TS::kIndexed) {
         // Palette entry, with Index8A's alpha byte as alpha.
         const SPaletteLUT lut(ctx.palette, ctx.paletteCount);
-        uint32_t bgra[kBlock];
+        uint32_t block[kBlock];
         const SQRowConvertContext plain;
         for (int i = 0; i < count; i += kBlock) {
             const int m = std::min(kBlock, count - i);
+            // BGRA words go straight to a BGRA row (native byte order is BGRA on little-endian).
+            constexpr bool kDirect = D == keFormatBGRA && std::endian::native == std::endian::little;
+            uint32_t* bgra = block;
+            if constexpr (kDirect) bgra = reinterpret_cast<uint32_t*>(dst + ByteOffset<D>(i));
             UnpackIndices<S>(indices, src, m, srcOffset + i);
-            for (int k = 0; k < m; ++k) bgra[k] = lut.bgra[indices[k]];
-            if constexpr (S == keFormatIndex8A)
-                for (int k = 0; k < m; ++k) bgra[k] = (bgra[k] & 0x00FFFFFFu) | uint32_t(src[2 * (i + k) + 1]) << 24;
-            ConvertRow<D, keFormatBGRA>(dst + ByteOffset<D>(i), bgra, m, plain);
+            for (int k = 0; k < m; ++k) {
+                uint32_t w = lut.bgra[indices[k]];
+                if constexpr (S == keFormatIndex8A) w = (w & 0x00FFFFFFu) | uint32_t(src[2 * (i + k) + 1]) << 24;
+                std::memcpy(bgra + k, &w, 4);
+            }
+            if constexpr (!kDirect) ConvertRow<D, keFormatBGRA>(dst + ByteOffset<D>(i), block, m, plain);
         }
     } else {
         // Nearest palette entry of the colour, remembering the last colour, as
