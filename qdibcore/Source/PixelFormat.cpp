@@ -177,7 +177,7 @@ uint8_t QGDI_GetChannelColor(uint32_t colour, EQChannel channel) noexcept {
     case keChannelGreen: return static_cast<uint8_t>(g);
     case keChannelRed: return static_cast<uint8_t>(r);
     case keChannelAlpha: return static_cast<uint8_t>(a);
-    case keChannelGrey: return static_cast<uint8_t>((77 * r + 151 * g + 28 * b) >> 8);
+    case keChannelGrey: return static_cast<uint8_t>(qgdi::px::Luma(r, g, b));
     default: return 0;
     }
 }

@@ -161,23 +161,22 @@ inline void PackIndices(uint8_t* row, const uint8_t* indices, int n, int offset 
 // of other pixels of dst untouched.
 template <EQPixelFormat F>
 inline void CopyIndices(uint8_t* dst, const uint8_t* src, int n, int offset = 0) noexcept {
-    constexpr int bits = TQPixelFormat<F>::kBitsPerPixel;
+    constexpr size_t bits = TQPixelFormat<F>::kBitsPerPixel;
     if (n <= 0) return;
     const size_t first = static_cast<size_t>(offset) * bits, end = first + static_cast<size_t>(n) * bits;
-    size_t from = first / 8;
-    const size_t to = end / 8;
-    auto merge = [&](size_t byte, uint8_t take) {
+    auto merge = [&](size_t byte, unsigned take) {
         dst[byte] = static_cast<uint8_t>((dst[byte] & ~take) | (src[byte] & take));
     };
-    if (first % 8) {
-        // first byte: only the pixels from the offset on (and before the end)
-        uint8_t take = static_cast<uint8_t>(0xFFu >> (first % 8));
-        if (from == to) take &= static_cast<uint8_t>(0xFF00u >> (end % 8));
-        merge(from++, take);
-        if (from > to) return;
+    const unsigned head = 0xFFu >> (first % 8), tail = (0xFF00u >> (end % 8)) & 0xFFu;
+    size_t from = first / 8;
+    const size_t to = end / 8;  // the byte holding the end, whole bytes before it
+    if (from == to) {
+        merge(from, head & tail);
+        return;
     }
-    if (to > from) std::memcpy(dst + from, src + from, to - from);
-    if (end % 8 && to >= from) merge(to, static_cast<uint8_t>(0xFF00u >> (end % 8)));
+    if (first % 8) merge(from++, head);
+    std::memcpy(dst + from, src + from, to - from);
+    if (end % 8) merge(to, tail);
 }
 
 // ---- Palette -------------------------------------------------------------------
