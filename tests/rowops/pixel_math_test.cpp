@@ -284,6 +284,20 @@ TEST_P(RowIndices, SpansMatchBitByBit) {
 INSTANTIATE_TEST_SUITE_P(Formats, RowIndices, testing::ValuesIn(kRowIndexCases),
                          [](const auto& info) { return std::string(info.param.name); });
 
+// Packed spans between any two bit positions; bytes past the source span are
+// not read (the source ends exactly where the span does).
+TEST(RowIndices, BitSpansMoveBitByBit) {
+    std::mt19937 rng(12);
+    for (int round = 0; round < 5000; ++round) {
+        const size_t inBit = rng() % 24, outBit = rng() % 24, bits = rng() % 100;
+        const Bytes in = rowops_test::RandomBytes(rng, (inBit + bits + 7) / 8 + (bits == 0));
+        Bytes out = rowops_test::RandomBytes(rng, (outBit + bits + 7) / 8 + 2), want = out;
+        MoveBits(out.data(), outBit, in.data(), inBit, bits);
+        for (size_t b = 0; b < bits; ++b) RefSetIndex(want, 1, outBit + b, RefIndexAt(in, 1, inBit + b));
+        ASSERT_EQ(out, want) << inBit << " " << outBit << " " << bits;
+    }
+}
+
 // An index-to-index conversion between different offsets moves the pixels and
 // nothing else.
 TEST(RowIndices, ConversionBetweenOffsetsMovesOnlyTheSpan) {

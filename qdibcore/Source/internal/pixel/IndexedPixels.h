@@ -2,6 +2,7 @@
 // Palette indices: reading and writing single indices of 1-, 2-, 4- and
 // 8-bit rows, packing and unpacking whole rows eight pixels per word, and the
 // palette as a table of BGRA words.
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -177,6 +178,31 @@ inline void CopyIndices(uint8_t* dst, const uint8_t* src, int n, int offset = 0)
     if (first % 8) merge(from++, head);
     std::memcpy(dst + from, src + from, to - from);
     if (end % 8) merge(to, tail);
+}
+
+// Bits [outBit, outBit + bits) of `out` = bits [inBit, inBit + bits) of `in`,
+// counted from the high bit of each first byte, a byte at a time; the other
+// bits of `out` are kept and no byte of `in` past the span is read. Moves
+// packed spans between a row's pixel offset and a buffer that starts on a byte.
+inline void MoveBits(uint8_t* out, size_t outBit, const uint8_t* in, size_t inBit, size_t bits) noexcept {
+    if (!bits) return;
+    out += outBit / 8, outBit %= 8;
+    in += inBit / 8, inBit %= 8;
+    const size_t inEnd = inBit + bits, outEnd = outBit + bits;
+    // The 8 bits of `in` from bit p on (p < inEnd).
+    auto byteAt = [&](size_t p) -> unsigned {
+        const size_t q = p / 8, r = p % 8;
+        unsigned w = unsigned(in[q]) << 8;
+        if (r && (q + 1) * 8 < inEnd) w |= in[q + 1];
+        return (w >> (8 - r)) & 0xFFu;
+    };
+    for (size_t k = 0; k * 8 < outEnd; ++k) {
+        // bit j of byte k is bit 8 k + j - outBit of the span
+        const unsigned v = k == 0 ? byteAt(inBit) >> outBit : byteAt(inBit + 8 * k - outBit);
+        const size_t end = std::min<size_t>(8, outEnd - 8 * k);
+        const unsigned take = (k == 0 ? 0xFFu >> outBit : 0xFFu) & (0xFF00u >> end);
+        out[k] = static_cast<uint8_t>((out[k] & ~take) | (v & take));
+    }
 }
 
 // ---- Palette -------------------------------------------------------------------
