@@ -161,7 +161,7 @@ const SFloatCase kFloatCases[] = {
     {std::numeric_limits<float>::infinity(), 255, 65535},
     {-std::numeric_limits<float>::infinity(), 0, 0},
     {std::numeric_limits<float>::quiet_NaN(), 0, 0},
-    // Products that a float factor (255.9999f, 65535.99f) truncates one step off.
+    // Products that a float factor (255.9999f, 65535.99f) lands one step off.
     {std::bit_cast<float>(0x3F039B01u), 131, 33691},
     {std::bit_cast<float>(0x3CA00004u), 4, 1280},
 };

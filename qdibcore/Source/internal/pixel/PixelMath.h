@@ -59,8 +59,8 @@ constexpr uint8_t Narrow16(uint32_t v) noexcept { return static_cast<uint8_t>((v
 constexpr float Unit8(uint32_t v) noexcept { return static_cast<float>(v) / 255.0f; }
 constexpr float Unit16(uint32_t v) noexcept { return static_cast<float>(v) / 65535.0f; }
 // Float to integer: clamp to 0..1 (NaN to 0), then truncate v x 255.9999 or
-// v x 65535.9999. Both products are taken in double: 65535.9999 has no float
-// below 65536, and a float 255.9999 truncates 34 inputs one step differently.
+// v x 65535.9999. Both products are taken in double: 65535.9999 as a float
+// is 65536, and a float 255.9999 rounds 34 products in 0..1 up onto the next integer.
 constexpr double ClampUnit(float v) noexcept { return v > 0.0f ? (v < 1.0f ? double(v) : 1.0) : 0.0; }
 constexpr uint8_t FloatTo8(float v) noexcept { return static_cast<uint8_t>(ClampUnit(v) * 255.9999); }
 constexpr uint16_t FloatTo16(float v) noexcept { return static_cast<uint16_t>(ClampUnit(v) * 65535.9999); }
