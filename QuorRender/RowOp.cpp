@@ -8,10 +8,10 @@
 #include <utility>
 
 #include "QuorRender/RowOpCopy.h"
-#include "QuorRender/internal/IndexedRow.h"
 #include "QuorRender/internal/RowOpDict.h"
 #include "diagnostics/QgdiLog.h"
 #include "qdibcore/Source/PixelFormatTraits.h"
+#include "qdibcore/Source/internal/pixel/IndexedPixels.h"
 
 namespace {
 
@@ -55,8 +55,8 @@ bool IsSubByte(EQPixelFormat f) noexcept { return f == keFormatIndex1 || f == ke
 EQPixelFormat Widen(EQPixelFormat f) noexcept { return IsSubByte(f) ? keFormatIndex8 : f; }
 
 void PackRow(EQPixelFormat f, uint8_t* dst, const uint8_t* indices, int n) noexcept {
-    if (f == keFormatIndex1) qgdi_px::PackIndices<keFormatIndex1>(dst, indices, n);
-    else qgdi_px::PackIndices<keFormatIndex4>(dst, indices, n);
+    if (f == keFormatIndex1) qgdi::px::PackIndices<keFormatIndex1>(dst, indices, n);
+    else qgdi::px::PackIndices<keFormatIndex4>(dst, indices, n);
 }
 
 inline constexpr SQFormatPair kNOPPairs[] = {

@@ -5,12 +5,13 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "QuorRender/internal/PixelMath.h"
 #include "QuorRender/internal/RowOpDict.h"
+#include "QuorRender/internal/RowSpans.h"
 
 namespace {
 
-using namespace qgdi_px;
+using namespace qgdi::px;
+using qgdi::rowop::ForSpans;
 
 inline constexpr SQFormatPair kInvertPairs[] = {
     {keFormatGrey, keFormatNone},  {keFormatBGR, keFormatNone},      {keFormatBGRA, keFormatNone},
@@ -127,7 +128,7 @@ struct TRowKodalith {
                 for (int i = 0; i < n; ++i) {
                     uint32_t w;
                     std::memcpy(&w, row + 4 * i, 4);
-                    const uint32_t y = (77 * ((w >> 16) & 255) + 151 * ((w >> 8) & 255) + 28 * (w & 255)) >> 8;
+                    const uint32_t y = Luma<uint32_t>((w >> 16) & 255, (w >> 8) & 255, w & 255);
                     w = (w & 0xFF000000u) | (y >= th ? 0xFFFFFFu : 0u);
                     std::memcpy(row + 4 * i, &w, 4);
                 }

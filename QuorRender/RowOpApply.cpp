@@ -7,6 +7,7 @@
 
 #include "diagnostics/QgdiLog.h"
 #include "qdibcore/Source/StatusControl.h"
+#include "qdibcore/Source/internal/pixel/IndexedPixels.h"
 
 namespace {
 
@@ -41,26 +42,6 @@ bool FitSecondImage(const CRowIterator& image, const RECT* rect, RECT& dst, POIN
     return dst.left < dst.right && dst.top < dst.bottom;
 }
 
-// Bit-exact moves of a 1- or 4-bit span between a row whose first pixel sits
-// `bitOffset` bits into its first byte and a buffer that starts on a byte.
-void ExtractBits(uint8_t* out, const uint8_t* in, size_t bitOffset, size_t bits) {
-    for (size_t b = 0; b < bits; ++b) {
-        const size_t s = bitOffset + b;
-        const uint8_t bit = static_cast<uint8_t>(0x80u >> (b & 7));
-        if ((in[s >> 3] >> (7 - (s & 7))) & 1) out[b >> 3] |= bit;
-        else out[b >> 3] &= static_cast<uint8_t>(~bit);
-    }
-}
-
-void InsertBits(uint8_t* out, size_t bitOffset, const uint8_t* in, size_t bits) {
-    for (size_t b = 0; b < bits; ++b) {
-        const size_t d = bitOffset + b;
-        const uint8_t bit = static_cast<uint8_t>(0x80u >> (d & 7));
-        if ((in[b >> 3] >> (7 - (b & 7))) & 1) out[d >> 3] |= bit;
-        else out[d >> 3] &= static_cast<uint8_t>(~bit);
-    }
-}
-
 // One row: take the spans, run the operation, give the spans back. A span
 // that cannot be taken skips the row.
 void ApplyRow(const SApplyArgs& a, const CRowOp& op, CRowOpData data, int r) {
@@ -92,14 +73,14 @@ void ApplyRow(const SApplyArgs& a, const CRowOp& op, CRowOpData data, int r) {
             const size_t srcBits = size_t(width) * CRowIterator::GetBPP(data.eSrcFormat);
             std::vector<uint8_t> dstBuf((dstBits + 7) / 8 + 1), srcBuf((srcBits + 7) / 8 + 1);
             const size_t dstShift = size_t(dstOffset) * CRowIterator::GetBPP(data.eDstFormat);
-            ExtractBits(dstBuf.data(), dst, dstShift, dstBits);
+            qgdi::px::MoveBits(dstBuf.data(), 0, dst, dstShift, dstBits);
             if (src && srcOffset) {
-                ExtractBits(srcBuf.data(), src, size_t(srcOffset) * CRowIterator::GetBPP(data.eSrcFormat), srcBits);
+                qgdi::px::MoveBits(srcBuf.data(), 0, src, size_t(srcOffset) * CRowIterator::GetBPP(data.eSrcFormat), srcBits);
                 data.pSrc = srcBuf.data();
             }
             data.pDst = dstBuf.data();
             op(data);
-            InsertBits(dst, dstShift, dstBuf.data(), dstBits);
+            qgdi::px::MoveBits(dst, dstShift, dstBuf.data(), 0, dstBits);
         }
     }
     if (srcHeld) a.src->ReleaseRow(a.srcOrigin.y + r).Ignore();

@@ -4,12 +4,13 @@
 #include <memory>
 #include <new>
 
-#include "QuorRender/internal/PixelMath.h"
 #include "QuorRender/internal/RowOpDict.h"
+#include "QuorRender/internal/RowSpans.h"
 
 namespace {
 
-using namespace qgdi_px;
+using namespace qgdi::px;
+using qgdi::rowop::ForSpans;
 
 inline constexpr SQFormatPair kArithmeticPairs[] = {
     {keFormatBGRxA, keFormatBGRxA},

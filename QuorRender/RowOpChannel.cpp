@@ -2,12 +2,13 @@
 
 #include <cmath>
 
-#include "QuorRender/internal/PixelMath.h"
 #include "QuorRender/internal/RowOpDict.h"
+#include "QuorRender/internal/RowSpans.h"
 
 namespace {
 
-using namespace qgdi_px;
+using namespace qgdi::px;
+using qgdi::rowop::ForSpans;
 
 inline constexpr SQFormatPair kChannelGetPairs[] = {
     {keFormatGrey, keFormatBGRA},         {keFormatGrey, keFormatBGR},         {keFormatGrey, keFormatGreyA},

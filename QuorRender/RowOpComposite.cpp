@@ -1,13 +1,13 @@
 #include "QuorRender/RowOpComposite.h"
 
 #include "QuorRender/DivTable2.h"
-#include "QuorRender/internal/IndexedRow.h"
-#include "QuorRender/internal/PixelMath.h"
 #include "QuorRender/internal/RowOpDict.h"
+#include "qdibcore/Source/internal/pixel/IndexedPixels.h"
+#include "qdibcore/Source/internal/pixel/Pixel.h"
 
 namespace {
 
-using namespace qgdi_px;
+using namespace qgdi::px;
 
 inline constexpr SQFormatPair kMaskOverSolidPairs[] = {
     {keFormatGrey, keFormatNone},  {keFormatGreyA, keFormatNone},   {keFormatBGR, keFormatNone},

@@ -1,14 +1,12 @@
 #include "QuorRender/RowOpCopy.h"
 
-#include <bit>
-#include <cstring>
-
-#include "QuorRender/internal/PixelMath.h"
 #include "QuorRender/internal/RowOpDict.h"
+#include "QuorRender/internal/RowSpans.h"
+#include "qdibcore/Source/internal/pixel/RowConvert.h"
 
 namespace {
 
-using namespace qgdi_px;
+using qgdi::rowop::ForSpans;
 
 constexpr bool IsDirect(int f) { return f >= keFormatGrey && f <= keFormatBGRxA_f32; }
 
@@ -48,75 +46,16 @@ inline constexpr auto kRowCopyPairs = [] {
 }();
 static_assert(kRowCopyPairs.size() == 96);
 
-template <EQPixelFormat D, EQPixelFormat S>
-void ConvertSpan(uint8_t* dst, const uint8_t* src, int n) noexcept {
-    using TD = TQPixelFormat<D>;
-    using TS = TQPixelFormat<S>;
-    if constexpr (D == S) {
-        std::memcpy(dst, src, ByteOffset<D>(n));
-    } else if constexpr (sizeof(typename TD::Elem) == 1 && sizeof(typename TS::Elem) == 1 && !TD::kGrey &&
-                         !TS::kGrey && TD::kPremultiplied == TS::kPremultiplied) {
-        // A pure byte shuffle between 8-bit colour layouts. d.bgr = s.bgr; d.a = s.a or opaque.
-        auto bytes = [&](int from) {
-            for (int i = from; i < n; ++i) {
-                uint8_t* d = dst + static_cast<size_t>(i) * TD::kChannels;
-                const uint8_t* p = src + static_cast<size_t>(i) * TS::kChannels;
-                d[0] = p[0];
-                d[1] = p[1];
-                d[2] = p[2];
-                if constexpr (TD::kAlpha) d[3] = TS::kAlpha ? p[3] : 255;
-            }
-        };
-        int i = 0;
-        if constexpr (std::endian::native == std::endian::little && TS::kChannels + TD::kChannels == 7) {
-            // Four pixels take 12 bytes on the 3-byte side and 16 on the other,
-            // so whole words are shifted into place.
-            for (; i + 4 <= n; i += 4) {
-                const uint8_t* in = src + static_cast<size_t>(i) * TS::kChannels;
-                uint8_t* out = dst + static_cast<size_t>(i) * TD::kChannels;
-                if constexpr (TS::kChannels == 3) {
-                    uint32_t w[3], o[4];
-                    std::memcpy(w, in, sizeof w);
-                    o[0] = w[0] | 0xFF000000u;
-                    o[1] = (w[0] >> 24) | (w[1] << 8) | 0xFF000000u;
-                    o[2] = (w[1] >> 16) | (w[2] << 16) | 0xFF000000u;
-                    o[3] = (w[2] >> 8) | 0xFF000000u;
-                    std::memcpy(out, o, sizeof o);
-                } else {
-                    uint64_t a, b;
-                    std::memcpy(&a, in, 8);
-                    std::memcpy(&b, in + 8, 8);
-                    const uint64_t lo = (a & 0xFFFFFFu) | ((a >> 8) & 0xFFFFFF000000u) | (b << 48);
-                    const uint32_t hi = static_cast<uint32_t>(((b >> 16) & 0xFFu) | ((b >> 24) & 0xFFFFFF00u));
-                    std::memcpy(out, &lo, 8);
-                    std::memcpy(out + 8, &hi, 4);
-                }
-            }
-        }
-        bytes(i);
-    } else {
-        using PD = TPx<D>;
-        using PS = TPx<S>;
-        // Premultiplication changes in the wider of the two precisions it meets:
-        // divided out in the source's, multiplied in in the destination's.
-        constexpr bool unpremul = PS::Traits::kPremultiplied && !PD::Traits::kPremultiplied;
-        constexpr bool premul = PD::Traits::kPremultiplied && !PS::Traits::kPremultiplied;
-        auto* d = reinterpret_cast<typename PD::E*>(dst);
-        const auto* s = reinterpret_cast<const typename PS::E*>(src);
-        for (int i = 0; i < n; ++i, d += PD::kN, s += PS::kN) {
-            const typename PS::C c = unpremul ? PS::Load(s) : PS::LoadRaw(s);
-            const typename PD::C out = CastColour<typename PD::W, typename PS::W, typename PD::E, typename PS::E>(c);
-            if constexpr (premul) PD::Store(d, out);
-            else PD::StoreRaw(d, out);
-        }
-    }
-}
-
+// The iterator's conversion between the same two formats, so that copying a
+// row and presenting an image in another format give the same bytes.
 template <EQPixelFormat D, EQPixelFormat S>
 struct TRowCopy {
     static void Run(const CRowOpDef&, CRowOpData& data) {
         if (!data.pSrc) return;
-        ForSpans<D, S>(data, [](uint8_t* dst, const uint8_t* src, int, int n) { ConvertSpan<D, S>(dst, src, n); });
+        const SQRowConvertContext plain;
+        ForSpans<D, S>(data, [&](uint8_t* dst, const uint8_t* src, int, int n) {
+            qgdi::px::ConvertRow<D, S>(dst, src, n, plain);
+        });
     }
 };
 

@@ -1,12 +1,13 @@
 // Copies that read or write palette indices.
 #include "QuorRender/RowOpCopy.h"
-#include "QuorRender/internal/IndexedRow.h"
-#include "QuorRender/internal/PixelMath.h"
 #include "QuorRender/internal/RowOpDict.h"
+#include "QuorRender/internal/RowSpans.h"
+#include "qdibcore/Source/internal/pixel/RowConvert.h"
 
 namespace {
 
-using namespace qgdi_px;
+using namespace qgdi::px;
+using qgdi::rowop::ForSpans;
 
 // Writes the BGRA word w (blue in the low byte) as a pixel of an 8-bit BGR or BGRA row.
 template <EQPixelFormat D>
@@ -26,37 +27,15 @@ inline constexpr SQFormatPair kCopyIndexedPairs[] = {
 };
 static_assert(std::size(kCopyIndexedPairs) == 15);
 
-template <EQPixelFormat D, EQPixelFormat S>
-void CopyIndexedSpan(const CRowOpData& data, uint8_t* dst, const uint8_t* src, int n) noexcept {
-    if constexpr (D == S) {
-        // indices as they are
-        CopyIndices<D>(dst, src, n);
-    } else if constexpr (D == keFormatBGR || D == keFormatBGRA) {
-        // d = palette[s], alpha from Index8A's second byte, else opaque
-        const SPaletteLUT lut(data.pSrcPalette, data.nSrcPaletteCount);
-        constexpr int step = D == keFormatBGRA ? 4 : 3;
-        for (int i = 0; i < n; ++i) {
-            const uint8_t alpha = S == keFormatIndex8A ? src[2 * i + 1] : 255;
-            PutBGRA<D>(dst + i * step, lut.bgra[IndexAt<S>(src, i)], alpha);
-        }
-    } else if constexpr (D == keFormatIndex8) {
-        // 1- and 4-bit indices widened to a byte each
-        for (int i = 0; i < n; ++i) dst[i] = IndexAt<S>(src, i);
-    } else {
-        static_assert(D == keFormatIndex8A && S == keFormatIndex8);
-        // index kept, alpha opaque
-        for (int i = 0; i < n; ++i) {
-            dst[2 * i] = src[i];
-            dst[2 * i + 1] = 255;
-        }
-    }
-}
-
+// The iterator's conversion between the same two formats over the source palette.
 template <EQPixelFormat D, EQPixelFormat S>
 struct TRowCopyIndexed {
     static void Run(const CRowOpDef&, CRowOpData& data) {
         if (!data.pSrc) return;
-        ForSpans<D, S>(data, [&](uint8_t* dst, const uint8_t* src, int, int n) { CopyIndexedSpan<D, S>(data, dst, src, n); });
+        SQRowConvertContext ctx;
+        ctx.palette = data.pSrcPalette;
+        ctx.paletteCount = data.nSrcPaletteCount;
+        ForSpans<D, S>(data, [&](uint8_t* dst, const uint8_t* src, int, int n) { ConvertRow<D, S>(dst, src, n, ctx); });
     }
 };
 

@@ -1,11 +1,12 @@
 // Ordered dithering while narrowing 16-bit and float rows to 8 bits.
 #include "QuorRender/RowOpCopy.h"
-#include "QuorRender/internal/PixelMath.h"
+#include "QuorRender/internal/RowSpans.h"
 #include "QuorRender/internal/RowOpDict.h"
 
 namespace {
 
-using namespace qgdi_px;
+using namespace qgdi::px;
+using qgdi::rowop::ForSpans;
 
 // The 8 x 8 Bayer index matrix (0..63): the bits of x ^ y and y interleaved,
 // most significant first, so neighbouring thresholds are as far apart as possible.

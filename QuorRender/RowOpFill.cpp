@@ -2,12 +2,13 @@
 
 #include <cwchar>
 
-#include "QuorRender/internal/PixelMath.h"
 #include "QuorRender/internal/RowOpDict.h"
+#include "QuorRender/internal/RowSpans.h"
 
 namespace {
 
-using namespace qgdi_px;
+using namespace qgdi::px;
+using qgdi::rowop::ForSpans;
 
 inline constexpr SQFormatPair kFillPairs[] = {
     {keFormatGrey, keFormatNone},      {keFormatGreyA, keFormatNone},      {keFormatBGR, keFormatNone},

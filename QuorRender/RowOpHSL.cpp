@@ -4,12 +4,13 @@
 #include <cstring>
 
 #include "QuorRender/RowOpAdjust.h"
-#include "QuorRender/internal/PixelMath.h"
 #include "QuorRender/internal/RowOpDict.h"
+#include "QuorRender/internal/RowSpans.h"
 
 namespace {
 
-using namespace qgdi_px;
+using namespace qgdi::px;
+using qgdi::rowop::ForSpans;
 
 inline constexpr SQFormatPair kHSLAdjustPairs[] = {
     {keFormatBGR, keFormatNone},     {keFormatBGRA, keFormatNone},     {keFormatBGRxA, keFormatNone},

@@ -3,12 +3,13 @@
 #include <atomic>
 
 #include "QuorRender/DivTable2.h"
-#include "QuorRender/internal/PixelMath.h"
 #include "QuorRender/internal/RowOpDict.h"
+#include "QuorRender/internal/RowSpans.h"
 
 namespace {
 
-using namespace qgdi_px;
+using namespace qgdi::px;
+using qgdi::rowop::ForSpans;
 
 // round(65536 / a), so that t / a needs no division.
 inline constexpr auto kRecip16 = [] {

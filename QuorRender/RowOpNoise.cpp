@@ -2,13 +2,14 @@
 
 #include <cmath>
 
-#include "QuorRender/internal/PixelMath.h"
 #include "QuorRender/internal/RowOpDict.h"
+#include "QuorRender/internal/RowSpans.h"
 #include "geometry/Random.h"
 
 namespace {
 
-using namespace qgdi_px;
+using namespace qgdi::px;
+using qgdi::rowop::ForSpans;
 
 inline constexpr SQFormatPair kNoisePairs[] = {
     {keFormatGrey, keFormatNone},     {keFormatGreyA, keFormatNone},    {keFormatBGR, keFormatNone},

@@ -3,13 +3,14 @@
 #include <cmath>
 
 #include "QuorRender/RowOpNoise.h"
-#include "QuorRender/internal/PixelMath.h"
 #include "QuorRender/internal/RowOpDict.h"
+#include "QuorRender/internal/RowSpans.h"
 #include "geometry/Random.h"
 
 namespace {
 
-using namespace qgdi_px;
+using namespace qgdi::px;
+using qgdi::rowop::ForSpans;
 
 // Offset that keeps lattice coordinates positive.
 constexpr int kPerlinOffset = 4096;

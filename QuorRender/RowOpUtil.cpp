@@ -2,12 +2,12 @@
 
 #include <cstring>
 
-#include "QuorRender/internal/PixelMath.h"
 #include "QuorRender/internal/RowOpDict.h"
+#include "qdibcore/Source/internal/pixel/Pixel.h"
 
 namespace {
 
-using namespace qgdi_px;
+using namespace qgdi::px;
 
 constexpr bool IsDirect(int f) { return f >= keFormatGrey && f <= keFormatBGRxA_f32; }
 

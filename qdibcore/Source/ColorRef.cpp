@@ -5,13 +5,13 @@
 #include <cstring>
 #include <utility>
 
-#include "qdibcore/Source/internal/RowConvertKernels.h"
+#include "qdibcore/Source/internal/pixel/RowConvert.h"
 
 namespace {
-using namespace qgdi_convert;
+using namespace qgdi::px;
 
 template <class E>
-TColour<E> Channels(const CColorRef& c) noexcept {
+TColour<TWork<E>> Channels(const CColorRef& c) noexcept {
     if constexpr (std::is_same_v<E, uint8_t>)
         return {c.GetBlue8(), c.GetGreen8(), c.GetRed8(), c.GetAlpha8()};
     else if constexpr (std::is_same_v<E, uint16_t>)
@@ -21,41 +21,28 @@ TColour<E> Channels(const CColorRef& c) noexcept {
 }
 
 template <class E>
-CColorRef Make(const TColour<E>& c) noexcept {
+CColorRef Make(const TColour<TWork<E>>& c) noexcept {
     if constexpr (std::is_same_v<E, uint8_t>) return CColorRef(c.r, c.g, c.b, c.a);
-    else if constexpr (std::is_same_v<E, uint16_t>) return CColorRef::From16(c.r, c.g, c.b, c.a);
+    else if constexpr (std::is_same_v<E, uint16_t>)
+        return CColorRef::From16(uint16_t(c.r), uint16_t(c.g), uint16_t(c.b), uint16_t(c.a));
     else return CColorRef::FromFloat(c.r, c.g, c.b, c.a);
 }
 
 // A pixel of a non-indexed format: premultiplied colour is straightened.
 template <EQPixelFormat F>
 CColorRef ReadPixel(const void* pixel) noexcept {
-    using T = TQPixelFormat<F>;
-    using E = typename T::Elem;
-    E p[4];
-    std::memcpy(p, pixel, sizeof(E) * T::kChannels);
-    TColour<E> c = Load<F>(p);
-    if constexpr (T::kPremultiplied) {
-        c.b = Unpremul(c.b, c.a);
-        c.g = Unpremul(c.g, c.a);
-        c.r = Unpremul(c.r, c.a);
-    }
-    return Make(c);
+    using P = TPx<F>;
+    typename P::E p[4];
+    std::memcpy(p, pixel, sizeof(typename P::E) * P::kN);
+    return Make<typename P::E>(P::Load(p));
 }
 
 template <EQPixelFormat F>
 void WritePixel(void* pixel, const CColorRef& colour) noexcept {
-    using T = TQPixelFormat<F>;
-    using E = typename T::Elem;
-    TColour<E> c = Channels<E>(colour);
-    if constexpr (T::kPremultiplied) {
-        c.b = Premul(c.b, c.a);
-        c.g = Premul(c.g, c.a);
-        c.r = Premul(c.r, c.a);
-    }
-    E p[4];
-    Store<F>(p, c);
-    std::memcpy(pixel, p, sizeof(E) * T::kChannels);
+    using P = TPx<F>;
+    typename P::E p[4];
+    P::Store(p, Channels<typename P::E>(colour));
+    std::memcpy(pixel, p, sizeof(typename P::E) * P::kN);
 }
 
 using ReadFn = CColorRef (*)(const void*) noexcept;
@@ -85,16 +72,16 @@ constexpr auto kWrite = WriteTable(std::make_integer_sequence<int, keFormatLast 
 
 uint32_t ReadIndexAt(const uint8_t* p, EQPixelFormat f, int offset) noexcept {
     switch (f) {
-    case keFormatIndex1: return ReadIndex<keFormatIndex1>(p, 0, offset);
-    case keFormatIndex4: return ReadIndex<keFormatIndex4>(p, 0, offset);
+    case keFormatIndex1: return IndexAt<keFormatIndex1>(p, offset);
+    case keFormatIndex4: return IndexAt<keFormatIndex4>(p, offset);
     default: return p[0];
     }
 }
 
 void WriteIndexAt(uint8_t* p, EQPixelFormat f, int i, int offset, uint32_t index) noexcept {
     switch (f) {
-    case keFormatIndex1: WriteIndex<keFormatIndex1>(p, i, offset, index); break;
-    case keFormatIndex4: WriteIndex<keFormatIndex4>(p, i, offset, index); break;
+    case keFormatIndex1: SetIndex<keFormatIndex1>(p, i + offset, index); break;
+    case keFormatIndex4: SetIndex<keFormatIndex4>(p, i + offset, index); break;
     case keFormatIndex8: p[i] = static_cast<uint8_t>(index); break;
     default: p[2 * i] = static_cast<uint8_t>(index); break;
     }
@@ -153,7 +140,7 @@ CColorRef CColorRef::ToFloat() const noexcept {
 }
 
 uint8_t CColorRef::GetChannel8(EQChannel channel) const noexcept {
-    if (channel == keChannelGrey) return Luma(GetBlue8(), GetGreen8(), GetRed8());
+    if (channel == keChannelGrey) return Luma(GetRed8(), GetGreen8(), GetBlue8());
     if (channel < keChannelBlue || channel > keChannelAlpha) return 0;
     switch (m_precision) {
     case kePrecision8: return m_u8[channel];
@@ -163,7 +150,7 @@ uint8_t CColorRef::GetChannel8(EQChannel channel) const noexcept {
 }
 
 uint16_t CColorRef::GetChannel16(EQChannel channel) const noexcept {
-    if (channel == keChannelGrey) return Luma(GetBlue16(), GetGreen16(), GetRed16());
+    if (channel == keChannelGrey) return Luma(GetRed16(), GetGreen16(), GetBlue16());
     if (channel < keChannelBlue || channel > keChannelAlpha) return 0;
     switch (m_precision) {
     case kePrecision8: return Widen8(m_u8[channel]);
@@ -173,7 +160,7 @@ uint16_t CColorRef::GetChannel16(EQChannel channel) const noexcept {
 }
 
 float CColorRef::GetChannelFloat(EQChannel channel) const noexcept {
-    if (channel == keChannelGrey) return Luma(GetBlueFloat(), GetGreenFloat(), GetRedFloat());
+    if (channel == keChannelGrey) return Luma(GetRedFloat(), GetGreenFloat(), GetBlueFloat());
     if (channel < keChannelBlue || channel > keChannelAlpha) return 0.0f;
     switch (m_precision) {
     case kePrecision8: return Scale<float>(m_u8[channel]);
@@ -258,11 +245,8 @@ CColorRef CColorRef::FromPixel(const void* pixel, EQPixelFormat format, const RG
 
 int CColorRef::FindNearestIndex(const RGBQUAD* palette, int count) const noexcept {
     if (!palette || count <= 0) return -1;
-    SQRowConvertContext ctx;
-    ctx.palette = palette;
-    ctx.paletteCount = count;
     const uint8_t bgr[3] = {GetBlue8(), GetGreen8(), GetRed8()};
-    return static_cast<int>(NearestIndex(ctx, bgr));
+    return static_cast<int>(NearestIndex(palette, count, bgr));
 }
 
 bool CColorRef::ToPixel(void* pixel, EQPixelFormat format, const RGBQUAD* palette, int paletteCount,

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "qdibcore/Source/PixelFormatTraits.h"
+#include "qdibcore/Source/internal/pixel/PixelMath.h"
 
 namespace {
 
@@ -16,9 +17,6 @@ T Query(EQPixelFormat f, T SQPixelFormatTraits::*field, T otherwise) noexcept {
 }
 
 uint8_t GreyOf(uint32_t rgba) noexcept { return QGDI_GetChannelColor(rgba, keChannelGrey); }
-
-// c x a / 65535 rounded, for 16-bit premultiplication.
-uint16_t Mul16(uint32_t c, uint32_t a) noexcept { return static_cast<uint16_t>((c * a + 32767u) / 65535u); }
 
 }  // namespace
 
@@ -153,17 +151,18 @@ void CQPixelFormat::GetPixelInFormat(void* pixel, uint32_t colour) const noexcep
         const bool scale = t->premultiplied && ch != keChannelAlpha;
         switch (t->bitsPerChannel) {
         case 8:
+            // The byte forms keep QGDI_RGBAtoRGBxA's rule, which fills have always written.
             bytes[i] = scale ? static_cast<uint8_t>(QGDI_GetChannelColor(QGDI_RGBAtoRGBxA(colour), ch)) : static_cast<uint8_t>(v8);
             break;
         case 16: {
-            uint16_t v = static_cast<uint16_t>(v8 * 257u);
-            if (scale) v = Mul16(v, a8 * 257u);
+            uint16_t v = qgdi::px::Widen8(v8);
+            if (scale) v = qgdi::px::Premul(v, qgdi::px::Widen8(a8));
             std::memcpy(bytes + 2 * i, &v, 2);
             break;
         }
         default: {
-            float v = static_cast<float>(v8) / 255.0f;
-            if (scale) v *= static_cast<float>(a8) / 255.0f;
+            float v = qgdi::px::Unit8(v8);
+            if (scale) v = qgdi::px::Premul(v, qgdi::px::Unit8(a8));
             std::memcpy(bytes + 4 * i, &v, 4);
             break;
         }
@@ -178,7 +177,7 @@ uint8_t QGDI_GetChannelColor(uint32_t colour, EQChannel channel) noexcept {
     case keChannelGreen: return static_cast<uint8_t>(g);
     case keChannelRed: return static_cast<uint8_t>(r);
     case keChannelAlpha: return static_cast<uint8_t>(a);
-    case keChannelGrey: return static_cast<uint8_t>((77 * r + 151 * g + 28 * b) >> 8);
+    case keChannelGrey: return static_cast<uint8_t>(qgdi::px::Luma(r, g, b));
     default: return 0;
     }
 }
@@ -187,6 +186,8 @@ uint32_t QGDI_RGBAtoBGRA(uint32_t colour) noexcept {
     return (colour & 0xFF00FF00u) | ((colour & 0xFF) << 16) | ((colour >> 16) & 0xFF);
 }
 
+// Not the library's exact premultiplication (see the header): this function's
+// own rule, kept for the callers that depend on its bytes.
 uint32_t QGDI_RGBAtoRGBxA(uint32_t colour) noexcept {
     const uint32_t a = colour >> 24;
     if (a == 255) return colour;

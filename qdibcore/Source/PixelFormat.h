@@ -133,5 +133,8 @@ private:
 QGDI_API uint8_t QGDI_GetChannelColor(uint32_t colour, EQChannel channel) noexcept;
 // Swaps the low and third bytes (red and blue).
 QGDI_API uint32_t QGDI_RGBAtoBGRA(uint32_t colour) noexcept;
-// Premultiplies the colour bytes by alpha with exact rounding of c x a / 255.
+// Premultiplies the colour bytes by alpha by its own published rule, t = c x a,
+// (t + 128 + (t >> 8)) >> 8: for 24 (c, a) pairs that is one below the exact
+// rounding the row converters use (152 x 229 gives 136, not 137); callers
+// rely on these bytes, so the rule stays.
 QGDI_API uint32_t QGDI_RGBAtoRGBxA(uint32_t colour) noexcept;

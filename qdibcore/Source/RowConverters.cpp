@@ -3,29 +3,16 @@
 #include <array>
 #include <utility>
 
-#include "qdibcore/Source/internal/RowConvertKernels.h"
 #include "qdibcore/Source/internal/RowIteratorState.h"
+#include "qdibcore/Source/internal/pixel/RowConvert.h"
 
 namespace {
-using namespace qgdi_convert;
+using namespace qgdi::px;
 
-// Same non-indexed format: the bytes as they are.
-template <int BytesPerPixel>
-void CopyPixels(void* dst, const void* src, int count, const SQRowConvertContext&) {
-    std::memcpy(dst, src, size_t(count) * BytesPerPixel);
-}
-
-constexpr bool IsIndexed(int f) { return f >= keFormatIndex1 && f <= keFormatIndex8A; }
-
+// Every pair is the one row conversion that the row-copy kinds use as well.
 template <int S, int D>
 constexpr QRowConvertFn Pick() {
-    constexpr auto s = static_cast<EQPixelFormat>(S);
-    constexpr auto d = static_cast<EQPixelFormat>(D);
-    if constexpr (IsIndexed(S) && IsIndexed(D)) return &IndexToIndex<s, d>;
-    else if constexpr (IsIndexed(S)) return &IndexToPixels<s, d>;
-    else if constexpr (IsIndexed(D)) return &PixelsToIndex<s, d>;
-    else if constexpr (S == D) return &CopyPixels<TQPixelFormat<s>::kBitsPerPixel / 8>;
-    else return &ConvertPixels<s, d>;
+    return &ConvertRow<static_cast<EQPixelFormat>(D), static_cast<EQPixelFormat>(S)>;
 }
 
 constexpr int kFormats = keFormatLast;  // formats 1..19 hold pixels
@@ -88,7 +75,7 @@ void CRowIteratorBands::Convert8To8A(void* dst, const void* src, int count) {
 }
 // (b, g, r, a) -> (b, g, r): alpha dropped.
 void CRowIteratorBands::ConvertBGRAToBGR(void* dst, const void* src, int count) { Run<keFormatBGRA, keFormatBGR>(dst, src, count); }
-// c -> c a / 255 rounded (t = c a, (t + 128 + (t >> 8)) >> 8), alpha kept.
+// c -> round(c a / 255), alpha kept.
 void CRowIteratorBands::ConvertBGRAToBGRxA(void* dst, const void* src, int count) { Run<keFormatBGRA, keFormatBGRxA>(dst, src, count); }
 // -> (77 r + 151 g + 28 b) >> 8.
 void CRowIteratorBands::ConvertBGRAtoGrey(void* dst, const void* src, int count) { Run<keFormatBGRA, keFormatGrey>(dst, src, count); }
@@ -100,7 +87,7 @@ void CRowIteratorBands::ConvertBGRToBGRA(void* dst, const void* src, int count) 
 void CRowIteratorBands::ConvertBGRtoGrey(void* dst, const void* src, int count) { Run<keFormatBGR, keFormatGrey>(dst, src, count); }
 // -> ((77 r + 151 g + 28 b) >> 8, 255).
 void CRowIteratorBands::ConvertBGRtoGreyA(void* dst, const void* src, int count) { Run<keFormatBGR, keFormatGreyA>(dst, src, count); }
-// c -> min(255, c 255 / a) rounded, 0 where a = 0; alpha kept.
+// c -> min(255, round(c 255 / a)), 0 where a = 0; alpha kept.
 void CRowIteratorBands::ConvertBGRxAToBGRA(void* dst, const void* src, int count) { Run<keFormatBGRxA, keFormatBGRA>(dst, src, count); }
 // (v, a) -> (v, v, v).
 void CRowIteratorBands::ConvertGreyAToBGR(void* dst, const void* src, int count) { Run<keFormatGreyA, keFormatBGR>(dst, src, count); }
@@ -114,9 +101,9 @@ void CRowIteratorBands::ConvertGreyToBGRA(void* dst, const void* src, int count)
 void CRowIteratorBands::ConvertBGR16ToBGRA16(void* dst, const void* src, int count) { Run<keFormatBGR_u16, keFormatBGRA_u16>(dst, src, count); }
 // (b, g, r, a) -> (b, g, r).
 void CRowIteratorBands::ConvertBGRA16ToBGR16(void* dst, const void* src, int count) { Run<keFormatBGRA_u16, keFormatBGR_u16>(dst, src, count); }
-// c -> c a / 65535 rounded (t = c a, (t + 32768 + (t >> 16)) >> 16), alpha kept.
+// c -> round(c a / 65535), alpha kept.
 void CRowIteratorBands::ConvertBGRA16ToBGRxA16(void* dst, const void* src, int count) { Run<keFormatBGRA_u16, keFormatBGRxA_u16>(dst, src, count); }
-// c -> min(65535, c 65535 / a) rounded, 0 where a = 0; alpha kept.
+// c -> min(65535, round(c 65535 / a)), 0 where a = 0; alpha kept.
 void CRowIteratorBands::ConvertBGRxA16ToBGRA16(void* dst, const void* src, int count) { Run<keFormatBGRxA_u16, keFormatBGRA_u16>(dst, src, count); }
 // v -> (v, 65535).
 void CRowIteratorBands::ConvertGrey16ToGreyA16(void* dst, const void* src, int count) { Run<keFormatGrey_u16, keFormatGreyA_u16>(dst, src, count); }

@@ -5,12 +5,12 @@
 #include <vector>
 
 #include "qdibcore/Source/StatusControl.h"
-#include "qdibcore/Source/internal/RowConvertKernels.h"
+#include "qdibcore/Source/internal/pixel/RowConvert.h"
 #include "qdibcore/Source/internal/RowIteratorState.h"
 #include "qdibcore/Source/internal/RowSpanCopy.h"
 
 namespace {
-using namespace qgdi_convert;
+using namespace qgdi::px;
 
 const SQSpanFormat kFloatRow{keFormatBGRA_f32, nullptr, 0, 0};
 
@@ -70,7 +70,7 @@ bool HasChannel(EQPixelFormat format, EQChannel channel) noexcept {
 
 // Value of `channel` of a straight BGRA float pixel; grey is the luma.
 float ChannelOf(const float* p, EQChannel channel) noexcept {
-    return channel == keChannelGrey ? Luma(p[0], p[1], p[2]) : p[channel];
+    return channel == keChannelGrey ? Luma(p[2], p[1], p[0]) : p[channel];
 }
 
 CErrorAutoThrow CopyChannel(CRowIterator& dst, EQChannel dstChannel, const CRowIterator& src, EQChannel srcChannel,
@@ -184,7 +184,7 @@ CErrorAutoThrow RowIterator_CopyAlpha(CRowIterator& dst, const CRowIterator& src
     const bool fromAlpha = CQPixelFormat(src.GetPixelFormat()).IsAlphaChannelPresent();
     // Alpha from the source's alpha, or from its grey level when it has none.
     return ForEachFloatRow(dst, &src, status, [fromAlpha](float* d, const float* s, int n) {
-        for (int i = 0; i < n; ++i, d += 4, s += 4) d[3] = fromAlpha ? s[3] : Luma(s[0], s[1], s[2]);
+        for (int i = 0; i < n; ++i, d += 4, s += 4) d[3] = fromAlpha ? s[3] : Luma(s[2], s[1], s[0]);
     });
 }
 

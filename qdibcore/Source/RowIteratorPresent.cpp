@@ -10,11 +10,11 @@
 
 #include "qdibcore/Source/DibIterator.h"
 #include "qdibcore/Source/PixelFormatTraits.h"
-#include "qdibcore/Source/internal/RowConvertKernels.h"
 #include "qdibcore/Source/internal/RowIteratorState.h"
+#include "qdibcore/Source/internal/pixel/RowConvert.h"
 
 namespace {
-using namespace qgdi_convert;
+using namespace qgdi::px;
 using qgdi::iter::CRowBufferCache;
 using qgdi::iter::SConvertedRow;
 using qgdi::iter::SRowBuffer;

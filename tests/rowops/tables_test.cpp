@@ -4,12 +4,12 @@
 
 #include <cmath>
 
-#include "QuorRender/internal/PixelMath.h"
+#include "qdibcore/Source/internal/pixel/PixelMath.h"
 #include "rowops_test_util.h"
 
 namespace {
 
-using namespace qgdi_px;
+using namespace qgdi::px;
 
 uint32_t RoundDiv(uint64_t a, uint64_t b) { return static_cast<uint32_t>((2 * a + b) / (2 * b)); }
 
