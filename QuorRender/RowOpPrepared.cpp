@@ -1,0 +1,82 @@
+// What the fill and composite kinds prepare when they are bound.
+#include "QuorRender/internal/RowOpPrepared.h"
+
+#include <cstring>
+
+#include "QuorRender/RowOpComposite.h"
+#include "QuorRender/RowOpFill.h"
+#include "QuorRender/internal/PixelMath.h"
+#include "qdibcore/Source/PixelFormatTraits.h"
+
+namespace qgdi::rowop {
+
+namespace {
+
+int BytesPerPixel(EQPixelFormat f) noexcept {
+    const SQPixelFormatTraits* t = QGDI_FindPixelFormatTraits(f);
+    return t ? t->bitsPerPixel / 8 : 0;
+}
+
+}  // namespace
+
+SFillPrepared::SFillPrepared(const CRowOpDef& def, EQPixelFormat dst, EQPixelFormat src)
+    : CRowOpPrepared(def, dst, src) {
+    const auto& fill = static_cast<const CRowOpDefRowFill&>(def);
+    const SQPixelFormatTraits* t = QGDI_FindPixelFormatTraits(dst);
+    std::memset(pattern, 0, sizeof pattern);
+    if (t && t->formatClass == keFormatClassIndexed) pattern[0] = fill.GetIndex();
+    else CQPixelFormat(dst).GetPixelInFormat(pattern, fill.GetColour());
+    const size_t pixel = static_cast<size_t>(BytesPerPixel(dst));
+    if (pixel == 0 || kPatternBytes % pixel != 0) return;
+    for (size_t len = pixel; len < kPatternBytes; len *= 2)
+        std::memcpy(pattern + len, pattern, std::min(len, kPatternBytes - len));
+}
+
+SSolidOverPrepared::SSolidOverPrepared(const CRowOpDef& def, EQPixelFormat dst, EQPixelFormat src)
+    : CRowOpPrepared(def, dst, src) {
+    const auto& op = static_cast<const CRowOpDefRowMaskOverSolid&>(def);
+    const uint32_t rgba = op.GetColour();
+    const SQPixelFormatTraits* t = QGDI_FindPixelFormatTraits(dst);
+    const bool wide = t && t->bitsPerChannel == 16;
+    // stored order b, g, r, a from a colour with red in the low byte
+    const int shifts[4] = {16, 8, 0, 24};
+    for (int c = 0; c < 4; ++c) {
+        const int32_t v = static_cast<int32_t>((rgba >> shifts[c]) & 255);
+        colour[c] = wide ? qgdi_px::Cast<uint16_t, uint8_t>(v) : v;
+        colourF[c] = qgdi_px::Cast<float, uint8_t>(v);
+    }
+    const uint32_t colourAlpha = rgba >> 24, opacity = op.GetOpacity();
+    alpha = qgdi_px::Div255(colourAlpha * opacity);
+    for (uint32_t m = 0; m < 256; ++m) alphaOf[m] = uint8_t(qgdi_px::Div255(colourAlpha * qgdi_px::Div255(m * opacity)));
+}
+
+SBlendSolidPrepared::SBlendSolidPrepared(const CRowOpDef& def, EQPixelFormat dst, EQPixelFormat src)
+    : CRowOpPrepared(def, dst, src) {
+    std::memset(pixel, 0, sizeof pixel);
+    CQPixelFormat(dst).GetPixelInFormat(pixel, static_cast<const CRowOpDefRowBlendSolid&>(def).GetColour());
+}
+
+SCoveragePrepared::SCoveragePrepared(const CRowOpDef& def, EQPixelFormat dst, EQPixelFormat src)
+    : CRowOpPrepared(def, dst, src) {
+    const uint32_t opacity = static_cast<const CRowOpDefRowBlendIndexedBGRA&>(def).GetOpacity();
+    for (uint32_t m = 0; m < 256; ++m) coverageOf[m] = uint8_t(qgdi_px::Div255(m * opacity));
+}
+
+}  // namespace qgdi::rowop
+
+std::shared_ptr<const CRowOpPrepared> CRowOpDefRowFill::Prepare(EQPixelFormat dst, EQPixelFormat src) const {
+    return qgdi::rowop::MakePrepared<qgdi::rowop::SFillPrepared>(*this, dst, src);
+}
+
+std::shared_ptr<const CRowOpPrepared> CRowOpDefRowMaskOverSolid::Prepare(EQPixelFormat dst, EQPixelFormat src) const {
+    return qgdi::rowop::MakePrepared<qgdi::rowop::SSolidOverPrepared>(*this, dst, src);
+}
+
+std::shared_ptr<const CRowOpPrepared> CRowOpDefRowBlendSolid::Prepare(EQPixelFormat dst, EQPixelFormat src) const {
+    return qgdi::rowop::MakePrepared<qgdi::rowop::SBlendSolidPrepared>(*this, dst, src);
+}
+
+std::shared_ptr<const CRowOpPrepared> CRowOpDefRowBlendIndexedBGRA::Prepare(EQPixelFormat dst,
+                                                                            EQPixelFormat src) const {
+    return qgdi::rowop::MakePrepared<qgdi::rowop::SCoveragePrepared>(*this, dst, src);
+}
