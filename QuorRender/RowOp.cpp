@@ -352,13 +352,13 @@ CErrorAutoThrow CRowOp::SpanMasked(CRowOpData& data, const uint8_t* mask) const 
 CErrorAutoThrow CRowOp::Span(CRowOpData& data, uint8_t coverage) const {
     if (coverage == 0) return CErrorAutoThrow();
     if (coverage == 255) return SpanMasked(data, nullptr);
+    // A copy of the record, so that the caller's never points at this frame's mask.
     alignas(64) uint8_t mask[kSpanPiece];
     const int n = data.nCount;
     std::memset(mask, coverage, static_cast<size_t>(std::clamp(n, 0, kSpanPiece)));
-    if (n <= kSpanPiece) return SpanMasked(data, mask);
-    // Longer runs go piece by piece under the same constant mask.
     CRowOpData piece = data;
     piece.pMask = mask;
+    // Longer runs go piece by piece under the same constant mask.
     for (int i = 0; i < n; i += kSpanPiece) {
         piece.nCount = std::min(kSpanPiece, n - i);
         piece.x = data.x + i;

@@ -63,8 +63,9 @@ uint8_t* CScratchFrame::Take(size_t bytes) noexcept {
     if (InjectedFailure()) return nullptr;
     SScratchArena& a = *m_pArena;
     const size_t need = RoundUp(std::max<size_t>(bytes, 1), kAlign);
-    if (need > a.capacity - a.top) {
-        a.want = std::max(a.want, a.top + need);
+    a.want = std::max(a.want, a.top + need);
+    // An empty arena grows to everything the nested frames asked for last time.
+    if (need > a.capacity - a.top || (a.top == 0 && a.want > a.capacity)) {
         if (a.top != 0) {
             // Outer frames point into the arena, so it cannot move now.
             auto* block = static_cast<SScratchOverflow*>(static_cast<void*>(Allocate(kAlign + need)));
