@@ -1,7 +1,12 @@
 #include "QuorRender/RowOpFill.h"
 
+#include <algorithm>
 #include <cwchar>
 #include <optional>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "QuorRender/internal/PixelMath.h"
 #include "QuorRender/internal/RowOpDict.h"
@@ -23,6 +28,41 @@ static_assert(std::size(kFillPairs) == 13);
 using qgdi::rowop::SFillPrepared;
 constexpr size_t kPatternBytes = SFillPrepared::kPatternBytes;
 
+// Every pixel size divides 48, so 48 bytes of the pattern taken at the
+// phase of an address repeat from there on.
+constexpr size_t kPeriod = 48;
+static_assert(kPatternBytes >= kPeriod + 2 * 16);
+
+// Writes `bytes` of the pattern of `pixel`-byte pixels to `dst` (a row
+// start) with non-temporal stores, which skip the cache: a fill larger than
+// the cache would only evict what the next operation reads.
+void StreamPattern(uint8_t* dst, size_t bytes, const uint8_t* pattern, size_t pixel) noexcept {
+#if defined(__SSE2__)
+    size_t head = (16 - reinterpret_cast<uintptr_t>(dst) % 16) % 16;
+    if (head >= bytes) {
+        std::memcpy(dst, pattern, bytes);
+        return;
+    }
+    std::memcpy(dst, pattern, head);
+    const uint8_t* phase = pattern + head % pixel;
+    const __m128i v0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(phase));
+    const __m128i v1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(phase + 16));
+    const __m128i v2 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(phase + 32));
+    size_t i = head;
+    for (; i + kPeriod <= bytes; i += kPeriod) {
+        _mm_stream_si128(reinterpret_cast<__m128i*>(dst + i), v0);
+        _mm_stream_si128(reinterpret_cast<__m128i*>(dst + i + 16), v1);
+        _mm_stream_si128(reinterpret_cast<__m128i*>(dst + i + 32), v2);
+    }
+    std::memcpy(dst + i, pattern + i % pixel, bytes - i);
+    // Streaming stores are weakly ordered: fence them before the row is handed back.
+    _mm_sfence();
+#else
+    // Without a portable streaming store the cached fill is the only one.
+    for (size_t i = 0; i < bytes; i += kPatternBytes) std::memcpy(dst + i, pattern, std::min(kPatternBytes, bytes - i));
+#endif
+}
+
 template <EQPixelFormat D, EQPixelFormat S>
 struct TRowFill {
     static constexpr size_t kPixel = TQPixelFormat<D>::kBitsPerPixel / 8;
@@ -30,7 +70,15 @@ struct TRowFill {
 
     static void Run(const CRowOpDef& def, CRowOpData& data) {
         std::optional<SFillPrepared> local;
-        const uint8_t* pattern = qgdi::rowop::PreparedFor<SFillPrepared, D, S>(def, data, local).pattern;
+        const SFillPrepared& prep = qgdi::rowop::PreparedFor<SFillPrepared, D, S>(def, data, local);
+        const uint8_t* pattern = prep.pattern;
+        // The whole fill (this row's width down the image) larger than the cache.
+        const size_t rowBytes = static_cast<size_t>(data.nCount) * kPixel;
+        if (!data.pMask && prep.streamAbove && data.nImageHeight > 0 &&
+            rowBytes * static_cast<size_t>(data.nImageHeight) > prep.streamAbove) {
+            StreamPattern(data.pDst, rowBytes, pattern, kPixel);
+            return;
+        }
         ForSpans<D, S>(data, [&](uint8_t* dst, const uint8_t*, int, int n) {
             // d = colour
             if constexpr (kPixel == 1) {

@@ -30,9 +30,11 @@ std::shared_ptr<const CRowOpPrepared> MakePrepared(const CRowOpDef& def, EQPixel
 
 // Solid fills: the colour as whole destination pixels (the index for indexed
 // rows) repeated over 192 bytes, a multiple of every pixel size up to 16 bytes.
+// Fills of more bytes than `streamAbove` (0: none) store around the cache.
 struct SFillPrepared final : CRowOpPrepared {
     static constexpr size_t kPatternBytes = 4 * 48;
     alignas(64) uint8_t pattern[kPatternBytes];
+    size_t streamAbove;
     SFillPrepared(const CRowOpDef& def, EQPixelFormat dst, EQPixelFormat src);
 };
 

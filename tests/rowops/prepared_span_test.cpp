@@ -132,6 +132,31 @@ TEST(PreparedBlock, CopiesOfABindingShareItsBlock) {
     EXPECT_EQ(a, b);
 }
 
+// Fills whose whole extent passes the cache size store around the cache: the
+// same bytes at every alignment and pixel size, nothing outside the row.
+TEST(StreamingFill, WritesTheSameBytesAsTheCachedFill) {
+    CRowOpDefRowFill fill(0x9F3366CCu, uint8_t(42));
+    for (const SRowOpDictEntry* e = GetRowFillDict(); e->pfnKernel; ++e) {
+        const auto format = static_cast<EQPixelFormat>(e->nDstFormat);
+        for (int misalign = 0; misalign < 16; ++misalign)
+            for (int n : {1, 3, 17, 64, 333}) {
+                constexpr int kGuard = 64;
+                const size_t bytes = RowBytes(format, n);
+                Bytes cached(bytes + 2 * kGuard + 16, 0xA5), streamed = cached;
+                for (Bytes* row : {&cached, &streamed}) {
+                    CRowOpData data;
+                    data.eDstFormat = format;
+                    data.nCount = n;
+                    data.pDst = row->data() + kGuard + misalign;
+                    data.nImageWidth = n;
+                    data.nImageHeight = row == &streamed ? 1 << 30 : 1;
+                    CRowOp(&fill, data)(data);
+                }
+                ASSERT_EQ(streamed, cached) << format << " misaligned by " << misalign << ", " << n << " pixels";
+            }
+    }
+}
+
 // ---- Spans
 
 struct SpanCase {
