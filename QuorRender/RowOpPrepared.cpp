@@ -1,13 +1,15 @@
-// What the fill and composite kinds prepare when they are bound.
+// What the fill, composite and channel kinds prepare when they are bound.
 #include "QuorRender/internal/RowOpPrepared.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #if __has_include(<unistd.h>)
 #include <unistd.h>
 #endif
 
+#include "QuorRender/RowOpChannel.h"
 #include "QuorRender/RowOpComposite.h"
 #include "QuorRender/RowOpFill.h"
 #include "QuorRender/internal/PixelMath.h"
@@ -83,6 +85,42 @@ SCoveragePrepared::SCoveragePrepared(const CRowOpDef& def, EQPixelFormat dst, EQ
     for (uint32_t m = 0; m < 256; ++m) coverageOf[m] = uint8_t(qgdi_px::Div255(m * opacity));
 }
 
+namespace {
+
+void Members(EQPixelFormat dst, EQChannelSet set, bool (&member)[4]) noexcept {
+    const SQPixelFormatTraits* t = QGDI_FindPixelFormatTraits(dst);
+    for (int i = 0; i < 4; ++i) member[i] = t && i < t->channelCount && QGDI_ChannelIsMember(set, t->channels[i]);
+}
+
+int BitsPerChannel(EQPixelFormat f) noexcept {
+    const SQPixelFormatTraits* t = QGDI_FindPixelFormatTraits(f);
+    return t ? t->bitsPerChannel : 0;
+}
+
+}  // namespace
+
+SChannelConstantPrepared::SChannelConstantPrepared(const CRowOpDef& def, EQPixelFormat dst, EQPixelFormat src)
+    : CRowOpPrepared(def, dst, src) {
+    const auto& op = static_cast<const CRowOpDefChannelConstant&>(def);
+    Members(dst, op.GetChannels(), member);
+    const float v = static_cast<float>(op.GetValue());
+    value = BitsPerChannel(dst) == 16 ? qgdi_px::Cast<uint16_t, float>(v) : qgdi_px::Cast<uint8_t, float>(v);
+    valueF = v;
+}
+
+SChannelLinearPrepared::SChannelLinearPrepared(const CRowOpDef& def, EQPixelFormat dst, EQPixelFormat src)
+    : CRowOpPrepared(def, dst, src) {
+    const auto& op = static_cast<const CRowOpDefChannelLinear&>(def);
+    Members(dst, op.GetChannels(), member);
+    const double scale = std::clamp(op.GetScale(), -64.0, 64.0);
+    const double offset = std::clamp(op.GetOffset(), -64.0, 64.0);
+    k = static_cast<int32_t>(std::lround(scale * 4096));
+    o = static_cast<int32_t>(std::lround(offset * 255 * 4096)) + 2048;
+    kF = static_cast<float>(scale);
+    const int bits = BitsPerChannel(dst);
+    oF = bits == 32 ? static_cast<float>(offset) * 1.0f + 0.0f : static_cast<float>(offset) * 65535 + 0.5f;
+}
+
 }  // namespace qgdi::rowop
 
 std::shared_ptr<const CRowOpPrepared> CRowOpDefRowFill::Prepare(EQPixelFormat dst, EQPixelFormat src) const {
@@ -100,4 +138,12 @@ std::shared_ptr<const CRowOpPrepared> CRowOpDefRowBlendSolid::Prepare(EQPixelFor
 std::shared_ptr<const CRowOpPrepared> CRowOpDefRowBlendIndexedBGRA::Prepare(EQPixelFormat dst,
                                                                             EQPixelFormat src) const {
     return qgdi::rowop::MakePrepared<qgdi::rowop::SCoveragePrepared>(*this, dst, src);
+}
+
+std::shared_ptr<const CRowOpPrepared> CRowOpDefChannelConstant::Prepare(EQPixelFormat dst, EQPixelFormat src) const {
+    return qgdi::rowop::MakePrepared<qgdi::rowop::SChannelConstantPrepared>(*this, dst, src);
+}
+
+std::shared_ptr<const CRowOpPrepared> CRowOpDefChannelLinear::Prepare(EQPixelFormat dst, EQPixelFormat src) const {
+    return qgdi::rowop::MakePrepared<qgdi::rowop::SChannelLinearPrepared>(*this, dst, src);
 }

@@ -61,4 +61,24 @@ struct SCoveragePrepared final : CRowOpPrepared {
     SCoveragePrepared(const CRowOpDef& def, EQPixelFormat dst, EQPixelFormat src);
 };
 
+// A constant into a set of channels: which elements of the pixel the set
+// names, and the constant in the channel scale (integer for 8- and 16-bit
+// rows, float otherwise).
+struct SChannelConstantPrepared final : CRowOpPrepared {
+    bool member[4];
+    int32_t value;
+    float valueF;
+    SChannelConstantPrepared(const CRowOpDef& def, EQPixelFormat dst, EQPixelFormat src);
+};
+
+// d = scale d + offset on a set of channels: 8-bit rows in 20.12 fixed point
+// (k = scale x 4096, o = offset x 255 x 4096 + 2048 to round), wider ones in
+// float with the offset in the channel scale (+ 0.5 to round integers).
+struct SChannelLinearPrepared final : CRowOpPrepared {
+    bool member[4];
+    int32_t k, o;
+    float kF, oF;
+    SChannelLinearPrepared(const CRowOpDef& def, EQPixelFormat dst, EQPixelFormat src);
+};
+
 }  // namespace qgdi::rowop

@@ -49,6 +49,8 @@ const PreparedKind kPreparedKinds[] = {
     {"MaskOverSolid", GetRowMaskOverSolidDict, Make<CRowOpDefRowMaskOverSolid>(0xB0336699u, uint8_t(200))},
     {"BlendSolid", GetRowBlendSolidDict, Make<CRowOpDefRowBlendSolid>(0x40FF8000u, uint8_t(180))},
     {"BlendIndexed", GetRowBlendIndexedBGRADict, Make<CRowOpDefRowBlendIndexedBGRA>(uint8_t(150))},
+    {"ChannelConstant", GetChannelConstantDict, Make<CRowOpDefChannelConstant>(keChannelSetAllButAlpha, 0.3)},
+    {"ChannelLinear", GetChannelLinearDict, Make<CRowOpDefChannelLinear>(keChannelSetAll, 1.7, -0.2)},
 };
 
 class Prepared : public testing::TestWithParam<PreparedKind> {};
