@@ -162,9 +162,10 @@ public:
     virtual bool Attach(CRowOp& op, const CRowOpData& data, EQCPURequest request, bool report) const;
     virtual void Detach(CRowOp& op) const;
     virtual QRowOpFn Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const = 0;
-    // The block the kernel for `dst` and `src` reads (null: it needs none).
-    // Called once per binding, outside any parallel loop; may throw
-    // std::bad_alloc, in which case the kernel prepares on every call.
+    // The block the kernel for `dst` and `src` reads (null: it needs none),
+    // made by the kind whose dictionary holds that kernel. Called once per
+    // binding; a std::bad_alloc it throws is caught by the binding, and the
+    // kernel then prepares on every call.
     virtual std::shared_ptr<const CRowOpPrepared> Prepare(EQPixelFormat dst, EQPixelFormat src) const;
 
     EQRowOpType GetType() const noexcept { return m_eType; }
@@ -230,7 +231,8 @@ public:
     // between gives exactly what a mask of that byte everywhere gives. The
     // data's own mask is not used. No allocation and no set-up per call.
     CErrorAutoThrow Span(CRowOpData& data, uint8_t coverage) const;
-    // A short run through a coverage mask of data.nCount bytes (null: full coverage).
+    // A short run through a coverage mask of data.nCount bytes, stored into
+    // data.pMask (null: full coverage).
     CErrorAutoThrow SpanMasked(CRowOpData& data, const uint8_t* mask) const;
 
     // For CRowOpDef::Attach and its overrides.
