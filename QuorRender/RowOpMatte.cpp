@@ -97,7 +97,15 @@ const uint8_t* MatteTable(int m) {
         delete[] t;
         return expected;
     }
-    static const bool registered = (QGDI_RegisterRowOpCache(&FreeMatteTables), true);
+    // Registration may allocate; failing it only means shutdown does not free the tables.
+    static const bool registered = [] {
+        try {
+            QGDI_RegisterRowOpCache(&FreeMatteTables);
+            return true;
+        } catch (...) {
+            return false;
+        }
+    }();
     (void)registered;
     return t;
 }
