@@ -1,14 +1,17 @@
 #include "QuorRender/RowOp.h"
 
 #include <array>
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <utility>
 
 #include "QuorRender/RowOpCopy.h"
 #include "QuorRender/internal/RowOpDict.h"
+#include "QuorRender/internal/RowOpScratch.h"
 #include "diagnostics/QgdiLog.h"
 #include "qdibcore/Source/PixelFormatTraits.h"
 #include "qdibcore/Source/internal/pixel/IndexedPixels.h"
@@ -84,6 +87,25 @@ void ReportMissing(const CRowOpDef& def, const CRowOpData& data) {
     QGDI_Log(keLogWarning, "Missing Row Operation\t%s", text.c_str());
 }
 
+// Bytes of the first `pixels` pixels of a row of format f (a multiple of 8
+// pixels for the packed formats).
+size_t SpanBytes(EQPixelFormat f, int pixels) noexcept {
+    const SQPixelFormatTraits* t = QGDI_FindPixelFormatTraits(f);
+    return t ? static_cast<size_t>(pixels) * static_cast<size_t>(t->bitsPerPixel) / 8 : 0;
+}
+
+// Eight bytes hold one pixel of every intermediate format.
+constexpr uint32_t kIntermediateBytes = 8;
+
+// Spans longer than this run in pieces of it, each under one constant mask;
+// a multiple of 8 so that packed rows split on whole bytes.
+constexpr int kSpanPiece = 64;
+
+void ReportNoScratch(const CRowOpDef& def, const CRowOpData& data) {
+    QGDI_Log(keLogError, "row operation %s: no scratch memory for %d pixels, row %d left unchanged", def.GetTypeName(),
+             data.nCount, data.y);
+}
+
 }  // namespace
 
 const char* QGDI_GetRowOpTypeName(int type) noexcept {
@@ -149,6 +171,10 @@ bool CRowOpDef::Attach(CRowOp& op, const CRowOpData& data, EQCPURequest request,
 
 void CRowOpDef::Detach(CRowOp& op) const { op.SetKernel(nullptr, nullptr); }
 
+std::shared_ptr<const CRowOpPrepared> CRowOpDef::Prepare(EQPixelFormat, EQPixelFormat) const { return nullptr; }
+
+CRowOpPrepared::~CRowOpPrepared() = default;
+
 const SRowOpDictEntry* GetNOPDict() noexcept { return kNOPDict.data(); }
 
 CRowOp::CRowOp(const CRowOpDef* def, const CRowOpData& data, EQCPURequest request, bool report) {
@@ -171,6 +197,9 @@ void CRowOp::Detach() noexcept {
     m_pfnSrcToIntermediate = m_pfnDstToIntermediate = m_pfnIntermediateToDst = nullptr;
     m_eWidenedDst = m_eWidenedSrc = keFormatNone;
     m_pfnUnpackDst = m_pfnUnpackSrc = nullptr;
+    m_eKernelDst = m_eKernelSrc = keFormatNone;
+    m_pPrepared.reset();
+    m_nScratchPerPixel = 0;
 }
 
 bool CRowOp::BindThrough(EQPixelFormat intermediate, const CRowOpData& data, EQCPURequest request) {
@@ -180,6 +209,8 @@ bool CRowOp::BindThrough(EQPixelFormat intermediate, const CRowOpData& data, EQC
     m_pfnKernel = fn;
     m_bConverted = true;
     m_eIntermediate = intermediate;
+    m_eKernelDst = intermediate;
+    m_eKernelSrc = hasSource ? intermediate : keFormatNone;
     m_pfnDstToIntermediate = FindConverter(intermediate, data.eDstFormat, request);
     m_pfnSrcToIntermediate = hasSource ? FindConverter(intermediate, data.eSrcFormat, request) : nullptr;
     m_pfnIntermediateToDst = FindConverter(data.eDstFormat, intermediate, request);
@@ -198,7 +229,7 @@ bool CRowOp::BindWidened(const CRowOpDef* def, const CRowOpData& data, EQCPURequ
     wide.eDstFormat = Widen(data.eDstFormat);
     wide.eSrcFormat = Widen(data.eSrcFormat);
     CRowOp inner;
-    (void)inner.Attach(def, wide, request, false);
+    (void)inner.Bind(def, wide, request, false);
     if (inner.IsNOP()) return false;
     const bool hasSource = wide.eSrcFormat != keFormatNone;
     if (inner.m_bConverted && (inner.m_pfnDstToIntermediate == &QGDI_RowOpNOP ||
@@ -219,9 +250,33 @@ bool CRowOp::BindWidened(const CRowOpDef* def, const CRowOpData& data, EQCPURequ
 
 bool CRowOp::Attach(const CRowOpDef* def, const CRowOpData& data, EQCPURequest request, bool report) {
     Detach();
+    if (!Bind(def, data, request, report)) return false;
+    Prepare(data);
+    return true;
+}
+
+// Everything that depends only on the definition and the formats: the
+// kernel's prepared block and the scratch one pixel needs.
+void CRowOp::Prepare(const CRowOpData& data) {
+    if (m_bConverted)
+        m_nScratchPerPixel = kIntermediateBytes * (data.eSrcFormat != keFormatNone ? 2 : 1);
+    m_nScratchPerPixel += (m_eWidenedDst != keFormatNone ? 1 : 0) + (m_eWidenedSrc != keFormatNone ? 1 : 0);
+    if (IsNOP()) return;
+    try {
+        m_pPrepared = m_pDef->Prepare(m_eKernelDst, m_eKernelSrc);
+    } catch (const std::bad_alloc&) {
+        // The kernel prepares on every call instead: slower, same pixels.
+        QGDI_Log(keLogWarning, "row operation %s: no memory to prepare the binding", m_pDef->GetTypeName());
+        m_pPrepared.reset();
+    }
+}
+
+bool CRowOp::Bind(const CRowOpDef* def, const CRowOpData& data, EQCPURequest request, bool report) {
     if (!def) return false;
     def->Attach(*this, data, request, report);
     if (!m_pfnKernel) m_pfnKernel = &QGDI_RowOpNOP;
+    m_eKernelDst = data.eDstFormat;
+    m_eKernelSrc = data.eSrcFormat;
     if (m_pfnKernel != &QGDI_RowOpNOP || !def->AllowsConversion()) {
         if (report && m_pfnKernel == &QGDI_RowOpNOP && def->GetType() != keRoNOP) ReportMissing(*def, data);
         return true;
@@ -252,23 +307,73 @@ bool CRowOp::Attach(const CRowOpDef* def, const CRowOpData& data, EQCPURequest r
 }
 
 void CRowOp::operator()(CRowOpData& data) const {
-    if (!m_pfnKernel || !data.pDst || data.nCount <= 0) return;
-    if (IsWidened()) RunWidened(data);
-    else RunBound(data);
+    if (RunCode(data) != keQuorErrSuccess) ReportNoScratch(*m_pDef, data);
 }
 
-void CRowOp::RunBound(CRowOpData& data) const {
-    if (m_bConverted) RunConverted(data);
-    else m_pfnKernel(*m_pDef, data);
+CErrorAutoThrow CRowOp::Run(CRowOpData& data) const {
+    const QuorErrorCode code = RunCode(data);
+    return code == keQuorErrSuccess ? CErrorAutoThrow() : QERR(code);
 }
 
-void CRowOp::RunWidened(CRowOpData& data) const {
+QuorErrorCode CRowOp::RunCode(CRowOpData& data) const noexcept {
+    if (!m_pfnKernel || !data.pDst || data.nCount <= 0) return keQuorErrSuccess;
+    if (m_nScratchPerPixel == 0) {
+        data.pPrepared = m_pPrepared.get();
+        m_pfnKernel(*m_pDef, data);
+        return keQuorErrSuccess;
+    }
+    qgdi::rowop::CScratchFrame frame;
+    uint8_t* scratch = frame.Take(static_cast<size_t>(data.nCount) * m_nScratchPerPixel);
+    if (!scratch) return keQuorErrOutOfMemory;
+    if (IsWidened()) RunWidened(data, scratch);
+    else RunBound(data, scratch);
+    return keQuorErrSuccess;
+}
+
+CErrorAutoThrow CRowOp::SpanMasked(CRowOpData& data, const uint8_t* mask) const {
+    data.pMask = mask;
+    return Run(data);
+}
+
+CErrorAutoThrow CRowOp::Span(CRowOpData& data, uint8_t coverage) const {
+    if (coverage == 0) return CErrorAutoThrow();
+    if (coverage == 255) return SpanMasked(data, nullptr);
+    // A copy of the record, so that the caller's never points at this frame's mask.
+    alignas(64) uint8_t mask[kSpanPiece];
+    const int n = data.nCount;
+    std::memset(mask, coverage, static_cast<size_t>(std::clamp(n, 0, kSpanPiece)));
+    CRowOpData piece = data;
+    piece.pMask = mask;
+    // Longer runs go piece by piece under the same constant mask.
+    for (int i = 0; i < n; i += kSpanPiece) {
+        piece.nCount = std::min(kSpanPiece, n - i);
+        piece.x = data.x + i;
+        piece.pDst = data.pDst + SpanBytes(data.eDstFormat, i);
+        piece.pSrc = data.pSrc ? data.pSrc + SpanBytes(data.eSrcFormat, i) : nullptr;
+        const QuorErrorCode code = RunCode(piece);
+        if (code != keQuorErrSuccess) return QERR(code);
+    }
+    return CErrorAutoThrow();
+}
+
+void CRowOp::RunBound(CRowOpData& data, uint8_t* scratch) const noexcept {
+    if (m_bConverted) {
+        RunConverted(data, scratch);
+    } else {
+        data.pPrepared = m_pPrepared.get();
+        m_pfnKernel(*m_pDef, data);
+    }
+}
+
+// The scratch holds the intermediate rows first (when converted), then the
+// widened destination and source indices.
+void CRowOp::RunWidened(CRowOpData& data, uint8_t* scratch) const noexcept {
     const size_t n = static_cast<size_t>(data.nCount);
-    const bool widenSrc = m_eWidenedSrc != keFormatNone && data.pSrc;
-    std::unique_ptr<uint8_t[]> dstBuf, srcBuf;
-    if (m_eWidenedDst != keFormatNone) dstBuf.reset(new (std::nothrow) uint8_t[n]);
-    if (widenSrc) srcBuf.reset(new (std::nothrow) uint8_t[n]);
-    if ((m_eWidenedDst != keFormatNone && !dstBuf) || (widenSrc && !srcBuf)) return;
+    uint8_t* wideBytes = scratch + (m_bConverted ? n * (m_nScratchPerPixel - (m_eWidenedDst != keFormatNone) -
+                                                        (m_eWidenedSrc != keFormatNone))
+                                                 : 0);
+    uint8_t* dstBuf = m_eWidenedDst != keFormatNone ? wideBytes : nullptr;
+    uint8_t* srcBuf = m_eWidenedSrc != keFormatNone && data.pSrc ? wideBytes + (dstBuf ? n : 0) : nullptr;
 
     // 8-bit indices of one packed side into its buffer.
     auto unpack = [&](QRowOpFn fn, EQPixelFormat packed, const uint8_t* from, uint8_t* to) {
@@ -281,35 +386,36 @@ void CRowOp::RunWidened(CRowOpData& data) const {
         fn(QGDI_GetRowCopyDef(), conv);
     };
     CRowOpData wide = data;
-    if (m_eWidenedDst != keFormatNone) {
-        unpack(m_pfnUnpackDst, m_eWidenedDst, data.pDst, dstBuf.get());
+    if (dstBuf) {
+        unpack(m_pfnUnpackDst, m_eWidenedDst, data.pDst, dstBuf);
         wide.eDstFormat = keFormatIndex8;
-        wide.pDst = dstBuf.get();
+        wide.pDst = dstBuf;
     }
     if (m_eWidenedSrc != keFormatNone) {
-        if (srcBuf) unpack(m_pfnUnpackSrc, m_eWidenedSrc, data.pSrc, srcBuf.get());
+        if (srcBuf) unpack(m_pfnUnpackSrc, m_eWidenedSrc, data.pSrc, srcBuf);
         wide.eSrcFormat = keFormatIndex8;
-        wide.pSrc = srcBuf.get();
+        wide.pSrc = srcBuf;
     }
-    RunBound(wide);
-    if (dstBuf) PackRow(m_eWidenedDst, data.pDst, dstBuf.get(), data.nCount);
+    RunBound(wide, scratch);
+    if (dstBuf) PackRow(m_eWidenedDst, data.pDst, dstBuf, data.nCount);
 }
 
-void CRowOp::RunConverted(CRowOpData& data) const {
-    // Eight bytes hold one pixel of every intermediate format.
-    const size_t bytes = static_cast<size_t>(data.nCount) * 8;
-    std::unique_ptr<uint8_t[]> dstBuf(new (std::nothrow) uint8_t[bytes]());
-    std::unique_ptr<uint8_t[]> srcBuf;
+void CRowOp::RunConverted(CRowOpData& data, uint8_t* scratch) const noexcept {
+    const size_t bytes = static_cast<size_t>(data.nCount) * kIntermediateBytes;
+    uint8_t* dstBuf = scratch;
+    uint8_t* srcBuf = scratch + bytes;
     const bool hasSource = m_pfnSrcToIntermediate && data.pSrc;
-    if (hasSource) srcBuf.reset(new (std::nothrow) uint8_t[bytes]());
-    if (!dstBuf || (hasSource && !srcBuf)) return;
+    // A missing converter leaves its buffer as it is: zeros, never last row's pixels.
+    if (m_pfnDstToIntermediate == &QGDI_RowOpNOP) std::memset(dstBuf, 0, bytes);
+    if (hasSource && m_pfnSrcToIntermediate == &QGDI_RowOpNOP) std::memset(srcBuf, 0, bytes);
 
     const CRowOpDef& copyDef = QGDI_GetRowCopyDef();
     // Destination row into the intermediate format.
     CRowOpData conv = data;
     conv.pMask = nullptr;
+    conv.pPrepared = nullptr;
     conv.eDstFormat = m_eIntermediate;
-    conv.pDst = dstBuf.get();
+    conv.pDst = dstBuf;
     conv.nDstPaletteCount = 0;
     conv.pDstPalette = nullptr;
     conv.eSrcFormat = data.eDstFormat;
@@ -318,7 +424,7 @@ void CRowOp::RunConverted(CRowOpData& data) const {
     conv.pSrcPalette = data.pDstPalette;
     m_pfnDstToIntermediate(copyDef, conv);
     if (hasSource) {
-        conv.pDst = srcBuf.get();
+        conv.pDst = srcBuf;
         conv.eSrcFormat = data.eSrcFormat;
         conv.pSrc = data.pSrc;
         conv.nSrcPaletteCount = data.nSrcPaletteCount;
@@ -327,13 +433,14 @@ void CRowOp::RunConverted(CRowOpData& data) const {
     }
 
     CRowOpData work = data;
+    work.pPrepared = m_pPrepared.get();
     work.eDstFormat = m_eIntermediate;
-    work.pDst = dstBuf.get();
+    work.pDst = dstBuf;
     work.nDstPaletteCount = 0;
     work.pDstPalette = nullptr;
     if (data.eSrcFormat != keFormatNone) {
         work.eSrcFormat = m_eIntermediate;
-        work.pSrc = hasSource ? srcBuf.get() : nullptr;
+        work.pSrc = hasSource ? srcBuf : nullptr;
         work.nSrcPaletteCount = 0;
         work.pSrcPalette = nullptr;
     }
@@ -342,8 +449,9 @@ void CRowOp::RunConverted(CRowOpData& data) const {
     // And back, through the destination's palette when it has one.
     CRowOpData back = data;
     back.pMask = nullptr;
+    back.pPrepared = nullptr;
     back.eSrcFormat = m_eIntermediate;
-    back.pSrc = dstBuf.get();
+    back.pSrc = dstBuf;
     back.nSrcPaletteCount = 0;
     back.pSrcPalette = nullptr;
     m_pfnIntermediateToDst(copyDef, back);

@@ -6,11 +6,13 @@
 // intermediate format, and a pair that cannot be served at all binds to a
 // kernel that does nothing.
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "QuorRender/RowOpKinds.h"
 #include "platform/windef.h"
 #include "qdibcore/Source/PixelFormat.h"
+#include "qerror/qerror.h"
 #include "qgdi_export.h"
 
 // The kinds of row operation, one per line of QuorRender/RowOpKinds.h.
@@ -43,6 +45,10 @@ QGDI_API void QGDI_SetProcessorMode(int mode) noexcept;
 QGDI_API int QGDI_GetProcessorMode() noexcept;
 QGDI_API bool UseMMX() noexcept;
 
+class CRowOp;
+class CRowOpDef;
+class CRowOpPrepared;
+
 // One row as a kernel sees it. Rows of the 1- and 4-bit formats start at the
 // most significant bits of their first byte.
 class QGDI_API CRowOpData {
@@ -62,10 +68,11 @@ public:
     const RGBQUAD* pSrcPalette = nullptr;
     const uint8_t* pMask = nullptr;  // optional, one byte of coverage per pixel
     int32_t nRowCounter = 0;         // rows processed so far by the applying loop
+    // What the bound operation prepared for its kernel; set by CRowOp on every
+    // run. Kernels called without it (or with a block made for another
+    // binding) prepare the same state on the spot.
+    const CRowOpPrepared* pPrepared = nullptr;
 };
-
-class CRowOp;
-class CRowOpDef;
 
 // A kernel processes the whole span of one row.
 using QRowOpFn = void (*)(const CRowOpDef& def, CRowOpData& data);
@@ -87,6 +94,32 @@ QGDI_API void QGDI_RowOpNOP(const CRowOpDef& def, CRowOpData& data);
 QGDI_API QRowOpFn RoeLookUpEntry(const SRowOpDictEntry* dict, EQPixelFormat dst, EQPixelFormat src,
                                  EQCPURequest request, bool report);
 
+// State a kernel needs that depends only on the definition and the kernel's
+// formats (colours converted to the row's format, fixed-point constants,
+// tables), made once when an operation is bound instead of on every row.
+// The rule that keeps one CRowOp usable from several threads: a prepared
+// block is never written after it is made. A definition changed after binding
+// is therefore seen only by a new binding.
+class QGDI_API CRowOpPrepared {
+public:
+    CRowOpPrepared(const CRowOpDef& def, EQPixelFormat dst, EQPixelFormat src) noexcept
+        : m_pDef(&def), m_eDst(dst), m_eSrc(src) {}
+    virtual ~CRowOpPrepared();
+    CRowOpPrepared(const CRowOpPrepared&) = delete;
+    CRowOpPrepared& operator=(const CRowOpPrepared&) = delete;
+
+    // Whether this block was made for `def` with these kernel formats (a
+    // definition prepares one block type, so this also names the type).
+    bool IsFor(const CRowOpDef& def, EQPixelFormat dst, EQPixelFormat src) const noexcept {
+        return m_pDef == &def && m_eDst == dst && m_eSrc == src;
+    }
+
+private:
+    const CRowOpDef* m_pDef;
+    EQPixelFormat m_eDst;
+    EQPixelFormat m_eSrc;
+};
+
 // Base of all row-operation definitions.
 class QGDI_API CRowOpDef {
 public:
@@ -98,6 +131,11 @@ public:
     virtual bool Attach(CRowOp& op, const CRowOpData& data, EQCPURequest request, bool report) const;
     virtual void Detach(CRowOp& op) const;
     virtual QRowOpFn Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const = 0;
+    // The block the kernel for `dst` and `src` reads (null: it needs none),
+    // made by the kind whose dictionary holds that kernel. Called once per
+    // binding; a std::bad_alloc it throws is caught by the binding, and the
+    // kernel then prepares on every call.
+    virtual std::shared_ptr<const CRowOpPrepared> Prepare(EQPixelFormat dst, EQPixelFormat src) const;
 
     EQRowOpType GetType() const noexcept { return m_eType; }
     const char* GetTypeName() const noexcept { return QGDI_GetRowOpTypeName(m_eType); }
@@ -118,7 +156,10 @@ private:
 
 // A definition bound to a pair of formats. Applying it changes nothing in the
 // object, so one CRowOp may serve different rows from several threads. The
-// definition is referred to, not copied: it must outlive the binding.
+// definition is referred to, not copied: it must outlive the binding. Copies
+// share the prepared block. Rows that need an intermediate buffer (converted
+// or widened) take it from the calling thread's scratch arena, so that the
+// hot path does not allocate once the arena has grown to the widest row.
 class QGDI_API CRowOp {
 public:
     CRowOp() noexcept = default;
@@ -145,19 +186,36 @@ public:
     const CRowOpDef* GetDef() const noexcept { return m_pDef; }
     QRowOpFn GetKernel() const noexcept { return m_pfnKernel; }
 
-    // Runs the bound kernel on one row; rows without pixels are skipped.
+    // Runs the bound kernel on one row; rows without pixels are skipped. A row
+    // whose scratch memory cannot be had is left as it was and logged; Run
+    // says so to its caller instead.
     void operator()(CRowOpData& data) const;
+    // The same, with 102 when the row was left unchanged for want of memory.
+    CErrorAutoThrow Run(CRowOpData& data) const;
+    // Run's code without a result object, for loops in which nothing may throw.
+    QuorErrorCode RunCode(CRowOpData& data) const noexcept;
+
+    // A short run (a rasteriser's span: typically 1 to 32 pixels) at one
+    // coverage: 255 runs the kernel plainly, 0 leaves the row alone, anything
+    // between gives exactly what a mask of that byte everywhere gives. The
+    // data's own mask is not used. No allocation and no set-up per call.
+    CErrorAutoThrow Span(CRowOpData& data, uint8_t coverage) const;
+    // A short run through a coverage mask of data.nCount bytes, stored into
+    // data.pMask (null: full coverage).
+    CErrorAutoThrow SpanMasked(CRowOpData& data, const uint8_t* mask) const;
 
     // For CRowOpDef::Attach and its overrides.
     void SetKernel(const CRowOpDef* def, QRowOpFn kernel) noexcept;
 
 private:
     bool IsWidened() const noexcept { return m_eWidenedDst != keFormatNone || m_eWidenedSrc != keFormatNone; }
-    void RunConverted(CRowOpData& data) const;
-    void RunWidened(CRowOpData& data) const;
-    void RunBound(CRowOpData& data) const;
+    void RunConverted(CRowOpData& data, uint8_t* scratch) const noexcept;
+    void RunWidened(CRowOpData& data, uint8_t* scratch) const noexcept;
+    void RunBound(CRowOpData& data, uint8_t* scratch) const noexcept;
+    bool Bind(const CRowOpDef* def, const CRowOpData& data, EQCPURequest request, bool report);
     bool BindThrough(EQPixelFormat intermediate, const CRowOpData& data, EQCPURequest request);
     bool BindWidened(const CRowOpDef* def, const CRowOpData& data, EQCPURequest request);
+    void Prepare(const CRowOpData& data);
 
     const CRowOpDef* m_pDef = nullptr;
     QRowOpFn m_pfnKernel = nullptr;
@@ -172,6 +230,12 @@ private:
     EQPixelFormat m_eWidenedSrc = keFormatNone;
     QRowOpFn m_pfnUnpackDst = nullptr;
     QRowOpFn m_pfnUnpackSrc = nullptr;
+    // The formats the kernel itself sees, and what was prepared for them.
+    EQPixelFormat m_eKernelDst = keFormatNone;
+    EQPixelFormat m_eKernelSrc = keFormatNone;
+    std::shared_ptr<const CRowOpPrepared> m_pPrepared;
+    // Scratch bytes one pixel needs on the converted and widened paths (0: none).
+    uint32_t m_nScratchPerPixel = 0;
 };
 
 // The text of the "Missing Row Operation" diagnostic: "Type = %s\nDst = %s\nSrc = %s".

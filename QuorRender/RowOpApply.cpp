@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstring>
 #include <memory>
-#include <vector>
+#include <new>
 
+#include "QuorRender/internal/RowOpScratch.h"
 #include "diagnostics/QgdiLog.h"
 #include "qdibcore/Source/StatusControl.h"
 #include "qdibcore/Source/internal/pixel/IndexedPixels.h"
@@ -42,61 +44,83 @@ bool FitSecondImage(const CRowIterator& image, const RECT* rect, RECT& dst, POIN
     return dst.left < dst.right && dst.top < dst.bottom;
 }
 
+// Gives back the rows one ApplyRow took, however it ends.
+struct SHeldRows {
+    const SApplyArgs& a;
+    int r;
+    bool dst = false, src = false, mask = false;
+    ~SHeldRows() {
+        if (src) a.src->ReleaseRow(a.srcOrigin.y + r).Ignore();
+        if (mask) a.mask->ReleaseRow(a.maskOrigin.y + r).Ignore();
+        if (dst) a.dst->ReleaseRow(a.dstRect.top + r).Ignore();
+    }
+};
+
 // One row: take the spans, run the operation, give the spans back. A span
-// that cannot be taken skips the row.
-void ApplyRow(const SApplyArgs& a, const CRowOp& op, CRowOpData data, int r) {
+// that cannot be taken skips the row; memory that cannot be had is the result.
+QuorErrorCode ApplyRow(const SApplyArgs& a, const CRowOp& op, CRowOpData data, int r) {
     const int width = data.nCount;
+    SHeldRows held{a, r};
     uint8_t* dst = nullptr;
     int dstOffset = 0;
-    if (a.dst->GetRow(dst, a.dstRect.top + r, a.dstRect.left, width, &dstOffset).IsError() || !dst) return;
+    if (a.dst->GetRow(dst, a.dstRect.top + r, a.dstRect.left, width, &dstOffset).IsError() || !dst)
+        return keQuorErrSuccess;
+    held.dst = true;
     const uint8_t* src = nullptr;
     int srcOffset = 0;
-    bool ok = true, srcHeld = false, maskHeld = false;
     if (a.srcWritable) {
         uint8_t* p = nullptr;
-        ok = srcHeld = !a.srcWritable->GetRow(p, a.srcOrigin.y + r, a.srcOrigin.x, width, &srcOffset).IsError() && p;
+        held.src = !a.srcWritable->GetRow(p, a.srcOrigin.y + r, a.srcOrigin.x, width, &srcOffset).IsError() && p;
+        if (!held.src) return keQuorErrSuccess;
         src = p;
     } else if (a.src) {
-        ok = srcHeld = !a.src->GetRow(src, a.srcOrigin.y + r, a.srcOrigin.x, width, &srcOffset).IsError() && src;
+        held.src = !a.src->GetRow(src, a.srcOrigin.y + r, a.srcOrigin.x, width, &srcOffset).IsError() && src;
+        if (!held.src) return keQuorErrSuccess;
     }
     const uint8_t* mask = nullptr;
-    if (ok && a.mask) ok = maskHeld = !a.mask->GetRow(mask, a.maskOrigin.y + r, a.maskOrigin.x, width).IsError() && mask;
-    if (ok) {
-        data.pSrc = src;
-        data.pMask = mask;
-        if (dstOffset == 0 && srcOffset == 0) {
-            data.pDst = dst;
-            op(data);
-        } else {
-            // Kernels see 1- and 4-bit rows starting on a byte.
-            const size_t dstBits = size_t(width) * CRowIterator::GetBPP(data.eDstFormat);
-            const size_t srcBits = size_t(width) * CRowIterator::GetBPP(data.eSrcFormat);
-            std::vector<uint8_t> dstBuf((dstBits + 7) / 8 + 1), srcBuf((srcBits + 7) / 8 + 1);
-            const size_t dstShift = size_t(dstOffset) * CRowIterator::GetBPP(data.eDstFormat);
-            qgdi::px::MoveBits(dstBuf.data(), 0, dst, dstShift, dstBits);
-            if (src && srcOffset) {
-                qgdi::px::MoveBits(srcBuf.data(), 0, src, size_t(srcOffset) * CRowIterator::GetBPP(data.eSrcFormat), srcBits);
-                data.pSrc = srcBuf.data();
-            }
-            data.pDst = dstBuf.data();
-            op(data);
-            qgdi::px::MoveBits(dst, dstShift, dstBuf.data(), 0, dstBits);
-        }
+    if (a.mask) {
+        held.mask = !a.mask->GetRow(mask, a.maskOrigin.y + r, a.maskOrigin.x, width).IsError() && mask;
+        if (!held.mask) return keQuorErrSuccess;
     }
-    if (srcHeld) a.src->ReleaseRow(a.srcOrigin.y + r).Ignore();
-    if (maskHeld) a.mask->ReleaseRow(a.maskOrigin.y + r).Ignore();
-    a.dst->ReleaseRow(a.dstRect.top + r).Ignore();
+    data.pSrc = src;
+    data.pMask = mask;
+    data.pDst = dst;
+    if (dstOffset == 0 && srcOffset == 0) return op.RunCode(data);
+
+    // Kernels see 1- and 4-bit rows starting on a byte.
+    qgdi::rowop::CScratchFrame frame;
+    const size_t dstBpp = CRowIterator::GetBPP(data.eDstFormat), srcBpp = CRowIterator::GetBPP(data.eSrcFormat);
+    const size_t dstBits = size_t(width) * dstBpp, dstShift = size_t(dstOffset) * dstBpp;
+    uint8_t* dstBuf = nullptr;
+    if (dstOffset) {
+        if (!(dstBuf = frame.Take((dstBits + 7) / 8))) return keQuorErrOutOfMemory;
+        qgdi::px::MoveBits(dstBuf, 0, dst, dstShift, dstBits);
+        data.pDst = dstBuf;
+    }
+    if (src && srcOffset) {
+        const size_t srcBits = size_t(width) * srcBpp;
+        uint8_t* srcBuf = frame.Take((srcBits + 7) / 8);
+        if (!srcBuf) return keQuorErrOutOfMemory;
+        qgdi::px::MoveBits(srcBuf, 0, src, size_t(srcOffset) * srcBpp, srcBits);
+        data.pSrc = srcBuf;
+    }
+    const QuorErrorCode code = op.RunCode(data);
+    if (dstBuf && code == keQuorErrSuccess) qgdi::px::MoveBits(dst, dstShift, dstBuf, 0, dstBits);
+    return code;
 }
 
-bool Apply(const CRowOpDef& def, SApplyArgs& a, const RECT* dstRect, const RECT* srcRect, const RECT* maskRect,
-           CStatusControl* status) {
-    if (!a.dst->IsAttached() || !ClipToImage(dstRect, a.dst->GetWidth(), a.dst->GetHeight(), a.dstRect)) return true;
-    if (a.src && (!a.src->IsAttached() || !FitSecondImage(*a.src, srcRect, a.dstRect, a.srcOrigin))) return true;
+QuorErrorCode Apply(const CRowOpDef& def, SApplyArgs& a, const RECT* dstRect, const RECT* srcRect,
+                    const RECT* maskRect, CStatusControl* status) {
+    if (!a.dst->IsAttached() || !ClipToImage(dstRect, a.dst->GetWidth(), a.dst->GetHeight(), a.dstRect))
+        return keQuorErrSuccess;
+    if (a.src && (!a.src->IsAttached() || !FitSecondImage(*a.src, srcRect, a.dstRect, a.srcOrigin)))
+        return keQuorErrSuccess;
     if (a.mask) {
-        if (!a.mask->IsAttached() || !FitSecondImage(*a.mask, maskRect, a.dstRect, a.maskOrigin)) return true;
+        if (!a.mask->IsAttached() || !FitSecondImage(*a.mask, maskRect, a.dstRect, a.maskOrigin))
+            return keQuorErrSuccess;
         if (a.mask->GetPixelFormat() != keFormatGrey) {
             QGDI_Log(keLogWarning, "row operation %s skipped: the mask is not 8-bit grey", def.GetTypeName());
-            return true;
+            return keQuorErrSuccess;
         }
     }
     const int width = a.dstRect.right - a.dstRect.left;
@@ -117,7 +141,7 @@ bool Apply(const CRowOpDef& def, SApplyArgs& a, const RECT* dstRect, const RECT*
     }
     CRowOp op;
     op.Attach(&def, base, keCPURequestBest, true);
-    if (op.IsNOP()) return true;
+    if (op.IsNOP()) return keQuorErrSuccess;
 
     // Threads may share a converting iterator, but one converting iterator in
     // two roles could meet itself on a row with two spans, which rows taken in
@@ -130,45 +154,120 @@ bool Apply(const CRowOpDef& def, SApplyArgs& a, const RECT* dstRect, const RECT*
         progress = std::make_unique<CStatusControl>(status);
         progress->SetProgressRange(static_cast<uint64_t>(height));
     }
-    std::atomic<bool> cancelled{false};
+    // The first row that ends the loop (cancelled or failed) and why; an
+    // exception must not leave an OpenMP region, so each row catches its own.
+    std::atomic<bool> stop{false};
+    std::atomic<int> outcome{keQuorErrSuccess}, stoppedAt{-1};
     std::atomic<uint64_t> started{0};
 #pragma omp parallel for schedule(static, 4) if (parallel)
     for (int r = 0; r < height; ++r) {
-        if (cancelled.load(std::memory_order_relaxed)) continue;
-        if (progress && progress->SetProgress(started.fetch_add(1, std::memory_order_relaxed))) {
-            cancelled.store(true, std::memory_order_relaxed);
-            continue;
+        if (stop.load(std::memory_order_relaxed)) continue;
+        QuorErrorCode code = keQuorErrSuccess;
+        try {
+            if (progress && progress->SetProgress(started.fetch_add(1, std::memory_order_relaxed))) {
+                code = keQuorErrCancelled;
+            } else {
+                CRowOpData data = base;
+                data.y = a.dstRect.top + r;
+                data.nRowCounter = r;
+                code = ApplyRow(a, op, data, r);
+            }
+        } catch (const CQException& e) {
+            code = e.GetErrorCode() != keQuorErrSuccess ? e.GetErrorCode() : keQuorErrFailed;
+        } catch (const std::bad_alloc&) {
+            code = keQuorErrOutOfMemory;
+        } catch (...) {
+            code = keQuorErrFailed;
         }
-        CRowOpData data = base;
-        data.y = a.dstRect.top + r;
-        data.nRowCounter = r;
-        ApplyRow(a, op, data, r);
+        if (code != keQuorErrSuccess) {
+            int none = keQuorErrSuccess;
+            if (outcome.compare_exchange_strong(none, code)) stoppedAt.store(a.dstRect.top + r);
+            stop.store(true, std::memory_order_relaxed);
+        }
     }
-    return !cancelled.load();
+    const auto code = static_cast<QuorErrorCode>(outcome.load());
+    if (code != keQuorErrSuccess && code != keQuorErrCancelled)
+        QGDI_Log(keLogError, "row operation %s stopped at row %d (%s): rows not yet reached are left unchanged",
+                 def.GetTypeName(), stoppedAt.load(), QuorErrorText(code));
+    return code;
+}
+
+// The one door out of the apply functions: a code as a result, and nothing thrown.
+template <class F>
+CErrorAutoThrow Guarded(F&& apply) noexcept {
+    QuorErrorCode code;
+    try {
+        code = apply();
+    } catch (const std::bad_alloc&) {
+        code = keQuorErrOutOfMemory;
+    } catch (...) {
+        code = keQuorErrFailed;
+    }
+    if (code == keQuorErrSuccess) return CErrorAutoThrow();
+    try {
+        return QERR(code);
+    } catch (...) {
+        return CErrorAutoThrow();  // only a throwing error trap gets here
+    }
 }
 
 }  // namespace
 
+CErrorAutoThrow PixelIterator_ApplyRowOpChecked(const CRowOpDef& def, CRowIterator& iterator, const RECT* rect,
+                                                CStatusControl* status) {
+    return Guarded([&] {
+        SApplyArgs a{&iterator, nullptr, nullptr, nullptr, {}, {}, {}};
+        return Apply(def, a, rect, nullptr, nullptr, status);
+    });
+}
+
+CErrorAutoThrow PixelIterator_ApplyRowOpChecked(const CRowOpDef& def, CRowIterator& destination,
+                                                const CRowIterator& source, const RECT* destRect,
+                                                const RECT* sourceRect, CStatusControl* status) {
+    return Guarded([&] {
+        SApplyArgs a{&destination, &source, nullptr, nullptr, {}, {}, {}};
+        return Apply(def, a, destRect, sourceRect, nullptr, status);
+    });
+}
+
+CErrorAutoThrow PixelIterator_ApplyRowOpChecked_NonConst(const CRowOpDef& def, CRowIterator& destination,
+                                                         CRowIterator& source, const RECT* destRect,
+                                                         const RECT* sourceRect, CStatusControl* status) {
+    return Guarded([&] {
+        SApplyArgs a{&destination, &source, &source, nullptr, {}, {}, {}};
+        return Apply(def, a, destRect, sourceRect, nullptr, status);
+    });
+}
+
+CErrorAutoThrow PixelIterator_ApplyRowOpChecked(const CRowOpDef& def, CRowIterator& destination,
+                                                const CRowIterator* source, const CRowIterator* mask,
+                                                const RECT* destRect, const RECT* sourceRect, const RECT* maskRect,
+                                                CStatusControl* status) {
+    return Guarded([&] {
+        SApplyArgs a{&destination, source, nullptr, mask, {}, {}, {}};
+        return Apply(def, a, destRect, sourceRect, maskRect, status);
+    });
+}
+
 bool PixelIterator_ApplyRowOp(const CRowOpDef& def, CRowIterator& iterator, const RECT* rect, CStatusControl* status) {
-    SApplyArgs a{&iterator, nullptr, nullptr, nullptr, {}, {}, {}};
-    return Apply(def, a, rect, nullptr, nullptr, status);
+    return PixelIterator_ApplyRowOpChecked(def, iterator, rect, status) != keQuorErrCancelled;
 }
 
 bool PixelIterator_ApplyRowOp(const CRowOpDef& def, CRowIterator& destination, const CRowIterator& source,
                               const RECT* destRect, const RECT* sourceRect, CStatusControl* status) {
-    SApplyArgs a{&destination, &source, nullptr, nullptr, {}, {}, {}};
-    return Apply(def, a, destRect, sourceRect, nullptr, status);
+    return PixelIterator_ApplyRowOpChecked(def, destination, source, destRect, sourceRect, status) !=
+           keQuorErrCancelled;
 }
 
 bool PixelIterator_ApplyRowOp_NonConst(const CRowOpDef& def, CRowIterator& destination, CRowIterator& source,
                                        const RECT* destRect, const RECT* sourceRect, CStatusControl* status) {
-    SApplyArgs a{&destination, &source, &source, nullptr, {}, {}, {}};
-    return Apply(def, a, destRect, sourceRect, nullptr, status);
+    return PixelIterator_ApplyRowOpChecked_NonConst(def, destination, source, destRect, sourceRect, status) !=
+           keQuorErrCancelled;
 }
 
 bool PixelIterator_ApplyRowOp(const CRowOpDef& def, CRowIterator& destination, const CRowIterator* source,
                               const CRowIterator* mask, const RECT* destRect, const RECT* sourceRect,
                               const RECT* maskRect, CStatusControl* status) {
-    SApplyArgs a{&destination, source, nullptr, mask, {}, {}, {}};
-    return Apply(def, a, destRect, sourceRect, maskRect, status);
+    return PixelIterator_ApplyRowOpChecked(def, destination, source, mask, destRect, sourceRect, maskRect, status) !=
+           keQuorErrCancelled;
 }

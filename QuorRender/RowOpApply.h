@@ -9,7 +9,9 @@ class CStatusControl;
 // `rect` (in the iterator's coordinates; null for the whole image), top to
 // bottom, in parallel when the iterator hands out its rows directly. Progress
 // goes to a status nested in `status`. False when cancelled; rows that cannot
-// be taken are skipped.
+// be taken are skipped. When scratch memory for a converted row runs out the
+// rows from there on are left as they were, the log says so, and the result
+// is still true: the ...Checked forms below report it as 102.
 QGDI_API bool PixelIterator_ApplyRowOp(const CRowOpDef& def, CRowIterator& iterator, const RECT* rect = nullptr,
                                        CStatusControl* status = nullptr);
 
@@ -33,3 +35,23 @@ QGDI_API bool PixelIterator_ApplyRowOp(const CRowOpDef& def, CRowIterator& desti
                                        const CRowIterator* mask, const RECT* destRect = nullptr,
                                        const RECT* sourceRect = nullptr, const RECT* maskRect = nullptr,
                                        CStatusControl* status = nullptr);
+
+// The forms above with their outcome as a result: 100 when cancelled, 102
+// when scratch memory ran out (the log names the operation; rows from the
+// failing one on are left as they were), 0 otherwise. The bool forms are these
+// with every code but 100 read as true.
+QGDI_API CErrorAutoThrow PixelIterator_ApplyRowOpChecked(const CRowOpDef& def, CRowIterator& iterator,
+                                                         const RECT* rect = nullptr, CStatusControl* status = nullptr);
+QGDI_API CErrorAutoThrow PixelIterator_ApplyRowOpChecked(const CRowOpDef& def, CRowIterator& destination,
+                                                         const CRowIterator& source, const RECT* destRect = nullptr,
+                                                         const RECT* sourceRect = nullptr,
+                                                         CStatusControl* status = nullptr);
+QGDI_API CErrorAutoThrow PixelIterator_ApplyRowOpChecked_NonConst(const CRowOpDef& def, CRowIterator& destination,
+                                                                  CRowIterator& source, const RECT* destRect = nullptr,
+                                                                  const RECT* sourceRect = nullptr,
+                                                                  CStatusControl* status = nullptr);
+QGDI_API CErrorAutoThrow PixelIterator_ApplyRowOpChecked(const CRowOpDef& def, CRowIterator& destination,
+                                                         const CRowIterator* source, const CRowIterator* mask,
+                                                         const RECT* destRect = nullptr, const RECT* sourceRect = nullptr,
+                                                         const RECT* maskRect = nullptr,
+                                                         CStatusControl* status = nullptr);

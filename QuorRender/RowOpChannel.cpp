@@ -1,9 +1,11 @@
 #include "QuorRender/RowOpChannel.h"
 
 #include <cmath>
+#include <optional>
 
 #include "QuorRender/internal/RowOpDict.h"
 #include "QuorRender/internal/RowSpans.h"
+#include "QuorRender/internal/RowOpPrepared.h"
 
 namespace {
 
@@ -112,23 +114,15 @@ struct TChannelSet {
     }
 };
 
-// The channels of format F that a channel set names, as a per-element flag.
-template <EQPixelFormat F>
-std::array<bool, 4> Members(EQChannelSet set) noexcept {
-    std::array<bool, 4> m{};
-    for (int i = 0; i < TQPixelFormat<F>::kChannels; ++i)
-        m[i] = QGDI_ChannelIsMember(set, TQPixelFormat<F>::kTraits.channels[i]);
-    return m;
-}
-
 template <EQPixelFormat D, EQPixelFormat S>
 struct TChannelConstant {
     static void Run(const CRowOpDef& def, CRowOpData& data) {
-        const auto& op = static_cast<const CRowOpDefChannelConstant&>(def);
         using E = typename TQPixelFormat<D>::Elem;
         constexpr int kN = TQPixelFormat<D>::kChannels;
-        const std::array<bool, 4> member = Members<D>(op.GetChannels());
-        const E value = Cast<E, float>(static_cast<float>(op.GetValue()));
+        std::optional<qgdi::rowop::SChannelConstantPrepared> local;
+        const auto& prep = qgdi::rowop::PreparedFor<qgdi::rowop::SChannelConstantPrepared, D, S>(def, data, local);
+        const bool* member = prep.member;
+        const E value = kIsFloat<E> ? E(prep.valueF) : E(prep.value);
         ForSpans<D, S>(data, [&](uint8_t* dst, const uint8_t*, int, int n) {
             E* d = reinterpret_cast<E*>(dst);
             // d[c] = k for the channels in the set
@@ -142,25 +136,22 @@ struct TChannelConstant {
 template <EQPixelFormat D, EQPixelFormat S>
 struct TChannelLinear {
     static void Run(const CRowOpDef& def, CRowOpData& data) {
-        const auto& op = static_cast<const CRowOpDefChannelLinear&>(def);
         using E = typename TQPixelFormat<D>::Elem;
         constexpr int kN = TQPixelFormat<D>::kChannels;
-        const std::array<bool, 4> member = Members<D>(op.GetChannels());
-        const double scale = std::clamp(op.GetScale(), -64.0, 64.0);
-        const double offset = std::clamp(op.GetOffset(), -64.0, 64.0);
+        std::optional<qgdi::rowop::SChannelLinearPrepared> local;
+        const auto& prep = qgdi::rowop::PreparedFor<qgdi::rowop::SChannelLinearPrepared, D, S>(def, data, local);
+        const bool* member = prep.member;
         ForSpans<D, S>(data, [&](uint8_t* dst, const uint8_t*, int, int n) {
             E* d = reinterpret_cast<E*>(dst);
             if constexpr (sizeof(E) == 1) {
                 // 20.12 fixed point: |K d| and |O| stay below 2^26, their sum inside int32
-                const int32_t k = static_cast<int32_t>(std::lround(scale * 4096));
-                const int32_t o = static_cast<int32_t>(std::lround(offset * 255 * 4096)) + 2048;
+                const int32_t k = prep.k, o = prep.o;
                 for (int i = 0; i < n; ++i)
                     for (int c = 0; c < kN; ++c)
                         if (member[c]) d[i * kN + c] = Saturate<E>((k * d[i * kN + c] + o) >> 12);
             } else {
                 // d = scale d + offset, in float for the wider channels
-                const float k = static_cast<float>(scale);
-                const float o = static_cast<float>(offset) * kFull<E> + (kIsFloat<E> ? 0.0f : 0.5f);
+                const float k = prep.kF, o = prep.oF;
                 for (int i = 0; i < n; ++i)
                     for (int c = 0; c < kN; ++c)
                         if (member[c]) d[i * kN + c] = Saturate<E>(static_cast<TWork<E>>(k * d[i * kN + c] + o));

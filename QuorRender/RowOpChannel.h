@@ -39,6 +39,8 @@ public:
         : TRowOpDefKind(keRoChannelConstant), m_eChannels(channels), m_dValue(value) {}
     EQChannelSet GetChannels() const noexcept { return m_eChannels; }
     double GetValue() const noexcept { return m_dValue; }
+    // The channels the set names in the row's format and the constant in its scale, once per binding.
+    std::shared_ptr<const CRowOpPrepared> Prepare(EQPixelFormat dst, EQPixelFormat src) const override;
 
 private:
     EQChannelSet m_eChannels;
@@ -55,6 +57,8 @@ public:
     EQChannelSet GetChannels() const noexcept { return m_eChannels; }
     double GetScale() const noexcept { return m_dScale; }
     double GetOffset() const noexcept { return m_dOffset; }
+    // The channels the set names and the fixed-point or float coefficients, once per binding.
+    std::shared_ptr<const CRowOpPrepared> Prepare(EQPixelFormat dst, EQPixelFormat src) const override;
 
 private:
     EQChannelSet m_eChannels;

@@ -1,9 +1,13 @@
 #include "QuorRender/RowOpComposite.h"
 
+#include <cstring>
+#include <optional>
+
 #include "QuorRender/DivTable2.h"
 #include "QuorRender/internal/RowOpDict.h"
 #include "qdibcore/Source/internal/pixel/IndexedPixels.h"
 #include "qdibcore/Source/internal/pixel/Pixel.h"
+#include "QuorRender/internal/RowOpPrepared.h"
 
 namespace {
 
@@ -87,27 +91,20 @@ inline void Over(typename TPx<D>::C& d, const typename TPx<D>::C& s, uint32_t a,
     }
 }
 
-// A colour (red in the low byte) in the channel scale of format D, straight.
-template <EQPixelFormat D>
-typename TPx<D>::C ColourIn(uint32_t rgba) noexcept {
-    using E = typename TPx<D>::E;
-    auto ch = [&](int shift) { return Cast<E, uint8_t>(static_cast<int32_t>((rgba >> shift) & 255)); };
-    return {ch(16), ch(8), ch(0), ch(24)};
-}
-
 template <EQPixelFormat D, EQPixelFormat S>
 struct TRowMaskOverSolid {
     static void Run(const CRowOpDef& def, CRowOpData& data) {
         using P = TPx<D>;
-        const auto& op = static_cast<const CRowOpDefRowMaskOverSolid&>(def);
-        const typename P::C colour = ColourIn<D>(op.GetColour());
-        const uint32_t colourAlpha = op.GetColour() >> 24;
+        std::optional<qgdi::rowop::SSolidOverPrepared> local;
+        const auto& prep = qgdi::rowop::PreparedFor<qgdi::rowop::SSolidOverPrepared, D, S>(def, data, local);
+        typename P::C colour;
+        if constexpr (kIsFloat<typename P::E>) colour = {prep.colourF[0], prep.colourF[1], prep.colourF[2], prep.colourF[3]};
+        else colour = {prep.colour[0], prep.colour[1], prep.colour[2], prep.colour[3]};
         const uint32_t(*ratio)[256] = P::Traits::kAlpha && !P::Traits::kPremultiplied ? GetAlphaRatioTable() : nullptr;
         if (P::Traits::kAlpha && !P::Traits::kPremultiplied && !ratio) return;
-        // a = colour alpha x coverage, tabulated by mask byte for this row
-        uint8_t alphaOf[256];
-        for (uint32_t m = 0; m < 256; ++m) alphaOf[m] = uint8_t(Div255(colourAlpha * Div255(m * op.GetOpacity())));
-        const uint32_t alpha = Div255(colourAlpha * op.GetOpacity());
+        // a = colour alpha x coverage, tabulated by mask byte
+        const uint8_t* alphaOf = prep.alphaOf;
+        const uint32_t alpha = prep.alpha;
         auto over = [&](const uint8_t* mask) {
             auto* p = reinterpret_cast<typename P::E*>(data.pDst);
             const int n = data.nCount;
@@ -145,8 +142,10 @@ struct TRowBlendSolid {
         using T = TQPixelFormat<D>;
         using E = typename T::Elem;
         const auto& op = static_cast<const CRowOpDefRowBlendSolid&>(def);
+        std::optional<qgdi::rowop::SBlendSolidPrepared> local;
         E pixel[4];
-        CQPixelFormat(D).GetPixelInFormat(pixel, op.GetColour());
+        std::memcpy(pixel, qgdi::rowop::PreparedFor<qgdi::rowop::SBlendSolidPrepared, D, S>(def, data, local).pixel,
+                    sizeof pixel);
         E* d = reinterpret_cast<E*>(data.pDst);
         ForCoverage(data, op.GetOpacity(), [&](int i, uint32_t t) {
             for (int c = 0; c < T::kChannels; ++c) {
@@ -188,10 +187,10 @@ struct TRowBlendIndexedBGRA {
         const uint32_t opacity = static_cast<const CRowOpDefRowBlendIndexedBGRA&>(def).GetOpacity();
         const uint32_t(*ratio)[256] = GetAlphaRatioTable();
         if (!ratio) return;
+        // The palette belongs to the row, not to the binding, so it is read per call.
         const SPaletteLUT lut(data.pSrcPalette, data.nSrcPaletteCount);
-        // coverage by mask byte, tabulated for this row
-        uint8_t coverageOf[256];
-        for (uint32_t m = 0; m < 256; ++m) coverageOf[m] = uint8_t(Div255(m * opacity));
+        std::optional<qgdi::rowop::SCoveragePrepared> local;
+        const uint8_t* coverageOf = qgdi::rowop::PreparedFor<qgdi::rowop::SCoveragePrepared, D, S>(def, data, local).coverageOf;
         auto over = [&](const uint8_t* mask) {
             auto* p = reinterpret_cast<typename P::E*>(data.pDst);
             const uint8_t* src = data.pSrc;

@@ -33,6 +33,8 @@ class QGDI_API CRowOpDefRowMaskOverSolid
 public:
     explicit CRowOpDefRowMaskOverSolid(uint32_t colour = 0xFF000000u, uint8_t opacity = 255) noexcept
         : TRowOpDefSolidColour(keRoRowMaskOverSolid, colour, opacity) {}
+    // The colour in the row's scale and its alpha per mask byte, once per binding.
+    std::shared_ptr<const CRowOpPrepared> Prepare(EQPixelFormat dst, EQPixelFormat src) const override;
 };
 
 // d = d + (P - d) t on every stored channel, alpha included: P the colour as a
@@ -41,6 +43,8 @@ class QGDI_API CRowOpDefRowBlendSolid : public TRowOpDefSolidColour<CRowOpDefRow
 public:
     explicit CRowOpDefRowBlendSolid(uint32_t colour = 0xFF000000u, uint8_t opacity = 255) noexcept
         : TRowOpDefSolidColour(keRoRowBlendSolid, colour, opacity) {}
+    // The colour as a pixel of the row's format, once per binding.
+    std::shared_ptr<const CRowOpPrepared> Prepare(EQPixelFormat dst, EQPixelFormat src) const override;
 };
 
 // a = a (1 - t), t = coverage x opacity; premultiplied colour fades with its alpha.
@@ -60,6 +64,8 @@ public:
     explicit CRowOpDefRowBlendIndexedBGRA(uint8_t opacity = 255) noexcept
         : TRowOpDefKind(keRoRowBlend), m_nOpacity(opacity) {}
     uint8_t GetOpacity() const noexcept { return m_nOpacity; }
+    // The coverage per mask byte, once per binding.
+    std::shared_ptr<const CRowOpPrepared> Prepare(EQPixelFormat dst, EQPixelFormat src) const override;
 
 private:
     uint8_t m_nOpacity;

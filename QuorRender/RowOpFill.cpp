@@ -1,9 +1,16 @@
 #include "QuorRender/RowOpFill.h"
 
+#include <algorithm>
 #include <cwchar>
+#include <optional>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "QuorRender/internal/RowOpDict.h"
 #include "QuorRender/internal/RowSpans.h"
+#include "QuorRender/internal/RowOpPrepared.h"
 
 namespace {
 
@@ -19,9 +26,43 @@ inline constexpr SQFormatPair kFillPairs[] = {
 };
 static_assert(std::size(kFillPairs) == 13);
 
-// A block of whole pixels for every pixel size up to 16 bytes (48 is a
-// multiple of 1, 2, 3, 4, 6, 8, 12 and 16), copied with constant-size moves.
-constexpr size_t kPatternBytes = 4 * 48;
+using qgdi::rowop::SFillPrepared;
+constexpr size_t kPatternBytes = SFillPrepared::kPatternBytes;
+
+// Every pixel size divides 48, so 48 bytes of the pattern taken at the
+// phase of an address repeat from there on.
+constexpr size_t kPeriod = 48;
+static_assert(kPatternBytes >= kPeriod + 2 * 16);
+
+// Writes `bytes` of the pattern of `pixel`-byte pixels to `dst` (a row
+// start) with non-temporal stores, which skip the cache: a fill larger than
+// the cache would only evict what the next operation reads.
+void StreamPattern(uint8_t* dst, size_t bytes, const uint8_t* pattern, size_t pixel) noexcept {
+#if defined(__SSE2__)
+    size_t head = (16 - reinterpret_cast<uintptr_t>(dst) % 16) % 16;
+    if (head >= bytes) {
+        std::memcpy(dst, pattern, bytes);
+        return;
+    }
+    std::memcpy(dst, pattern, head);
+    const uint8_t* phase = pattern + head % pixel;
+    const __m128i v0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(phase));
+    const __m128i v1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(phase + 16));
+    const __m128i v2 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(phase + 32));
+    size_t i = head;
+    for (; i + kPeriod <= bytes; i += kPeriod) {
+        _mm_stream_si128(reinterpret_cast<__m128i*>(dst + i), v0);
+        _mm_stream_si128(reinterpret_cast<__m128i*>(dst + i + 16), v1);
+        _mm_stream_si128(reinterpret_cast<__m128i*>(dst + i + 32), v2);
+    }
+    std::memcpy(dst + i, pattern + i % pixel, bytes - i);
+    // Streaming stores are weakly ordered: fence them before the row is handed back.
+    _mm_sfence();
+#else
+    // Without a portable streaming store the cached fill is the only one.
+    for (size_t i = 0; i < bytes; i += kPatternBytes) std::memcpy(dst + i, pattern, std::min(kPatternBytes, bytes - i));
+#endif
+}
 
 template <EQPixelFormat D, EQPixelFormat S>
 struct TRowFill {
@@ -29,28 +70,32 @@ struct TRowFill {
     static_assert(kPatternBytes % kPixel == 0);
 
     static void Run(const CRowOpDef& def, CRowOpData& data) {
-        const auto& fill = static_cast<const CRowOpDefRowFill&>(def);
-        alignas(16) uint8_t pixel[16];
-        if constexpr (TQPixelFormat<D>::kIndexed) pixel[0] = fill.GetIndex();
-        else CQPixelFormat(D).GetPixelInFormat(pixel, fill.GetColour());
+        std::optional<SFillPrepared> local;
+        const SFillPrepared& prep = qgdi::rowop::PreparedFor<SFillPrepared, D, S>(def, data, local);
+        const uint8_t* pattern = prep.pattern;
+        // The whole fill (this row's width down the image) larger than the cache.
+        const size_t rowBytes = static_cast<size_t>(data.nCount) * kPixel;
+        if (!data.pMask && prep.streamAbove && data.nImageHeight > 0 &&
+            rowBytes * static_cast<size_t>(data.nImageHeight) > prep.streamAbove) {
+            StreamPattern(data.pDst, rowBytes, pattern, kPixel);
+            return;
+        }
         ForSpans<D, S>(data, [&](uint8_t* dst, const uint8_t*, int, int n) {
             // d = colour
             if constexpr (kPixel == 1) {
-                std::memset(dst, pixel[0], static_cast<size_t>(n));
+                std::memset(dst, pattern[0], static_cast<size_t>(n));
             } else if constexpr (kPixel == 2 || kPixel == 4 || kPixel == 8) {
                 // pixels that are whole machine words: plain stores the compiler widens
                 using Word = std::conditional_t<kPixel == 2, uint16_t, std::conditional_t<kPixel == 4, uint32_t, uint64_t>>;
                 Word w;
-                std::memcpy(&w, pixel, kPixel);
+                std::memcpy(&w, pattern, kPixel);
                 if constexpr (sizeof(wchar_t) % kPixel == 0) {
                     // The C library's wide-character fill is its widest store
                     // loop; smaller pixels are repeated to fill one wide character.
                     constexpr int kPerChar = sizeof(wchar_t) / kPixel;
                     if (reinterpret_cast<uintptr_t>(dst) % alignof(wchar_t) == 0) {
-                        uint8_t bytes[sizeof(wchar_t)];
-                        for (int k = 0; k < kPerChar; ++k) std::memcpy(bytes + k * kPixel, &w, kPixel);
                         wchar_t c;
-                        std::memcpy(&c, bytes, sizeof c);
+                        std::memcpy(&c, pattern, sizeof c);
                         std::wmemset(reinterpret_cast<wchar_t*>(dst), c, static_cast<size_t>(n / kPerChar));
                         for (int i = n - n % kPerChar; i < n; ++i) std::memcpy(dst + static_cast<size_t>(i) * kPixel, &w, kPixel);
                         return;
@@ -58,10 +103,6 @@ struct TRowFill {
                 }
                 for (int i = 0; i < n; ++i) std::memcpy(dst + static_cast<size_t>(i) * kPixel, &w, kPixel);
             } else {
-                alignas(16) uint8_t pattern[kPatternBytes];
-                std::memcpy(pattern, pixel, kPixel);
-                for (size_t len = kPixel; len < kPatternBytes; len *= 2)
-                    std::memcpy(pattern + len, pattern, std::min(len, kPatternBytes - len));
                 const size_t bytes = static_cast<size_t>(n) * kPixel;
                 size_t i = 0;
                 for (; i + kPatternBytes <= bytes; i += kPatternBytes) std::memcpy(dst + i, pattern, kPatternBytes);

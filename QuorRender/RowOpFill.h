@@ -15,6 +15,8 @@ public:
     void SetColour(uint32_t colour) noexcept { m_nColour = colour; }
     uint8_t GetIndex() const noexcept { return m_nIndex; }
     void SetIndex(uint8_t index) noexcept { m_nIndex = index; }
+    // The pixel pattern, once per binding.
+    std::shared_ptr<const CRowOpPrepared> Prepare(EQPixelFormat dst, EQPixelFormat src) const override;
 
 private:
     uint32_t m_nColour;

@@ -1,6 +1,7 @@
 #include "QuorRender/RowOpMatte.h"
 
 #include <atomic>
+#include <new>
 
 #include "QuorRender/DivTable2.h"
 #include "QuorRender/internal/RowOpDict.h"
@@ -82,7 +83,10 @@ template <bool kRemove>
 const uint8_t* MatteTable(int m) {
     std::atomic<const uint8_t*>& slot = g_matteTables[kRemove * 256 + m];
     if (const uint8_t* t = slot.load(std::memory_order_acquire)) return t;
-    auto* t = new uint8_t[256 * 256];
+    // Kernels run inside parallel loops, where nothing may throw; without the
+    // memory the caller computes the rule per pixel.
+    auto* t = new (std::nothrow) uint8_t[256 * 256];
+    if (!t) return nullptr;
     for (int a = 0; a < 256; ++a)
         for (int c = 0; c < 256; ++c) {
             // a transparent pixel keeps its colour when the matte is removed
@@ -94,17 +98,22 @@ const uint8_t* MatteTable(int m) {
         delete[] t;
         return expected;
     }
-    static const bool registered = (QGDI_RegisterRowOpCache(&FreeMatteTables), true);
+    // Registration may allocate; failing it only means shutdown does not free the tables.
+    static const bool registered = [] {
+        try {
+            QGDI_RegisterRowOpCache(&FreeMatteTables);
+            return true;
+        } catch (...) {
+            return false;
+        }
+    }();
     (void)registered;
     return t;
 }
 
-// Straight 8-bit BGRA pixels through the per-channel tables. `src` may equal `dst`.
-template <bool kRemove>
-void MatteBGRA8(uint8_t* dst, const uint8_t* src, int n, uint32_t matteRGB) {
-    // tables of the matte bytes in storage order b, g, r
-    const uint8_t* t[3] = {MatteTable<kRemove>((matteRGB >> 16) & 255), MatteTable<kRemove>((matteRGB >> 8) & 255),
-                           MatteTable<kRemove>(matteRGB & 255)};
+// Straight 8-bit BGRA pixels through the per-channel tables `t` of the matte
+// bytes in storage order b, g, r. `src` may equal `dst`.
+void MatteBGRA8(uint8_t* dst, const uint8_t* src, int n, const uint8_t* const (&t)[3]) {
     for (int i = 0; i < 4 * n; i += 4) {
         const uint8_t* p = src + i;
         const int a = p[3] * 256;
@@ -123,10 +132,14 @@ void MatteRow(uint32_t matteRGB, CRowOpData& data) {
     if constexpr (sizeof(E) == 1 && TF::kAlpha && !TF::kPremultiplied && !TF::kGrey && TF::kAlphaOffset == 3 &&
                   TF::kBlue == 0 && TF::kRed == 2 && (S == keFormatNone || S == D)) {
         if (S != keFormatNone && !data.pSrc) return;
-        ForSpans<D, S>(data, [&](uint8_t* dst, const uint8_t* src, int, int n) {
-            MatteBGRA8<kRemove>(dst, S == keFormatNone ? dst : src, n, matteRGB);
-        });
-        return;
+        const uint8_t* const t[3] = {MatteTable<kRemove>((matteRGB >> 16) & 255),
+                                     MatteTable<kRemove>((matteRGB >> 8) & 255), MatteTable<kRemove>(matteRGB & 255)};
+        if (t[0] && t[1] && t[2]) {
+            ForSpans<D, S>(data, [&](uint8_t* dst, const uint8_t* src, int, int n) {
+                MatteBGRA8(dst, S == keFormatNone ? dst : src, n, t);
+            });
+            return;
+        }
     }
     auto op = [&](C& c) {
         if constexpr (kRemove) {
