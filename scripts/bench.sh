@@ -12,21 +12,10 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-# The peers: pixman (row operations, transforms) and Little CMS (Lab).
-# A peer that is missing at configure time only skips its benchmarks.
-peers=(libpixman-1-dev liblcms2-dev)
-build=(build-essential cmake pkg-config libbenchmark-dev libgtest-dev libgmock-dev libomp-dev libtbb-dev
-       libpng-dev libjpeg-dev libfreetype-dev libharfbuzz-dev)
-missing=()
-for p in "${peers[@]}" "${build[@]}"; do
-  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
-done
-if [ ${#missing[@]} -gt 0 ]; then
-  sudo=""
-  [ "$(id -u)" -eq 0 ] || sudo="sudo"
-  $sudo apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq "${missing[@]}"
-fi
+# The build's packages and the peers (pixman for row operations and transforms,
+# Little CMS for Lab) come from one list; a peer that is missing at configure
+# time only skips its benchmarks.
+./scripts/install-deps.sh
 
 dir=${1:-build-bench}
 cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=Release -DQGDI_BUILD_BENCH=ON > /dev/null
