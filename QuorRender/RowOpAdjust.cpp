@@ -7,7 +7,9 @@
 
 #include "QuorRender/internal/RowOpDict.h"
 #include "QuorRender/internal/RowSpans.h"
+#include "platform/TargetPass.h"
 
+namespace qgdi::QGDI_TARGET_NS {
 namespace {
 
 using namespace qgdi::px;
@@ -187,6 +189,15 @@ struct TRowReplaceColor {
 
 }  // namespace
 
+const SRowOpDictEntry* GetRowInvertDict() noexcept { return qgdi_rowop::kDict<kInvertPairs, TRowInvert>.data(); }
+const SRowOpDictEntry* GetRowRGBAdjustDict() noexcept { return qgdi_rowop::kDict<kRGBAdjustPairs, TRowRGBAdjust>.data(); }
+const SRowOpDictEntry* GetRowKodalithDict() noexcept { return qgdi_rowop::kDict<kKodalithPairs, TRowKodalith>.data(); }
+const SRowOpDictEntry* GetRowReplaceColorDict() noexcept { return qgdi_rowop::kDict<kReplaceColorPairs, TRowReplaceColor>.data(); }
+
+}  // namespace qgdi::QGDI_TARGET_NS
+
+#if QGDI_BASELINE_PASS
+
 CRowOpDefRowRGBAdjust::CRowOpDefRowRGBAdjust(const double gain[3], const double offset[3]) noexcept
     : TRowOpDefKind(keRoRowRGBAdjust) {
     for (int c = 0; c < 3; ++c) {
@@ -200,12 +211,15 @@ void CRowOpDefRowRGBAdjust::BuildByteTables() noexcept {
     // c' = clamp(round(gain c + offset 255))
     for (int c = 0; c < 3; ++c)
         for (int v = 0; v < 256; ++v)
-            m_byteTable[c][v] = Saturate<uint8_t>(static_cast<int32_t>(std::lround(m_dGain[c] * v + m_dOffset[c] * 255)));
+            m_byteTable[c][v] = qgdi::px::Saturate<uint8_t>(static_cast<int32_t>(std::lround(m_dGain[c] * v + m_dOffset[c] * 255)));
 }
 
-const SRowOpDictEntry* GetRowInvertDict() noexcept { return qgdi_rowop::kDict<kInvertPairs, TRowInvert>.data(); }
-const SRowOpDictEntry* GetRowRGBAdjustDict() noexcept { return qgdi_rowop::kDict<kRGBAdjustPairs, TRowRGBAdjust>.data(); }
-const SRowOpDictEntry* GetRowKodalithDict() noexcept { return qgdi_rowop::kDict<kKodalithPairs, TRowKodalith>.data(); }
-const SRowOpDictEntry* GetRowReplaceColorDict() noexcept {
-    return qgdi_rowop::kDict<kReplaceColorPairs, TRowReplaceColor>.data();
-}
+QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowInvertDict() noexcept)
+QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowRGBAdjustDict() noexcept)
+QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowKodalithDict() noexcept)
+QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowReplaceColorDict() noexcept)
+const SRowOpDictEntry* GetRowInvertDict() noexcept { return QGDI_DISPATCH(GetRowInvertDict)(); }
+const SRowOpDictEntry* GetRowRGBAdjustDict() noexcept { return QGDI_DISPATCH(GetRowRGBAdjustDict)(); }
+const SRowOpDictEntry* GetRowKodalithDict() noexcept { return QGDI_DISPATCH(GetRowKodalithDict)(); }
+const SRowOpDictEntry* GetRowReplaceColorDict() noexcept { return QGDI_DISPATCH(GetRowReplaceColorDict)(); }
+#endif  // QGDI_BASELINE_PASS

@@ -1,12 +1,12 @@
 #include "QuorRender/RowOpArithmetic.h"
 
 #include <cmath>
-#include <memory>
-#include <new>
 
 #include "QuorRender/internal/RowOpDict.h"
 #include "QuorRender/internal/RowSpans.h"
+#include "platform/TargetPass.h"
 
+namespace qgdi::QGDI_TARGET_NS {
 namespace {
 
 using namespace qgdi::px;
@@ -45,40 +45,49 @@ void ForElements(CRowOpData& data, Body&& body) {
     });
 }
 
-// r = k1 (s d / 255) + k2 s + k3 d + k4 255 with 12 fractional bits: K = k 4096
-// with |K| <= 2^16, each term K x (a byte) stays below 2^24 and the four sum
-// inside int32 (k4 carries the rounding half).
-inline uint8_t ArithmeticByte(int32_t s, int32_t d, const int32_t (&k)[4]) noexcept {
-    const int32_t sd = static_cast<int32_t>(Div255(uint32_t(s) * uint32_t(d)));
-    return Saturate<uint8_t>((k[0] * sd + k[1] * s + k[2] * d + k[3]) >> 12);
-}
+// The byte rule r = k1 (s d / 255) + k2 s + k3 d + k4 255, saturated, with
+// the constants in 12 fractional bits: K = round(k 4096), |K| <= 2^16, and K4
+// carries the rounding half. Every term fits int32.
+struct SArithmeticBytes {
+    int32_t k[4];
+    // The wide targets multiply 32-bit lanes in one instruction; SSE2 has only
+    // 16 x 16-bit multiplies, so for it each K is split as 4 Kh + Kl with Kh
+    // in int16 and Kl in 0..3: the Kh products widen to 32 bits, the Kl ones
+    // (at most 3 x 3 x 255 together) stay in 16.
+    int16_t hi[3];
+    int16_t lo[3];
 
-// The byte rule of one set of constants as a [s][d] table, kept per thread. It
-// is built on the second consecutive row with the same constants, so a single
-// row never pays for 65536 entries; SSE2 has no 32-bit multiply, which makes
-// the table the faster of the two on long runs of rows.
-struct SArithmeticCache {
-    int32_t k[4] = {};
-    int rows = 0;
-    bool valid = false;
-    std::unique_ptr<uint8_t[]> table;
+    explicit SArithmeticBytes(const double (&kd)[4]) noexcept {
+        for (int i = 0; i < 3; ++i) {
+            k[i] = int32_t(std::lround(kd[i] * 4096));
+            hi[i] = int16_t(k[i] >> 2);  // floor(K / 4): -16384..16384
+            lo[i] = int16_t(k[i] & 3);
+        }
+        k[3] = int32_t(std::lround(kd[3] * 4096 * 255)) + 2048;
+    }
 };
 
-const uint8_t* ArithmeticTable(const int32_t (&k)[4]) {
-    thread_local SArithmeticCache cache;
-    if (!std::equal(k, k + 4, cache.k)) {
-        std::copy(k, k + 4, cache.k);
-        cache.rows = 0;
-        cache.valid = false;
+inline uint8_t SaturateByte(int32_t v) noexcept { return uint8_t(v < 0 ? 0 : v > 255 ? 255 : v); }
+
+// n bytes of d through the rule with source bytes s.
+void ArithmeticBytes(uint8_t* d, const uint8_t* s, int n, const SArithmeticBytes& k) noexcept {
+    const int32_t k0 = k.k[0], k1 = k.k[1], k2 = k.k[2], k3 = k.k[3];
+    if constexpr (kWideVectors) {
+        for (int i = 0; i < n; ++i) {  // @vectorised(avx2, avx512)
+            const int32_t sv = s[i], dv = d[i];
+            const int32_t sd = Div255u16(uint16_t(sv * dv));
+            d[i] = SaturateByte((k0 * sd + k1 * sv + k2 * dv + k3) >> 12);
+        }
+    } else {
+        const int16_t h0 = k.hi[0], h1 = k.hi[1], h2 = k.hi[2], l0 = k.lo[0], l1 = k.lo[1], l2 = k.lo[2];
+        for (int i = 0; i < n; ++i) {  // @vectorised(baseline)
+            const int16_t sv = s[i], dv = d[i];
+            const int16_t sd = int16_t(Div255u16(uint16_t(sv * dv)));
+            const int32_t hi = int32_t(h0) * sd + int32_t(h1) * sv + int32_t(h2) * dv;
+            const int16_t lo = int16_t(l0 * sd + l1 * sv + l2 * dv);
+            d[i] = SaturateByte((hi * 4 + lo + k3) >> 12);
+        }
     }
-    if (cache.valid) return cache.table.get();
-    if (++cache.rows < 2) return nullptr;
-    if (!cache.table) cache.table.reset(new (std::nothrow) uint8_t[256 * 256]);
-    if (!cache.table) return nullptr;
-    for (int32_t s = 0; s < 256; ++s)
-        for (int32_t d = 0; d < 256; ++d) cache.table[s * 256 + d] = ArithmeticByte(s, d, k);
-    cache.valid = true;
-    return cache.table.get();
 }
 
 template <EQPixelFormat D, EQPixelFormat S>
@@ -90,18 +99,12 @@ struct TRowArithmetic {
         double k[4];
         for (int i = 0; i < 4; ++i) k[i] = std::clamp(op.GetK(i), -16.0, 16.0);
         if (!data.pSrc) return;
+        const SArithmeticBytes bytes(k);
         ForSpans<D, S>(data, [&](uint8_t* dst, const uint8_t* src, int, int n) {
             E* d = reinterpret_cast<E*>(dst);
             const E* s = reinterpret_cast<const E*>(src);
             if constexpr (sizeof(E) == 1) {
-                const int32_t kf[4] = {static_cast<int32_t>(std::lround(k[0] * 4096)), static_cast<int32_t>(std::lround(k[1] * 4096)),
-                                       static_cast<int32_t>(std::lround(k[2] * 4096)),
-                                       static_cast<int32_t>(std::lround(k[3] * 4096 * 255)) + 2048};
-                if (const uint8_t* table = ArithmeticTable(kf)) {
-                    for (int i = 0; i < n * T::kChannels; ++i) d[i] = table[s[i] * 256 + d[i]];
-                } else {
-                    for (int i = 0; i < n * T::kChannels; ++i) d[i] = ArithmeticByte(s[i], d[i], kf);
-                }
+                ArithmeticBytes(d, s, n * T::kChannels, bytes);
             } else {
                 const float f1 = float(k[0]), f2 = float(k[1]), f3 = float(k[2]), f4 = float(k[3]);
                 for (int i = 0; i < n * T::kChannels; ++i) d[i] = Saturate<E>(f1 * s[i] * d[i] + f2 * s[i] + f3 * d[i] + f4);
@@ -150,27 +153,48 @@ struct THighPass {
         constexpr TWork<E> kHalf = kIsFloat<E> ? TWork<E>(0.5f) : TWork<E>((kFull<E> + 1) / 2);
         ForElements<D>(data, [](E* d, const E* s, int count) {
             constexpr int kN = T::kChannels;
-            for (int i = 0; i < count; i += kN)
-                for (int c = 0; c < kN; ++c) {
-                    // d = clamp(s - d + half); alpha = s
-                    const bool alpha = T::kAlpha && c == T::kAlphaOffset;
+            // d = clamp(s - d + half); alpha = s
+            if constexpr (kIsFloat<E>) {
+                for (int i = 0; i < count; i += kN)  // @vectorised
+                    for (int c = 0; c < kN; ++c) {
+                        const bool alpha = T::kAlpha && c == T::kAlphaOffset;
+                        d[i + c] = alpha ? s[i + c] : Saturate<E>(s[i + c] - d[i + c] + kHalf);
+                    }
+            } else {
+                // One flat loop with the alpha lane picked by its index: as nested
+                // per-channel loops the integer forms vectorise into shuffles that
+                // cost AVX-512 more than they save.
+                for (int i = 0; i < count; ++i) {  // @vectorised
+                    const bool alpha = T::kAlpha && i % kN == T::kAlphaOffset;
                     if constexpr (sizeof(E) == 1) {
                         // -127..383 fits 16-bit lanes, eight channels to a register
-                        const int16_t v = int16_t(s[i + c] - d[i + c] + 128);
-                        d[i + c] = alpha ? s[i + c] : E(std::min<int16_t>(std::max<int16_t>(v, 0), 255));
+                        const int16_t v = int16_t(s[i] - d[i] + 128);
+                        d[i] = alpha ? s[i] : E(std::min<int16_t>(std::max<int16_t>(v, 0), 255));
                     } else {
-                        d[i + c] = alpha ? s[i + c] : Saturate<E>(TWork<E>(s[i + c]) - TWork<E>(d[i + c]) + kHalf);
+                        d[i] = alpha ? s[i] : Saturate<E>(TWork<E>(s[i]) - TWork<E>(d[i]) + kHalf);
                     }
                 }
+            }
         });
     }
 };
 
 }  // namespace
 
-const SRowOpDictEntry* GetRowArithmeticDict() noexcept {
-    return qgdi_rowop::kDict<kArithmeticPairs, TRowArithmetic>.data();
-}
+const SRowOpDictEntry* GetRowArithmeticDict() noexcept { return qgdi_rowop::kDict<kArithmeticPairs, TRowArithmetic>.data(); }
 const SRowOpDictEntry* GetRowMulEqualDict() noexcept { return qgdi_rowop::kDict<kMulPlusPairs, TRowMulEqual>.data(); }
 const SRowOpDictEntry* GetRowPlusEqualDict() noexcept { return qgdi_rowop::kDict<kMulPlusPairs, TRowPlusEqual>.data(); }
 const SRowOpDictEntry* GetHighPassDict() noexcept { return qgdi_rowop::kDict<kHighPassPairs, THighPass>.data(); }
+
+}  // namespace qgdi::QGDI_TARGET_NS
+
+#if QGDI_BASELINE_PASS
+QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowArithmeticDict() noexcept)
+QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowMulEqualDict() noexcept)
+QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowPlusEqualDict() noexcept)
+QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetHighPassDict() noexcept)
+const SRowOpDictEntry* GetRowArithmeticDict() noexcept { return QGDI_DISPATCH(GetRowArithmeticDict)(); }
+const SRowOpDictEntry* GetRowMulEqualDict() noexcept { return QGDI_DISPATCH(GetRowMulEqualDict)(); }
+const SRowOpDictEntry* GetRowPlusEqualDict() noexcept { return QGDI_DISPATCH(GetRowPlusEqualDict)(); }
+const SRowOpDictEntry* GetHighPassDict() noexcept { return QGDI_DISPATCH(GetHighPassDict)(); }
+#endif  // QGDI_BASELINE_PASS

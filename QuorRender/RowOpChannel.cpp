@@ -6,7 +6,9 @@
 #include "QuorRender/internal/RowOpDict.h"
 #include "QuorRender/internal/RowSpans.h"
 #include "QuorRender/internal/RowOpPrepared.h"
+#include "platform/TargetPass.h"
 
+namespace qgdi::QGDI_TARGET_NS {
 namespace {
 
 using namespace qgdi::px;
@@ -164,9 +166,18 @@ struct TChannelLinear {
 
 const SRowOpDictEntry* GetChannelGetDict() noexcept { return qgdi_rowop::kDict<kChannelGetPairs, TChannelGet>.data(); }
 const SRowOpDictEntry* GetChannelSetDict() noexcept { return qgdi_rowop::kDict<kChannelSetPairs, TChannelSet>.data(); }
-const SRowOpDictEntry* GetChannelConstantDict() noexcept {
-    return qgdi_rowop::kDict<kChannelConstantPairs, TChannelConstant>.data();
-}
-const SRowOpDictEntry* GetChannelLinearDict() noexcept {
-    return qgdi_rowop::kDict<kChannelLinearPairs, TChannelLinear>.data();
-}
+const SRowOpDictEntry* GetChannelConstantDict() noexcept { return qgdi_rowop::kDict<kChannelConstantPairs, TChannelConstant>.data(); }
+const SRowOpDictEntry* GetChannelLinearDict() noexcept { return qgdi_rowop::kDict<kChannelLinearPairs, TChannelLinear>.data(); }
+
+}  // namespace qgdi::QGDI_TARGET_NS
+
+#if QGDI_BASELINE_PASS
+QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetChannelGetDict() noexcept)
+QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetChannelSetDict() noexcept)
+QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetChannelConstantDict() noexcept)
+QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetChannelLinearDict() noexcept)
+const SRowOpDictEntry* GetChannelGetDict() noexcept { return QGDI_DISPATCH(GetChannelGetDict)(); }
+const SRowOpDictEntry* GetChannelSetDict() noexcept { return QGDI_DISPATCH(GetChannelSetDict)(); }
+const SRowOpDictEntry* GetChannelConstantDict() noexcept { return QGDI_DISPATCH(GetChannelConstantDict)(); }
+const SRowOpDictEntry* GetChannelLinearDict() noexcept { return QGDI_DISPATCH(GetChannelLinearDict)(); }
+#endif  // QGDI_BASELINE_PASS

@@ -2,7 +2,9 @@
 #include "QuorRender/RowOpCopy.h"
 #include "QuorRender/internal/RowSpans.h"
 #include "QuorRender/internal/RowOpDict.h"
+#include "platform/TargetPass.h"
 
+namespace qgdi::QGDI_TARGET_NS {
 namespace {
 
 using namespace qgdi::px;
@@ -60,3 +62,10 @@ struct TRowDither {
 }  // namespace
 
 const SRowOpDictEntry* GetRowDitherDict() noexcept { return qgdi_rowop::kDict<kDitherPairs, TRowDither>.data(); }
+
+}  // namespace qgdi::QGDI_TARGET_NS
+
+#if QGDI_BASELINE_PASS
+QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowDitherDict() noexcept)
+const SRowOpDictEntry* GetRowDitherDict() noexcept { return QGDI_DISPATCH(GetRowDitherDict)(); }
+#endif  // QGDI_BASELINE_PASS

@@ -6,7 +6,9 @@
 #include "QuorRender/RowOpAdjust.h"
 #include "QuorRender/internal/RowOpDict.h"
 #include "QuorRender/internal/RowSpans.h"
+#include "platform/TargetPass.h"
 
+namespace qgdi::QGDI_TARGET_NS {
 namespace {
 
 using namespace qgdi::px;
@@ -33,21 +35,11 @@ struct SBlock {
     float x[kBlock], y[kBlock], z[kBlock];  // r, g, b or h (turns), s, l
 };
 
-// floor(v) without the libm call, exact for every float: values of 2^23 and
-// beyond are whole already.
-inline float Floor(float v) noexcept {
-    const bool small = std::fabs(v) < 8388608.0f;
-    const float t = static_cast<float>(static_cast<int32_t>(small ? v : 0.0f));
-    // Only values are selected, never operations, so the loop stays free of branches.
-    const float f = t - (t > v ? 1.0f : 0.0f);
-    return small ? f : v;
-}
-
 inline float Clamp01(float v) noexcept { return std::min(std::max(v, 0.0f), 1.0f); }
 
 // r, g, b (0..1) to h, s, l in place.
 void ToHSL(SBlock& v, int n) noexcept {
-    for (int i = 0; i < n; ++i) {
+    for (int i = 0; i < n; ++i) {  // @vectorised
         const float r = v.x[i], g = v.y[i], b = v.z[i];
         const float hi = std::max(std::max(r, g), b), lo = std::min(std::min(r, g), b);
         const float l = (hi + lo) * 0.5f, d = hi - lo;
@@ -63,10 +55,16 @@ void ToHSL(SBlock& v, int n) noexcept {
     }
 }
 
-// Channel of hue offset t (in turns) for chroma c around lightness l.
+// Channel of hue offset t (in turns) for chroma c around lightness l. h + t
+// lies in [-1/3, 7/3) turns: hues come from ToHSL in [0, 1), plus at most
+// one turn of adjustment.
 inline float FromHue(float h, float c, float l, float t) noexcept {
-    float k = (h + t) * 6;
-    k -= 6 * Floor(k * (1.0f / 6));
+    float k = (h + t) * 6;  // sixths of a turn, in [-2, 14)
+    // Whole turns off by selects: a floor has no SSE2 vector form, and a
+    // float-to-int floor turns into branches once the wide targets fold it.
+    k = k >= 6 ? k - 6 : k;
+    k = k >= 6 ? k - 6 : k;
+    k = k < 0 ? k + 6 : k;
     // 1 within a sixth of a turn of the channel's own hue, 0 from a third away, linear between
     const float ramp = Clamp01(std::fabs(k - 3) - 1);
     return l + c * (ramp - 0.5f);
@@ -74,7 +72,7 @@ inline float FromHue(float h, float c, float l, float t) noexcept {
 
 // h, s, l to r, g, b (0..1) in place.
 void FromHSL(SBlock& v, int n) noexcept {
-    for (int i = 0; i < n; ++i) {
+    for (int i = 0; i < n; ++i) {  // @vectorised
         const float h = v.x[i], l = v.z[i];
         const float c = (1 - std::fabs(2 * l - 1)) * v.y[i];
         v.x[i] = FromHue(h, c, l, 0.0f);
@@ -94,7 +92,7 @@ void LoadBlock(const uint8_t* row, int n, typename TPx<F>::C* c, SBlock& v) noex
     const auto* p = reinterpret_cast<const typename P::E*>(row);
     for (int i = 0; i < n; ++i) c[i] = P::Load(p + i * P::kN);
     const float full = static_cast<float>(P::kMax);
-    for (int i = 0; i < n; ++i) {
+    for (int i = 0; i < n; ++i) {  // @vectorised
         v.x[i] = static_cast<float>(c[i].r) / full;
         v.y[i] = static_cast<float>(c[i].g) / full;
         v.z[i] = static_cast<float>(c[i].b) / full;
@@ -107,7 +105,7 @@ void StoreBlock(uint8_t* row, int n, typename TPx<F>::C* c, const SBlock& v) noe
     using P = TPx<F>;
     using W = typename P::W;
     const float full = static_cast<float>(P::kMax);
-    for (int i = 0; i < n; ++i) {
+    for (int i = 0; i < n; ++i) {  // @vectorised
         c[i].r = static_cast<W>(Clamp01(v.x[i]) * full + 0.5f);
         c[i].g = static_cast<W>(Clamp01(v.y[i]) * full + 0.5f);
         c[i].b = static_cast<W>(Clamp01(v.z[i]) * full + 0.5f);
@@ -121,7 +119,10 @@ struct TRowHSLAdjust {
     static void Run(const CRowOpDef& def, CRowOpData& data) {
         using P = TPx<D>;
         const auto& op = static_cast<const CRowOpDefRowHSLAdjust&>(def);
-        const float hue = static_cast<float>(op.GetHue() / 360.0);
+        // The offset within one turn, as FromHue expects; not a number turns nothing.
+        double turns = op.GetHue() / 360.0;
+        turns -= std::floor(turns);
+        const float hue = turns >= 0 && turns < 1 ? static_cast<float>(turns) : 0.0f;
         const float sat = static_cast<float>(std::clamp(op.GetSaturation(), -1.0, 1.0));
         const float light = static_cast<float>(std::clamp(op.GetLightness(), -1.0, 1.0));
         ForSpans<D, S>(data, [&](uint8_t* row, const uint8_t*, int, int n) {
@@ -133,7 +134,7 @@ struct TRowHSLAdjust {
                 LoadBlock<D>(at, m, c, v);
                 ToHSL(v, m);
                 // h' = h + hue; s' = towards(s, sat); l' = towards(l, light)
-                for (int k = 0; k < m; ++k)
+                for (int k = 0; k < m; ++k)  // @vectorised
                     v.x[k] += hue, v.y[k] = Towards(v.y[k], sat), v.z[k] = Towards(v.z[k], light);
                 FromHSL(v, m);
                 StoreBlock<D>(at, m, c, v);
@@ -174,6 +175,13 @@ struct TRowHSLCopyChannel {
 }  // namespace
 
 const SRowOpDictEntry* GetRowHSLAdjustDict() noexcept { return qgdi_rowop::kDict<kHSLAdjustPairs, TRowHSLAdjust>.data(); }
-const SRowOpDictEntry* GetRowHSLCopyChannelDict() noexcept {
-    return qgdi_rowop::kDict<kHSLCopyPairs, TRowHSLCopyChannel>.data();
-}
+const SRowOpDictEntry* GetRowHSLCopyChannelDict() noexcept { return qgdi_rowop::kDict<kHSLCopyPairs, TRowHSLCopyChannel>.data(); }
+
+}  // namespace qgdi::QGDI_TARGET_NS
+
+#if QGDI_BASELINE_PASS
+QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowHSLAdjustDict() noexcept)
+QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowHSLCopyChannelDict() noexcept)
+const SRowOpDictEntry* GetRowHSLAdjustDict() noexcept { return QGDI_DISPATCH(GetRowHSLAdjustDict)(); }
+const SRowOpDictEntry* GetRowHSLCopyChannelDict() noexcept { return QGDI_DISPATCH(GetRowHSLCopyChannelDict)(); }
+#endif  // QGDI_BASELINE_PASS

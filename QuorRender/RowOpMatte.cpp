@@ -6,7 +6,9 @@
 #include "QuorRender/DivTable2.h"
 #include "QuorRender/internal/RowOpDict.h"
 #include "QuorRender/internal/RowSpans.h"
+#include "platform/TargetPass.h"
 
+namespace qgdi::QGDI_TARGET_NS {
 namespace {
 
 using namespace qgdi::px;
@@ -181,5 +183,13 @@ struct TRowDematte {
 }  // namespace
 
 const SRowOpDictEntry* GetRowMatteDict() noexcept { return qgdi_rowop::kDict<kMattePairs, TRowMatte>.data(); }
-
 const SRowOpDictEntry* GetRowDematteDict() noexcept { return qgdi_rowop::kDict<kDemattePairs, TRowDematte>.data(); }
+
+}  // namespace qgdi::QGDI_TARGET_NS
+
+#if QGDI_BASELINE_PASS
+QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowMatteDict() noexcept)
+QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowDematteDict() noexcept)
+const SRowOpDictEntry* GetRowMatteDict() noexcept { return QGDI_DISPATCH(GetRowMatteDict)(); }
+const SRowOpDictEntry* GetRowDematteDict() noexcept { return QGDI_DISPATCH(GetRowDematteDict)(); }
+#endif  // QGDI_BASELINE_PASS

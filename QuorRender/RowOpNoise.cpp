@@ -5,7 +5,9 @@
 #include "QuorRender/internal/RowOpDict.h"
 #include "QuorRender/internal/RowSpans.h"
 #include "geometry/Random.h"
+#include "platform/TargetPass.h"
 
+namespace qgdi::QGDI_TARGET_NS {
 namespace {
 
 using namespace qgdi::px;
@@ -84,3 +86,10 @@ struct TRowNoise {
 }  // namespace
 
 const SRowOpDictEntry* GetRowNoiseDict() noexcept { return qgdi_rowop::kDict<kNoisePairs, TRowNoise>.data(); }
+
+}  // namespace qgdi::QGDI_TARGET_NS
+
+#if QGDI_BASELINE_PASS
+QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowNoiseDict() noexcept)
+const SRowOpDictEntry* GetRowNoiseDict() noexcept { return QGDI_DISPATCH(GetRowNoiseDict)(); }
+#endif  // QGDI_BASELINE_PASS

@@ -6,28 +6,16 @@
 #include "QuorRender/internal/RowOpDict.h"
 #include "QuorRender/internal/RowSpans.h"
 #include "geometry/Random.h"
+#include "platform/TargetPass.h"
 
+namespace qgdi::QGDI_TARGET_NS {
 namespace {
 
 using namespace qgdi::px;
 using qgdi::rowop::ForSpans;
 
-// Offset that keeps lattice coordinates positive.
-constexpr int kPerlinOffset = 4096;
-constexpr int kLatticeMask = 255;
-
 inline constexpr SQFormatPair kTurbulencePairs[] = {{keFormatBGRA, keFormatNone}};
 static_assert(std::size(kTurbulencePairs) == 1);
-
-inline double SCurve(double t) noexcept { return t * t * (3.0 - 2.0 * t); }
-inline double Lerp(double t, double a, double b) noexcept { return a + t * (b - a); }
-
-// The frequency nearest to f for which a whole number of periods fits the tile.
-double StitchFrequency(double f, double tile) noexcept {
-    if (f == 0 || tile <= 0) return f;
-    const double lo = std::floor(tile * f) / tile, hi = std::ceil(tile * f) / tile;
-    return f / lo < hi / f ? lo : hi;
-}
 
 template <EQPixelFormat D, EQPixelFormat S>
 struct TRowTurbulence {
@@ -47,6 +35,32 @@ struct TRowTurbulence {
         });
     }
 };
+
+}  // namespace
+
+const SRowOpDictEntry* GetRowTurbulenceDict() noexcept { return qgdi_rowop::kDict<kTurbulencePairs, TRowTurbulence>.data(); }
+
+}  // namespace qgdi::QGDI_TARGET_NS
+
+#if QGDI_BASELINE_PASS
+
+// The noise itself is the definition's own (it is evaluated in double and
+// per point, so every target shares this one compilation).
+namespace {
+
+// Offset that keeps lattice coordinates positive.
+constexpr int kPerlinOffset = 4096;
+constexpr int kLatticeMask = 255;
+
+inline double SCurve(double t) noexcept { return t * t * (3.0 - 2.0 * t); }
+inline double Lerp(double t, double a, double b) noexcept { return a + t * (b - a); }
+
+// The frequency nearest to f for which a whole number of periods fits the tile.
+double StitchFrequency(double f, double tile) noexcept {
+    if (f == 0 || tile <= 0) return f;
+    const double lo = std::floor(tile * f) / tile, hi = std::ceil(tile * f) / tile;
+    return f / lo < hi / f ? lo : hi;
+}
 
 }  // namespace
 
@@ -138,6 +152,6 @@ double CRowOpDefRowTurbulence::Evaluate(int channel, double x, double y) const n
     return m_bFractalNoise ? (sum + 1) / 2 : sum;
 }
 
-const SRowOpDictEntry* GetRowTurbulenceDict() noexcept {
-    return qgdi_rowop::kDict<kTurbulencePairs, TRowTurbulence>.data();
-}
+QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowTurbulenceDict() noexcept)
+const SRowOpDictEntry* GetRowTurbulenceDict() noexcept { return QGDI_DISPATCH(GetRowTurbulenceDict)(); }
+#endif  // QGDI_BASELINE_PASS

@@ -5,6 +5,7 @@
 
 #include "QuorRender/DivTable2.h"
 #include "diagnostics/QgdiLog.h"
+#include "platform/CpuDispatch.h"
 
 namespace {
 
@@ -18,6 +19,8 @@ QFontCacheStopFn g_fontStop = nullptr;
 CErrorAutoThrow QGDI_SystemStartup() {
     std::lock_guard<std::mutex> lock(g_lock);
     if (g_started.load(std::memory_order_acquire)) return CErrorAutoThrow();
+    // The kernel target is chosen here, once, before any worker binds a kernel.
+    (void)qgdi::dispatch::ActiveTarget();
     if (!QGDI_RowOpsStartup(nullptr)) {
         QGDI_Log(keLogError, "start-up: the row-operation tables could not be built");
         QGDI_RowOpsShutdown();

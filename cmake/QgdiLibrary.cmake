@@ -17,13 +17,6 @@ target_include_directories(qgdi_headers INTERFACE
   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/qgdi>)
 target_link_libraries(qgdi_headers INTERFACE qmm qerror)
 
-# One compilation feeds both the shared library and the static archive that
-# tests link to reach internal kernels.
-add_library(qgdi_objects OBJECT ${QGDI_SOURCES})
-target_compile_definitions(qgdi_objects PRIVATE QGDI_BUILDING)
-target_link_libraries(qgdi_objects PUBLIC qgdi_headers OpenMP::OpenMP_CXX Threads::Threads
-                      PRIVATE qgdi_build_flags)
-
 # Colour-model kernels select between computed values per pixel; without this
 # GCC keeps every float comparison as a branch (it may raise an exception flag
 # that nothing here reads) and the loops stay scalar. Results are unchanged:
@@ -31,13 +24,22 @@ target_link_libraries(qgdi_objects PUBLIC qgdi_headers OpenMP::OpenMP_CXX Thread
 set_source_files_properties(${PROJECT_SOURCE_DIR}/QuorRender/RowOpHSL.cpp
   PROPERTIES COMPILE_OPTIONS -fno-trapping-math)
 
-add_library(qgdi SHARED $<TARGET_OBJECTS:qgdi_objects>)
+include(${CMAKE_CURRENT_LIST_DIR}/QgdiKernelPasses.cmake)
+
+# One compilation feeds both the shared library and the static archive that
+# tests link to reach internal kernels.
+add_library(qgdi_objects OBJECT ${QGDI_SOURCES})
+target_compile_definitions(qgdi_objects PRIVATE QGDI_BUILDING ${QGDI_KERNEL_DEFINITIONS})
+target_link_libraries(qgdi_objects PUBLIC qgdi_headers OpenMP::OpenMP_CXX Threads::Threads
+                      PRIVATE qgdi_build_flags)
+
+add_library(qgdi SHARED $<TARGET_OBJECTS:qgdi_objects> ${QGDI_KERNEL_OBJECTS})
 add_library(qgdi::qgdi ALIAS qgdi)
 target_link_libraries(qgdi PUBLIC qgdi_headers PRIVATE OpenMP::OpenMP_CXX Threads::Threads qgdi_build_flags qgdi_export_map)
 set_target_properties(qgdi PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
 
 if(QGDI_BUILD_TESTS OR QGDI_BUILD_BENCH OR QGDI_BUILD_FUZZ)
-  add_library(qgdi_static STATIC $<TARGET_OBJECTS:qgdi_objects>)
+  add_library(qgdi_static STATIC $<TARGET_OBJECTS:qgdi_objects> ${QGDI_KERNEL_OBJECTS})
   target_compile_definitions(qgdi_static PUBLIC QGDI_STATIC_ACCESS)
   target_link_libraries(qgdi_static PUBLIC qgdi_headers OpenMP::OpenMP_CXX Threads::Threads)
 endif()
