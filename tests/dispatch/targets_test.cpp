@@ -1,0 +1,244 @@
+// Every compilation of the kernels against the baseline one, bit for bit: each
+// entry of each dictionary on hostile rows (bytes biased to 0 and 255, floats
+// outside 0..1, infinities and NaN), every width from 1 to 67 so that vector
+// bodies and every tail length show, rows starting off the vector alignment,
+// with and without a coverage mask.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/CpuDispatch.h"
+#include "rowops/rowops_test_util.h"
+
+namespace {
+
+using namespace rowops_test;
+using qgdi::dispatch::ETarget;
+
+struct Kind {
+    const char* name;
+    const SRowOpDictEntry* (*dict)() noexcept;
+    std::function<std::unique_ptr<CRowOpDef>()> make;
+};
+
+void PrintTo(const Kind& kind, std::ostream* os) { *os << kind.name; }
+
+template <class T, class... Args>
+std::function<std::unique_ptr<CRowOpDef>()> Make(Args... args) {
+    return [=] { return std::unique_ptr<CRowOpDef>(new T(args...)); };
+}
+
+// Settings chosen to reach the clamps and the corners of each rule.
+const Kind kKinds[] = {
+    {"NOP", GetNOPDict, Make<CRowOpDefNOP>()},
+    {"RowCopy", GetRowCopyDict, Make<CRowOpDefRowCopy>()},
+    {"RowCopyIndexed", GetRowCopyIndexedDict, Make<CRowOpDefRowCopyIndexed>()},
+    {"Paletted", GetRowCopyPalettedWithTransparencyIndexDict, Make<CRowOpDefRowCopyPalettedWithTransparencyIndex>(5)},
+    {"Dither", GetRowDitherDict, Make<CRowOpDefRowDither>()},
+    {"Fill", GetRowFillDict, Make<CRowOpDefRowFill>(0x80402010u, uint8_t(9))},
+    {"Matte", GetRowMatteDict, Make<CRowOpDefRowMatte>(0x00336699u)},
+    {"Dematte", GetRowDematteDict, Make<CRowOpDefRowDematte>(0x00FF0080u)},
+    {"ChannelGet", GetChannelGetDict, Make<CRowOpDefChannelGet>(keChannelGrey)},
+    {"ChannelSet", GetChannelSetDict, Make<CRowOpDefChannelSet>(keChannelAlpha)},
+    {"ChannelConstant", GetChannelConstantDict, Make<CRowOpDefChannelConstant>(keChannelSetAll, 0.25)},
+    {"ChannelLinear", GetChannelLinearDict, Make<CRowOpDefChannelLinear>(keChannelSetAll, -3.0, 1.5)},
+    {"Noise", GetRowNoiseDict, Make<CRowOpDefRowNoise>(1.0, false, true, 12345u)},
+    {"Turbulence", GetRowTurbulenceDict, Make<CRowOpDefRowTurbulence>(0.03, 0.07, 4, -7, false, true, 0.0, 0.0, 50.0, 40.0)},
+    {"HighPass", GetHighPassDict, Make<CRowOpDefHighPass>()},
+    {"MaskOverSolid", GetRowMaskOverSolidDict, Make<CRowOpDefRowMaskOverSolid>(0xC0123456u, uint8_t(200))},
+    {"BlendSolid", GetRowBlendSolidDict, Make<CRowOpDefRowBlendSolid>(0xC0123456u, uint8_t(77))},
+    {"Erase", GetRowEraseDict, Make<CRowOpDefRowErase>(uint8_t(180))},
+    {"BlendIndexed", GetRowBlendIndexedBGRADict, Make<CRowOpDefRowBlendIndexedBGRA>(uint8_t(250))},
+    {"HSLAdjust", GetRowHSLAdjustDict, Make<CRowOpDefRowHSLAdjust>(-400.0, 0.7, -0.3)},
+    {"HSLCopyChannel", GetRowHSLCopyChannelDict, Make<CRowOpDefRowHSLCopyChannel>(keHSLHue)},
+    {"Invert", GetRowInvertDict, Make<CRowOpDefRowInvert>()},
+    {"RGBAdjust", GetRowRGBAdjustDict, [] {
+         const double gain[3] = {0.5, 3, 64}, offset[3] = {-1, 0.2, 1};
+         return std::unique_ptr<CRowOpDef>(new CRowOpDefRowRGBAdjust(gain, offset));
+     }},
+    {"Kodalith", GetRowKodalithDict, Make<CRowOpDefRowKodalith>(uint8_t(90))},
+    {"ReplaceColor", GetRowReplaceColorDict, Make<CRowOpDefRowReplaceColor>(0x00808080u, 0x00FF00FFu, uint8_t(100))},
+    {"Arithmetic", GetRowArithmeticDict, Make<CRowOpDefRowArithmetic>(16.0, -7.3, 0.61, -0.2)},
+    {"MulEqual", GetRowMulEqualDict, Make<CRowOpDefRowMulEqual>()},
+    {"PlusEqual", GetRowPlusEqualDict, Make<CRowOpDefRowPlusEqual>()},
+};
+
+constexpr int kGuard = 64;
+constexpr uint8_t kGuardByte = 0xA5;
+
+// Floats a kernel may meet: mostly 0..1, some beyond, a few infinities and NaN.
+void HostileFloats(std::mt19937& rng, uint8_t* bytes, size_t n) {
+    constexpr float kInf = std::numeric_limits<float>::infinity();
+    const float special[] = {0.0f, 1.0f, -0.0f, -1e-30f, 1.0000001f, 65535.0f, -kInf, kInf,
+                             std::numeric_limits<float>::quiet_NaN()};
+    std::uniform_real_distribution<float> u(-0.5f, 1.5f);
+    for (size_t i = 0; i < n / 4; ++i) {
+        const uint32_t r = rng();
+        const float v = (r & 15) < 3 ? special[(r >> 4) % std::size(special)] : u(rng);
+        std::memcpy(bytes + 4 * i, &v, 4);
+    }
+}
+
+// A row of `n` pixels at byte `offset` into a guarded buffer.
+Bytes HostileRow(std::mt19937& rng, EQPixelFormat f, int n, size_t offset) {
+    Bytes row(RowBytes(f, n) + 2 * kGuard, kGuardByte);
+    const Bytes body = RandomBytes(rng, RowBytes(f, n));
+    std::copy(body.begin(), body.end(), row.begin() + kGuard + offset);
+    if (CQPixelFormat(f).IsFloat()) HostileFloats(rng, row.data() + kGuard + offset, body.size());
+    return row;
+}
+
+// Bit for bit, except that in float rows any NaN matches any NaN: which
+// operand's NaN an x86 operation passes on (and so its sign) depends on the
+// operand order, which the vectoriser may swap in a commutative operation.
+// A NaN stays a NaN in every target; no other bit may differ.
+testing::AssertionResult SameResult(const Bytes& base, const Bytes& wide, bool floats) {
+    if (base == wide) return testing::AssertionSuccess();
+    for (size_t b = 0; b < base.size(); ++b) {
+        if (base[b] == wide[b]) continue;
+        const size_t at = b & ~size_t(3);
+        if (floats && at + 4 <= base.size()) {
+            float x, y;
+            std::memcpy(&x, &base[at], 4);
+            std::memcpy(&y, &wide[at], 4);
+            if (std::isnan(x) && std::isnan(y)) {
+                b = at + 3;
+                continue;
+            }
+        }
+        return testing::AssertionFailure() << "byte " << b << ": " << int(wide[b]) << " where the baseline has " << int(base[b]);
+    }
+    return testing::AssertionSuccess();
+}
+
+// The target's own dictionary of a kind.
+const SRowOpDictEntry* DictOf(const Kind& kind, ETarget target) {
+    EXPECT_TRUE(qgdi::dispatch::SetTargetForTesting(target));
+    const SRowOpDictEntry* dict = kind.dict();
+    qgdi::dispatch::ResetTargetForTesting();
+    return dict;
+}
+
+std::vector<ETarget> WideTargets() {
+    std::vector<ETarget> out;
+    for (ETarget t : {ETarget::kAVX2, ETarget::kAVX512})
+        if (qgdi::dispatch::IsSupported(t)) out.push_back(t);
+    return out;
+}
+
+class TargetsMatchBaseline : public testing::TestWithParam<Kind> {};
+
+TEST_P(TargetsMatchBaseline, EveryEntryBitForBit) {
+    const Kind& kind = GetParam();
+    const std::unique_ptr<CRowOpDef> def = kind.make();
+    const SRowOpDictEntry* base = DictOf(kind, ETarget::kBaseline);
+    if (WideTargets().empty()) GTEST_SKIP() << "this processor runs the baseline kernels only";
+    RGBQUAD palette[256];
+    for (ETarget target : WideTargets()) {
+        const SRowOpDictEntry* wide = DictOf(kind, target);
+        if (kind.dict != GetNOPDict) {
+            ASSERT_NE(wide, base) << "the " << qgdi::dispatch::TargetName(target) << " pass has its own dictionary";
+        }
+        std::mt19937 rng(0xD15Bu + static_cast<unsigned>(target));
+        for (auto& q : palette) q = RGBQUAD{uint8_t(rng()), uint8_t(rng()), uint8_t(rng()), 0};
+        size_t i = 0;
+        for (; base[i].pfnKernel; ++i) {
+            ASSERT_TRUE(wide[i].pfnKernel) << "fewer entries";
+            ASSERT_EQ(wide[i].nDstFormat, base[i].nDstFormat);
+            ASSERT_EQ(wide[i].nSrcFormat, base[i].nSrcFormat);
+            ASSERT_EQ(wide[i].nVariant, keRoVariantPlain);
+            const auto dstFormat = static_cast<EQPixelFormat>(base[i].nDstFormat);
+            const auto srcFormat = static_cast<EQPixelFormat>(base[i].nSrcFormat);
+            // Offsets of whole elements keep each element aligned but move the
+            // row off the vector alignment (packed indices move by whole bytes).
+            const size_t elem = std::max(1, CQPixelFormat(dstFormat).GetBitsPerPixel() / 8 /
+                                                std::max(1, CQPixelFormat(dstFormat).GetChannelCount()));
+            for (int n = 1; n <= 67; ++n)
+                for (size_t offset : {size_t(0), elem, 3 * elem})
+                    for (bool masked : {false, true}) {
+                        const Bytes dstIn = HostileRow(rng, dstFormat, n, offset);
+                        const Bytes src = srcFormat != keFormatNone ? HostileRow(rng, srcFormat, n, offset) : Bytes();
+                        const Bytes mask = RandomBytes(rng, size_t(n) + offset);
+                        Bytes out[2] = {dstIn, dstIn};
+                        const QRowOpFn kernels[2] = {base[i].pfnKernel, wide[i].pfnKernel};
+                        for (int k = 0; k < 2; ++k) {
+                            CRowOpData data;
+                            data.eDstFormat = dstFormat;
+                            data.eSrcFormat = srcFormat;
+                            data.nCount = n;
+                            data.pDst = out[k].data() + kGuard + offset;
+                            data.pSrc = src.empty() ? nullptr : src.data() + kGuard + offset;
+                            data.pMask = masked ? mask.data() + offset : nullptr;
+                            data.pDstPalette = data.pSrcPalette = palette;
+                            data.nDstPaletteCount = data.nSrcPaletteCount = 256;
+                            data.x = 37;
+                            data.y = n;
+                            kernels[k](*def, data);
+                        }
+                        ASSERT_TRUE(SameResult(out[0], out[1], CQPixelFormat(dstFormat).IsFloat())) << kind.name << " " << CQPixelFormat(dstFormat).GetFormatAsString() << " <- "
+                                                  << CQPixelFormat(srcFormat).GetFormatAsString() << ", "
+                                                  << qgdi::dispatch::TargetName(target) << ", n = " << n
+                                                  << ", offset " << offset << (masked ? ", masked" : "");
+                    }
+        }
+        ASSERT_FALSE(wide[i].pfnKernel) << "more entries";
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(AllKinds, TargetsMatchBaseline, testing::ValuesIn(kKinds),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST(KernelTarget, ChoiceAndTestHook) {
+    using namespace qgdi::dispatch;
+    EXPECT_TRUE(IsBuilt(ETarget::kBaseline));
+    EXPECT_TRUE(IsSupported(ETarget::kBaseline));
+    const ETarget start = ActiveTarget();
+    EXPECT_TRUE(IsSupported(start));
+    EXPECT_STREQ(QGDI_GetKernelTarget(), TargetName(start));
+    // Without QGDI_CPU the widest supported target is chosen.
+    if (!std::getenv("QGDI_CPU")) {
+        for (int t = int(start) + 1; t < kTargetCount; ++t) EXPECT_FALSE(IsSupported(ETarget(t))) << TargetName(ETarget(t));
+    }
+    ASSERT_TRUE(SetTargetForTesting(ETarget::kBaseline));
+    EXPECT_EQ(ActiveTarget(), ETarget::kBaseline);
+    for (int t = 0; t < kTargetCount; ++t)
+        EXPECT_EQ(SetTargetForTesting(ETarget(t)), IsSupported(ETarget(t))) << TargetName(ETarget(t));
+    ResetTargetForTesting();
+    EXPECT_EQ(ActiveTarget(), start);
+    EXPECT_STREQ(TargetName(ETarget(7)), "unknown");
+}
+
+// QGDI_CPU is read once, at the first choice, so each case runs in a fresh
+// process: the death-test machinery re-executes this program.
+TEST(KernelTargetEnvironment, CapsTheChoice) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    using namespace qgdi::dispatch;
+    struct Case {
+        const char* value;
+        ETarget expected;
+    };
+    ETarget widest = ETarget::kBaseline;
+    for (int t = 0; t < kTargetCount; ++t)
+        if (IsSupported(ETarget(t))) widest = ETarget(t);
+    const Case cases[] = {
+        {"baseline", ETarget::kBaseline},
+        {"avx2", IsSupported(ETarget::kAVX2) ? ETarget::kAVX2 : widest},
+        {"avx512", widest},
+        {"sse9", widest},  // unknown words are logged and ignored
+        {"", widest},
+    };
+    for (const Case& c : cases) {
+        setenv("QGDI_CPU", c.value, 1);
+        EXPECT_EXIT(std::exit(int(ActiveTarget())), testing::ExitedWithCode(int(c.expected)), "") << c.value;
+    }
+    unsetenv("QGDI_CPU");
+}
+
+}  // namespace
