@@ -36,6 +36,12 @@ if(QGDI_WIDE_KERNELS AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$"
 endif()
 
 set(QGDI_VEC_REPORT_DIR ${CMAKE_BINARY_DIR}/vectorisation)
+# The reports and their check need GCC's -fopt-info.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  set(QGDI_VEC_REPORTS ON)
+else()
+  set(QGDI_VEC_REPORTS OFF)
+endif()
 set(QGDI_KERNEL_DEFINITIONS)
 foreach(pass IN LISTS QGDI_KERNEL_PASSES)
   if(NOT pass STREQUAL "baseline")
@@ -60,7 +66,10 @@ foreach(pass IN LISTS QGDI_KERNEL_PASSES)
     set(_wrapper ${CMAKE_BINARY_DIR}/kernels/${pass}/${_tag}.cpp)
     file(CONFIGURE OUTPUT ${_wrapper} CONTENT "// The ${pass} pass of ${src}.\n#include \"${src}\"\n")
     get_source_file_property(_own ${PROJECT_SOURCE_DIR}/${src} COMPILE_OPTIONS)
-    set(_opts -fopt-info-vec-optimized=${QGDI_VEC_REPORT_DIR}/${pass}/${_tag}.txt)
+    set(_opts)
+    if(QGDI_VEC_REPORTS)
+      list(APPEND _opts -fopt-info-vec-optimized=${QGDI_VEC_REPORT_DIR}/${pass}/${_tag}.txt)
+    endif()
     if(_own)
       list(APPEND _opts ${_own})
     endif()
@@ -96,9 +105,11 @@ if(QGDI_BUILD_TESTS)
   file(GLOB _kernel_headers RELATIVE ${PROJECT_SOURCE_DIR} CONFIGURE_DEPENDS
        ${PROJECT_SOURCE_DIR}/QuorRender/internal/*.h ${PROJECT_SOURCE_DIR}/qdibcore/Source/internal/*.h)
   string(REPLACE ";" " " _passes "${QGDI_KERNEL_PASSES}")
-  add_test(NAME kernels_vectorised
-           COMMAND sh ${PROJECT_SOURCE_DIR}/scripts/check-vectorised.sh ${PROJECT_SOURCE_DIR} ${QGDI_VEC_REPORT_DIR}
-                   "${_passes}" ${QGDI_KERNEL_SOURCES} ${_kernel_headers})
+  if(QGDI_VEC_REPORTS)
+    add_test(NAME kernels_vectorised
+             COMMAND sh ${PROJECT_SOURCE_DIR}/scripts/check-vectorised.sh ${PROJECT_SOURCE_DIR} ${QGDI_VEC_REPORT_DIR}
+                     "${_passes}" ${QGDI_KERNEL_SOURCES} ${_kernel_headers})
+  endif()
   foreach(pass IN LISTS QGDI_KERNEL_PASSES)
     if(NOT pass STREQUAL "baseline")
       add_test(NAME kernels_symbols_${pass}

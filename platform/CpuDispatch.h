@@ -6,6 +6,8 @@
 // QGDI_CPU=baseline|avx2|avx512 in the environment caps the choice, for hosts
 // that need the same bytes on every machine of a mixed farm and for tests. A
 // target that the build or the processor lacks falls back to the next lower one.
+#include <type_traits>
+
 #include "qgdi_export.h"
 
 namespace qgdi::dispatch {
@@ -35,7 +37,7 @@ QGDI_API void ResetTargetForTesting() noexcept;
 // The compilation of `f` for the active target; a null entry (a target not
 // built) falls back to the next lower one.
 template <class Fn>
-Fn Pick(Fn baseline, Fn avx2, Fn avx512) noexcept {
+Fn Pick(Fn baseline, std::type_identity_t<Fn> avx2, std::type_identity_t<Fn> avx512) noexcept {
     switch (ActiveTarget()) {
     case ETarget::kAVX512:
         if (avx512) return avx512;
