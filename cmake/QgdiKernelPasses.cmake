@@ -102,7 +102,7 @@ endforeach()
 # Build checks run as tests: every loop marked "// @vectorised" vectorised in
 # every pass, and no wide pass defining code outside its own namespace.
 if(QGDI_BUILD_TESTS)
-  file(GLOB _kernel_headers RELATIVE ${PROJECT_SOURCE_DIR} CONFIGURE_DEPENDS
+  file(GLOB_RECURSE _kernel_headers RELATIVE ${PROJECT_SOURCE_DIR} CONFIGURE_DEPENDS
        ${PROJECT_SOURCE_DIR}/QuorRender/internal/*.h ${PROJECT_SOURCE_DIR}/qdibcore/Source/internal/*.h)
   string(REPLACE ";" " " _passes "${QGDI_KERNEL_PASSES}")
   if(QGDI_VEC_REPORTS)
