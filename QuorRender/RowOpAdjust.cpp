@@ -49,7 +49,7 @@ template <class Word, int kAlphaOffset>
 void XorInvert(uint8_t* row, int n) noexcept {
     constexpr Word kAll = static_cast<Word>(~Word(0));
     constexpr Word kMask = kAlphaOffset < 0 ? kAll : static_cast<Word>(kAll & ~(Word(0xFF) << (8 * kAlphaOffset)));
-    for (int i = 0; i < n; ++i) {
+    for (int i = 0; i < n; ++i) {  // @vectorised
         Word w;
         std::memcpy(&w, row + i * sizeof(Word), sizeof(Word));
         w ^= kMask;
@@ -69,7 +69,7 @@ struct TRowInvert {
                 else XorInvert<uint8_t, -1>(row, n * T::kChannels);
             } else {
                 E* d = reinterpret_cast<E*>(row);
-                for (int i = 0; i < n; ++i, d += T::kChannels) {
+                for (int i = 0; i < n; ++i, d += T::kChannels) {  // @vectorised
                     // c' = full - c, or a - c when premultiplied
                     const E top = T::kPremultiplied ? d[T::kAlphaOffset] : T::kMax;
                     for (int c = 0; c < T::kChannels; ++c)
@@ -106,7 +106,7 @@ struct TRowRGBAdjust {
             }
             ForSpans<D, S>(data, [&](uint8_t* row, const uint8_t*, int, int n) {
                 E* d = reinterpret_cast<E*>(row);
-                for (int i = 0; i < n; ++i)
+                for (int i = 0; i < n; ++i)  // @vectorised
                     for (int c = 0; c < 3; ++c) {
                         E& v = d[i * T::kChannels + slot[c]];
                         v = Saturate<E>(static_cast<TWork<E>>(g[c] * v + o[c]));
@@ -127,7 +127,7 @@ struct TRowKodalith {
             ForSpans<D, S>(data, [&](uint8_t* row, const uint8_t*, int, int n) {
                 // one word per pixel, so that the span is a flat loop of 32-bit lanes
                 const uint32_t th = uint32_t(threshold);
-                for (int i = 0; i < n; ++i) {
+                for (int i = 0; i < n; ++i) {  // @vectorised
                     uint32_t w;
                     std::memcpy(&w, row + 4 * i, 4);
                     const uint32_t y = Luma<uint32_t>((w >> 16) & 255, (w >> 8) & 255, w & 255);
@@ -165,7 +165,7 @@ struct TRowReplaceColor {
             const uint8_t t[3] = {uint8_t(to.b), uint8_t(to.g), uint8_t(to.r)};
             const int16_t tol = int16_t(tolerance);
             ForSpans<D, S>(data, [&](uint8_t* row, const uint8_t*, int, int n) {
-                for (int i = 0; i < P::kN * n; i += P::kN) {
+                for (int i = 0; i < P::kN * n; i += P::kN) {  // @vectorised
                     // |c - from| <= tol as one unsigned compare: c - from + tol in 0..2 tol
                     const bool hit = (uint16_t(row[i] - f[0] + tol) <= uint16_t(2 * tol)) &
                                      (uint16_t(row[i + 1] - f[1] + tol) <= uint16_t(2 * tol)) &

@@ -107,11 +107,11 @@ struct TRowArithmetic {
                 ArithmeticBytes(d, s, n * T::kChannels, bytes);
             } else {
                 const float f1 = float(k[0]), f2 = float(k[1]), f3 = float(k[2]), f4 = float(k[3]);
-                for (int i = 0; i < n * T::kChannels; ++i) d[i] = Saturate<E>(f1 * s[i] * d[i] + f2 * s[i] + f3 * d[i] + f4);
+                for (int i = 0; i < n * T::kChannels; ++i) d[i] = Saturate<E>(f1 * s[i] * d[i] + f2 * s[i] + f3 * d[i] + f4);  // @vectorised
             }
             if constexpr (T::kPremultiplied) {
                 // premultiplied colour cannot exceed its alpha
-                for (int i = 0; i < n; ++i)
+                for (int i = 0; i < n; ++i)  // @vectorised
                     for (int c = 0; c < 3; ++c) d[4 * i + c] = std::min(d[4 * i + c], d[4 * i + 3]);
             }
         });
@@ -124,7 +124,7 @@ struct TRowMulEqual {
         using E = typename TQPixelFormat<D>::Elem;
         ForElements<D>(data, [](E* d, const E* s, int n) {
             // d = d s / full
-            for (int i = 0; i < n; ++i) {
+            for (int i = 0; i < n; ++i) {  // @vectorised
                 if constexpr (kIsFloat<E>) d[i] = d[i] * s[i];
                 else if constexpr (sizeof(E) == 1) d[i] = static_cast<E>(Div255u16(uint16_t(d[i] * s[i])));
                 else d[i] = static_cast<E>(Div65535(uint32_t(d[i]) * s[i]));
@@ -139,7 +139,7 @@ struct TRowPlusEqual {
         using E = typename TQPixelFormat<D>::Elem;
         ForElements<D>(data, [](E* d, const E* s, int n) {
             // d = min(full, d + s)
-            for (int i = 0; i < n; ++i) d[i] = Saturate<E>(TWork<E>(d[i]) + TWork<E>(s[i]));
+            for (int i = 0; i < n; ++i) d[i] = Saturate<E>(TWork<E>(d[i]) + TWork<E>(s[i]));  // @vectorised
         });
     }
 };
