@@ -8,7 +8,9 @@
 #include "qdibcore/Source/internal/pixel/IndexedPixels.h"
 #include "qdibcore/Source/internal/pixel/Pixel.h"
 #include "QuorRender/internal/RowOpPrepared.h"
+#include "platform/TargetPass.h"
 
+namespace qgdi::QGDI_TARGET_NS {
 namespace {
 
 using namespace qgdi::px;
@@ -212,11 +214,20 @@ struct TRowBlendIndexedBGRA {
 
 }  // namespace
 
-const SRowOpDictEntry* GetRowMaskOverSolidDict() noexcept {
-    return qgdi_rowop::kDict<kMaskOverSolidPairs, TRowMaskOverSolid>.data();
-}
+const SRowOpDictEntry* GetRowMaskOverSolidDict() noexcept { return qgdi_rowop::kDict<kMaskOverSolidPairs, TRowMaskOverSolid>.data(); }
 const SRowOpDictEntry* GetRowBlendSolidDict() noexcept { return qgdi_rowop::kDict<kBlendSolidPairs, TRowBlendSolid>.data(); }
 const SRowOpDictEntry* GetRowEraseDict() noexcept { return qgdi_rowop::kDict<kErasePairs, TRowErase>.data(); }
-const SRowOpDictEntry* GetRowBlendIndexedBGRADict() noexcept {
-    return qgdi_rowop::kDict<kBlendIndexedPairs, TRowBlendIndexedBGRA>.data();
-}
+const SRowOpDictEntry* GetRowBlendIndexedBGRADict() noexcept { return qgdi_rowop::kDict<kBlendIndexedPairs, TRowBlendIndexedBGRA>.data(); }
+
+}  // namespace qgdi::QGDI_TARGET_NS
+
+#if QGDI_BASELINE_PASS
+QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowMaskOverSolidDict() noexcept)
+QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowBlendSolidDict() noexcept)
+QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowEraseDict() noexcept)
+QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowBlendIndexedBGRADict() noexcept)
+const SRowOpDictEntry* GetRowMaskOverSolidDict() noexcept { return QGDI_DISPATCH(GetRowMaskOverSolidDict)(); }
+const SRowOpDictEntry* GetRowBlendSolidDict() noexcept { return QGDI_DISPATCH(GetRowBlendSolidDict)(); }
+const SRowOpDictEntry* GetRowEraseDict() noexcept { return QGDI_DISPATCH(GetRowEraseDict)(); }
+const SRowOpDictEntry* GetRowBlendIndexedBGRADict() noexcept { return QGDI_DISPATCH(GetRowBlendIndexedBGRADict)(); }
+#endif  // QGDI_BASELINE_PASS

@@ -3,7 +3,9 @@
 #include "QuorRender/internal/RowOpDict.h"
 #include "QuorRender/internal/RowSpans.h"
 #include "qdibcore/Source/internal/pixel/RowConvert.h"
+#include "platform/TargetPass.h"
 
+namespace qgdi::QGDI_TARGET_NS {
 namespace {
 
 using qgdi::rowop::ForSpans;
@@ -65,6 +67,10 @@ constexpr auto& kRowCopyDict = qgdi_rowop::kDict<kRowCopyPairs, TRowCopy>;
 
 const SRowOpDictEntry* GetRowCopyDict() noexcept { return kRowCopyDict.data(); }
 
+}  // namespace qgdi::QGDI_TARGET_NS
+
+#if QGDI_BASELINE_PASS
+
 QRowOpFn CRowOpDefConvert::Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
     QRowOpFn fn = RoeLookUpEntry(GetRowCopyDict(), dst, src, request, false);
     return fn != &QGDI_RowOpNOP ? fn : RoeLookUpEntry(GetRowCopyIndexedDict(), dst, src, request, report);
@@ -74,3 +80,7 @@ const CRowOpDefRowCopy& QGDI_GetRowCopyDef() noexcept {
     static const CRowOpDefRowCopy def;
     return def;
 }
+
+QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowCopyDict() noexcept)
+const SRowOpDictEntry* GetRowCopyDict() noexcept { return QGDI_DISPATCH(GetRowCopyDict)(); }
+#endif  // QGDI_BASELINE_PASS

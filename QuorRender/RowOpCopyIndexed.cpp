@@ -3,7 +3,9 @@
 #include "QuorRender/internal/RowOpDict.h"
 #include "QuorRender/internal/RowSpans.h"
 #include "qdibcore/Source/internal/pixel/RowConvert.h"
+#include "platform/TargetPass.h"
 
+namespace qgdi::QGDI_TARGET_NS {
 namespace {
 
 using namespace qgdi::px;
@@ -70,10 +72,14 @@ struct TRowCopyPaletted {
 
 }  // namespace
 
-const SRowOpDictEntry* GetRowCopyIndexedDict() noexcept {
-    return qgdi_rowop::kDict<kCopyIndexedPairs, TRowCopyIndexed>.data();
-}
+const SRowOpDictEntry* GetRowCopyIndexedDict() noexcept { return qgdi_rowop::kDict<kCopyIndexedPairs, TRowCopyIndexed>.data(); }
+const SRowOpDictEntry* GetRowCopyPalettedWithTransparencyIndexDict() noexcept { return qgdi_rowop::kDict<kPalettedPairs, TRowCopyPaletted>.data(); }
 
-const SRowOpDictEntry* GetRowCopyPalettedWithTransparencyIndexDict() noexcept {
-    return qgdi_rowop::kDict<kPalettedPairs, TRowCopyPaletted>.data();
-}
+}  // namespace qgdi::QGDI_TARGET_NS
+
+#if QGDI_BASELINE_PASS
+QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowCopyIndexedDict() noexcept)
+QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowCopyPalettedWithTransparencyIndexDict() noexcept)
+const SRowOpDictEntry* GetRowCopyIndexedDict() noexcept { return QGDI_DISPATCH(GetRowCopyIndexedDict)(); }
+const SRowOpDictEntry* GetRowCopyPalettedWithTransparencyIndexDict() noexcept { return QGDI_DISPATCH(GetRowCopyPalettedWithTransparencyIndexDict)(); }
+#endif  // QGDI_BASELINE_PASS

@@ -11,7 +11,9 @@
 #include "QuorRender/internal/RowOpDict.h"
 #include "QuorRender/internal/RowSpans.h"
 #include "QuorRender/internal/RowOpPrepared.h"
+#include "platform/TargetPass.h"
 
+namespace qgdi::QGDI_TARGET_NS {
 namespace {
 
 using namespace qgdi::px;
@@ -115,3 +117,10 @@ struct TRowFill {
 }  // namespace
 
 const SRowOpDictEntry* GetRowFillDict() noexcept { return qgdi_rowop::kDict<kFillPairs, TRowFill>.data(); }
+
+}  // namespace qgdi::QGDI_TARGET_NS
+
+#if QGDI_BASELINE_PASS
+QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowFillDict() noexcept)
+const SRowOpDictEntry* GetRowFillDict() noexcept { return QGDI_DISPATCH(GetRowFillDict)(); }
+#endif  // QGDI_BASELINE_PASS

@@ -121,6 +121,13 @@ SChannelLinearPrepared::SChannelLinearPrepared(const CRowOpDef& def, EQPixelForm
     oF = bits == 32 ? static_cast<float>(offset) * 1.0f + 0.0f : static_cast<float>(offset) * 65535 + 0.5f;
 }
 
+SFillPrepared::~SFillPrepared() = default;
+SSolidOverPrepared::~SSolidOverPrepared() = default;
+SBlendSolidPrepared::~SBlendSolidPrepared() = default;
+SCoveragePrepared::~SCoveragePrepared() = default;
+SChannelConstantPrepared::~SChannelConstantPrepared() = default;
+SChannelLinearPrepared::~SChannelLinearPrepared() = default;
+
 }  // namespace qgdi::rowop
 
 std::shared_ptr<const CRowOpPrepared> CRowOpDefRowFill::Prepare(EQPixelFormat dst, EQPixelFormat src) const {

@@ -10,10 +10,15 @@
 # Sources whose functions are kernels (files that must keep their definitions'
 # and getters' code inside `#if QGDI_BASELINE_PASS`).
 set(QGDI_KERNEL_SOURCES
+  qdibcore/Source/RowConverters.cpp
   QuorRender/RowOpAdjust.cpp
   QuorRender/RowOpArithmetic.cpp
   QuorRender/RowOpChannel.cpp
+  QuorRender/RowOpComposite.cpp
+  QuorRender/RowOpCopy.cpp
+  QuorRender/RowOpCopyIndexed.cpp
   QuorRender/RowOpDither.cpp
+  QuorRender/RowOpFill.cpp
   QuorRender/RowOpHSL.cpp
   QuorRender/RowOpMatte.cpp
   QuorRender/RowOpNoise.cpp

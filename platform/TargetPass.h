@@ -29,6 +29,12 @@
 #error "QGDI_TARGET must be 0, 1 or 2"
 #endif
 
+// Shared headers whose templates and inline functions kernels instantiate
+// open an inline namespace of the pass inside their own,
+//     namespace qgdi::px { inline namespace QGDI_TARGET_NS { ... } }
+// so that each pass's copies carry names of their own: otherwise the linker
+// keeps one copy for the whole library, which may be a wide pass's.
+
 namespace qgdi::QGDI_TARGET_NS {
 // The target this pass is compiled for, for kernels whose best form differs
 // between narrow and wide registers (a table lookup against a vector rule).

@@ -4,7 +4,9 @@
 // how a kernel reaches its block. Blocks are made by the definitions'
 // Prepare when an operation is bound and are never written afterwards.
 // They are plain data declared here, outside any kernel source, so that every
-// compilation of a kernel reads the one layout the binding wrote.
+// compilation of a kernel reads the one layout the binding wrote; their
+// destructors are defined out of line for the same reason (an inline one would
+// be compiled into every kernel pass, and the linker could keep a wide one).
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -36,6 +38,7 @@ struct SFillPrepared final : CRowOpPrepared {
     alignas(64) uint8_t pattern[kPatternBytes];
     size_t streamAbove;
     SFillPrepared(const CRowOpDef& def, EQPixelFormat dst, EQPixelFormat src);
+    ~SFillPrepared() override;
 };
 
 // Source-over of a solid colour through a mask: the colour (straight, stored
@@ -47,18 +50,21 @@ struct SSolidOverPrepared final : CRowOpPrepared {
     uint32_t alpha;        // colour alpha x opacity, 0..255
     uint8_t alphaOf[256];  // colour alpha x coverage m x opacity, 0..255
     SSolidOverPrepared(const CRowOpDef& def, EQPixelFormat dst, EQPixelFormat src);
+    ~SSolidOverPrepared() override;
 };
 
 // A tint towards a colour: the colour as one destination pixel.
 struct SBlendSolidPrepared final : CRowOpPrepared {
     alignas(16) uint8_t pixel[16];
     SBlendSolidPrepared(const CRowOpDef& def, EQPixelFormat dst, EQPixelFormat src);
+    ~SBlendSolidPrepared() override;
 };
 
 // Coverage of each mask byte under the opacity, m x opacity / 255.
 struct SCoveragePrepared final : CRowOpPrepared {
     uint8_t coverageOf[256];
     SCoveragePrepared(const CRowOpDef& def, EQPixelFormat dst, EQPixelFormat src);
+    ~SCoveragePrepared() override;
 };
 
 // A constant into a set of channels: which elements of the pixel the set
@@ -69,6 +75,7 @@ struct SChannelConstantPrepared final : CRowOpPrepared {
     int32_t value;
     float valueF;
     SChannelConstantPrepared(const CRowOpDef& def, EQPixelFormat dst, EQPixelFormat src);
+    ~SChannelConstantPrepared() override;
 };
 
 // d = scale d + offset on a set of channels: 8-bit rows in 20.12 fixed point
@@ -79,6 +86,7 @@ struct SChannelLinearPrepared final : CRowOpPrepared {
     int32_t k, o;
     float kF, oF;
     SChannelLinearPrepared(const CRowOpDef& def, EQPixelFormat dst, EQPixelFormat src);
+    ~SChannelLinearPrepared() override;
 };
 
 }  // namespace qgdi::rowop

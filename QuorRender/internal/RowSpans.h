@@ -6,8 +6,11 @@
 
 #include "QuorRender/RowOp.h"
 #include "qdibcore/Source/internal/pixel/Pixel.h"
+#include "platform/TargetPass.h"
 
 namespace qgdi::rowop {
+// Each kernel pass has its own copies (see platform/TargetPass.h).
+inline namespace QGDI_TARGET_NS {
 
 // Runs `body(dst, src, x, n)` over the row. Without a mask that is one call
 // for the whole span; with one, blocks of 64 pixels are run and mixed back
@@ -34,4 +37,5 @@ void ForSpans(CRowOpData& data, Body&& body) {
     }
 }
 
+}  // namespace QGDI_TARGET_NS
 }  // namespace qgdi::rowop

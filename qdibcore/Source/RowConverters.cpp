@@ -5,7 +5,9 @@
 
 #include "qdibcore/Source/internal/RowIteratorState.h"
 #include "qdibcore/Source/internal/pixel/RowConvert.h"
+#include "platform/TargetPass.h"
 
+namespace qgdi::QGDI_TARGET_NS {
 namespace {
 using namespace qgdi::px;
 
@@ -29,6 +31,21 @@ constexpr std::array<std::array<QRowConvertFn, kFormats>, kFormats> ConverterTab
 
 constexpr auto kConverters = ConverterTable(std::make_integer_sequence<int, kFormats>{});
 
+}  // namespace
+
+// This pass's converter between two formats of 1..19.
+QRowConvertFn FindRowConverter(EQPixelFormat from, EQPixelFormat to) noexcept { return kConverters[from - 1][to - 1]; }
+
+}  // namespace qgdi::QGDI_TARGET_NS
+
+#if QGDI_BASELINE_PASS
+
+QGDI_DECLARE_PER_TARGET(QRowConvertFn FindRowConverter(EQPixelFormat from, EQPixelFormat to) noexcept)
+
+// The named converters go through the table of the active pass as well.
+namespace {
+using namespace qgdi::px;
+
 SQRowConvertContext Plain(int channel = 0) {
     SQRowConvertContext c;
     c.channel = channel;
@@ -37,7 +54,7 @@ SQRowConvertContext Plain(int channel = 0) {
 
 template <EQPixelFormat S, EQPixelFormat D>
 void Run(void* dst, const void* src, int count) {
-    Pick<S, D>()(dst, src, count, Plain());
+    CRowIteratorBands::FindConverter(S, D)(dst, src, count, Plain());
 }
 
 // Premultiply (or straighten) the colour channels 0..N-2 by the alpha in N-1,
@@ -57,7 +74,7 @@ void PremultiplyLayout(void* dst, const void* src, int count) {
 
 QRowConvertFn CRowIteratorBands::FindConverter(EQPixelFormat from, EQPixelFormat to) noexcept {
     if (from < keFormatIndex1 || from > keFormatLast || to < keFormatIndex1 || to > keFormatLast) return nullptr;
-    return kConverters[from - 1][to - 1];
+    return QGDI_DISPATCH(FindRowConverter)(from, to);
 }
 
 // Second byte dropped: d[i] = s[2 i] (GreyA to Grey, Index8A to Index8).
@@ -126,7 +143,7 @@ void RunIndexed(const CRowIteratorBands& it, void* dst, const void* src, int cou
     c.paletteCount = it.GetPaletteCount();
     // Packed sources are whole rows of this iterator; packed destinations start at their first bit.
     c.srcPixelOffset = TQPixelFormat<S>::kBitsPerPixel < 8 ? it.GetPixelOffset() : 0;
-    Pick<S, D>()(dst, src, count, c);
+    CRowIteratorBands::FindConverter(S, D)(dst, src, count, c);
 }
 }  // namespace
 
@@ -185,3 +202,5 @@ void CRowIteratorBands::Move16ChannelTo32(void* dst, const void* src, int count,
 void CRowIteratorBands::MoveBGRChannelToBGRA(void* dst, const void* src, int count) { MoveColourChannels<uint8_t>(dst, src, count, Plain()); }
 // (b, g, r) into (b, g, r, a), alpha kept (16-bit words).
 void CRowIteratorBands::MoveBGRChannelToBGRA_u16(void* dst, const void* src, int count) { MoveColourChannels<uint16_t>(dst, src, count, Plain()); }
+
+#endif  // QGDI_BASELINE_PASS

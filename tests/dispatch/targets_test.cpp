@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "platform/CpuDispatch.h"
+#include "qdibcore/Source/RowIteratorBands.h"
 #include "rowops/rowops_test_util.h"
 
 namespace {
@@ -194,6 +195,43 @@ TEST_P(TargetsMatchBaseline, EveryEntryBitForBit) {
 
 INSTANTIATE_TEST_SUITE_P(AllKinds, TargetsMatchBaseline, testing::ValuesIn(kKinds),
                          [](const auto& info) { return std::string(info.param.name); });
+
+// The iterator's converters between every two pixel formats, the same way.
+TEST(TargetsMatchBaselineConverters, EveryPairBitForBit) {
+    if (WideTargets().empty()) GTEST_SKIP() << "this processor runs the baseline kernels only";
+    std::mt19937 rng(0xC0417u);
+    RGBQUAD palette[256];
+    for (auto& q : palette) q = RGBQUAD{uint8_t(rng()), uint8_t(rng()), uint8_t(rng()), 0};
+    int pairs = 0;
+    for (ETarget target : WideTargets())
+        for (int from = keFormatIndex1; from <= keFormatLast; ++from)
+            for (int to = keFormatIndex1; to <= keFormatLast; ++to) {
+                const auto f = static_cast<EQPixelFormat>(from), t = static_cast<EQPixelFormat>(to);
+                ASSERT_TRUE(qgdi::dispatch::SetTargetForTesting(ETarget::kBaseline));
+                const QRowConvertFn base = CRowIteratorBands::FindConverter(f, t);
+                ASSERT_TRUE(qgdi::dispatch::SetTargetForTesting(target));
+                const QRowConvertFn wide = CRowIteratorBands::FindConverter(f, t);
+                qgdi::dispatch::ResetTargetForTesting();
+                ASSERT_EQ(!base, !wide);
+                if (!base) continue;
+                ++pairs;
+                for (int n : {1, 2, 3, 7, 8, 15, 16, 17, 31, 33, 63, 64, 65, 67})
+                    for (size_t offset : {size_t(0), size_t(4)}) {
+                        const Bytes src = HostileRow(rng, f, n, offset);
+                        const Bytes dstIn = HostileRow(rng, t, n, offset);
+                        Bytes out[2] = {dstIn, dstIn};
+                        const QRowConvertFn fns[2] = {base, wide};
+                        SQRowConvertContext ctx;
+                        ctx.palette = palette;
+                        ctx.paletteCount = 256;
+                        for (int k = 0; k < 2; ++k) fns[k](out[k].data() + kGuard + offset, src.data() + kGuard + offset, n, ctx);
+                        ASSERT_TRUE(SameResult(out[0], out[1], CQPixelFormat(t).IsFloat()))
+                            << CQPixelFormat(t).GetFormatAsString() << " <- " << CQPixelFormat(f).GetFormatAsString() << ", "
+                            << qgdi::dispatch::TargetName(target) << ", n = " << n << ", offset " << offset;
+                    }
+            }
+    EXPECT_GT(pairs, 300);
+}
 
 TEST(KernelTarget, ChoiceAndTestHook) {
     using namespace qgdi::dispatch;

@@ -9,8 +9,11 @@
 #include <cstring>
 
 #include "qdibcore/Source/PixelFormatTraits.h"
+#include "platform/TargetPass.h"
 
 namespace qgdi::px {
+// Each kernel pass has its own copies (see platform/TargetPass.h).
+inline namespace QGDI_TARGET_NS {
 
 // Bits of one index of an indexed format: 1, 4, 8 (Index8 and Index8A), and
 // the bytes from one index to the next for the byte-wide ones.
@@ -243,4 +246,5 @@ inline uint32_t NearestIndex(const RGBQUAD* palette, int count, const uint8_t* b
     return best;
 }
 
+}  // namespace QGDI_TARGET_NS
 }  // namespace qgdi::px

@@ -7,8 +7,11 @@
 
 #include "qdibcore/Source/PixelFormatTraits.h"
 #include "qdibcore/Source/internal/pixel/PixelMath.h"
+#include "platform/TargetPass.h"
 
 namespace qgdi::px {
+// Each kernel pass has its own copies (see platform/TargetPass.h).
+inline namespace QGDI_TARGET_NS {
 
 // The colour value type: blue, green, red, alpha in one working type.
 template <class W>
@@ -159,4 +162,5 @@ void MixByMask(uint8_t* result, const uint8_t* original, const uint8_t* mask, in
     }
 }
 
+}  // namespace QGDI_TARGET_NS
 }  // namespace qgdi::px

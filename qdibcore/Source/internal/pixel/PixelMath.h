@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdint>
 #include <type_traits>
+#include "platform/TargetPass.h"
 
 // Per-pixel helpers are called from loops over whole rows, where a call per
 // pixel would cost more than the arithmetic; the optimiser's size heuristics
@@ -18,6 +19,8 @@
 #endif
 
 namespace qgdi::px {
+// Each kernel pass has its own copies (see platform/TargetPass.h).
+inline namespace QGDI_TARGET_NS {
 
 template <class E>
 inline constexpr bool kIsFloat = std::is_floating_point_v<E>;
@@ -169,4 +172,5 @@ constexpr W Luma(W r, W g, W b) noexcept {
     else return static_cast<W>((77 * r + 151 * g + 28 * b) >> 8);
 }
 
+}  // namespace QGDI_TARGET_NS
 }  // namespace qgdi::px

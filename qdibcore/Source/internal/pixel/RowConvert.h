@@ -12,8 +12,11 @@
 #include "qdibcore/Source/RowIteratorBands.h"
 #include "qdibcore/Source/internal/pixel/IndexedPixels.h"
 #include "qdibcore/Source/internal/pixel/Pixel.h"
+#include "platform/TargetPass.h"
 
 namespace qgdi::px {
+// Each kernel pass has its own copies (see platform/TargetPass.h).
+inline namespace QGDI_TARGET_NS {
 
 template <EQPixelFormat D, EQPixelFormat S>
 struct TConvertRule {
@@ -255,4 +258,5 @@ void MoveColourChannels(void* dst, const void* src, int count, const SQRowConver
     }
 }
 
+}  // namespace QGDI_TARGET_NS
 }  // namespace qgdi::px
