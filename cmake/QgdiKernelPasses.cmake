@@ -35,8 +35,8 @@ if(QGDI_WIDE_KERNELS AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$"
   set(QGDI_KERNEL_PASS_avx2_INDEX 1)
   set(QGDI_KERNEL_PASS_avx2_FLAGS -march=x86-64-v3)
   set(QGDI_KERNEL_PASS_avx512_INDEX 2)
-  # GCC's default 256-bit vectors on AVX-512: 512-bit ones measured no faster
-  # on these kernels, and they lower the clock of older AVX-512 parts.
+  # GCC vectorises 512 bits wide at this level. Held to 256 bits the pass
+  # measured 1.07x over AVX2 (geometric mean over the kinds), against 1.17x.
   set(QGDI_KERNEL_PASS_avx512_FLAGS -march=x86-64-v4)
 endif()
 
