@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "QuorRender/internal/RowOpRegistry.h"
 #include "platform/CpuDispatch.h"
 #include "qdibcore/Source/RowIteratorBands.h"
 #include "rowops/rowops_test_util.h"
@@ -23,53 +24,8 @@ namespace {
 using namespace rowops_test;
 using qgdi::dispatch::ETarget;
 
-struct Kind {
-    const char* name;
-    const SRowOpDictEntry* (*dict)() noexcept;
-    std::function<std::unique_ptr<CRowOpDef>()> make;
-};
-
-void PrintTo(const Kind& kind, std::ostream* os) { *os << kind.name; }
-
-template <class T, class... Args>
-std::function<std::unique_ptr<CRowOpDef>()> Make(Args... args) {
-    return [=] { return std::unique_ptr<CRowOpDef>(new T(args...)); };
-}
-
-// Settings chosen to reach the clamps and the corners of each rule.
-const Kind kKinds[] = {
-    {"NOP", GetNOPDict, Make<CRowOpDefNOP>()},
-    {"RowCopy", GetRowCopyDict, Make<CRowOpDefRowCopy>()},
-    {"RowCopyIndexed", GetRowCopyIndexedDict, Make<CRowOpDefRowCopyIndexed>()},
-    {"Paletted", GetRowCopyPalettedWithTransparencyIndexDict, Make<CRowOpDefRowCopyPalettedWithTransparencyIndex>(5)},
-    {"Dither", GetRowDitherDict, Make<CRowOpDefRowDither>()},
-    {"Fill", GetRowFillDict, Make<CRowOpDefRowFill>(0x80402010u, uint8_t(9))},
-    {"Matte", GetRowMatteDict, Make<CRowOpDefRowMatte>(0x00336699u)},
-    {"Dematte", GetRowDematteDict, Make<CRowOpDefRowDematte>(0x00FF0080u)},
-    {"ChannelGet", GetChannelGetDict, Make<CRowOpDefChannelGet>(keChannelGrey)},
-    {"ChannelSet", GetChannelSetDict, Make<CRowOpDefChannelSet>(keChannelAlpha)},
-    {"ChannelConstant", GetChannelConstantDict, Make<CRowOpDefChannelConstant>(keChannelSetAll, 0.25)},
-    {"ChannelLinear", GetChannelLinearDict, Make<CRowOpDefChannelLinear>(keChannelSetAll, -3.0, 1.5)},
-    {"Noise", GetRowNoiseDict, Make<CRowOpDefRowNoise>(1.0, false, true, 12345u)},
-    {"Turbulence", GetRowTurbulenceDict, Make<CRowOpDefRowTurbulence>(0.03, 0.07, 4, -7, false, true, 0.0, 0.0, 50.0, 40.0)},
-    {"HighPass", GetHighPassDict, Make<CRowOpDefHighPass>()},
-    {"MaskOverSolid", GetRowMaskOverSolidDict, Make<CRowOpDefRowMaskOverSolid>(0xC0123456u, uint8_t(200))},
-    {"BlendSolid", GetRowBlendSolidDict, Make<CRowOpDefRowBlendSolid>(0xC0123456u, uint8_t(77))},
-    {"Erase", GetRowEraseDict, Make<CRowOpDefRowErase>(uint8_t(180))},
-    {"BlendIndexed", GetRowBlendIndexedBGRADict, Make<CRowOpDefRowBlendIndexedBGRA>(uint8_t(250))},
-    {"HSLAdjust", GetRowHSLAdjustDict, Make<CRowOpDefRowHSLAdjust>(-400.0, 0.7, -0.3)},
-    {"HSLCopyChannel", GetRowHSLCopyChannelDict, Make<CRowOpDefRowHSLCopyChannel>(keHSLHue)},
-    {"Invert", GetRowInvertDict, Make<CRowOpDefRowInvert>()},
-    {"RGBAdjust", GetRowRGBAdjustDict, [] {
-         const double gain[3] = {0.5, 3, 64}, offset[3] = {-1, 0.2, 1};
-         return std::unique_ptr<CRowOpDef>(new CRowOpDefRowRGBAdjust(gain, offset));
-     }},
-    {"Kodalith", GetRowKodalithDict, Make<CRowOpDefRowKodalith>(uint8_t(90))},
-    {"ReplaceColor", GetRowReplaceColorDict, Make<CRowOpDefRowReplaceColor>(0x00808080u, 0x00FF00FFu, uint8_t(100))},
-    {"Arithmetic", GetRowArithmeticDict, Make<CRowOpDefRowArithmetic>(16.0, -7.3, 0.61, -0.2)},
-    {"MulEqual", GetRowMulEqualDict, Make<CRowOpDefRowMulEqual>()},
-    {"PlusEqual", GetRowPlusEqualDict, Make<CRowOpDefRowPlusEqual>()},
-};
+using qgdi::rowop::KindSamples;
+using qgdi::rowop::SKindSample;
 
 constexpr int kGuard = 64;
 constexpr uint8_t kGuardByte = 0xA5;
@@ -120,9 +76,9 @@ testing::AssertionResult SameResult(const Bytes& base, const Bytes& wide, bool f
 }
 
 // The target's own dictionary of a kind.
-const SRowOpDictEntry* DictOf(const Kind& kind, ETarget target) {
+const SRowOpDictEntry* DictOf(const SKindSample& kind, ETarget target) {
     EXPECT_TRUE(qgdi::dispatch::SetTargetForTesting(target));
-    const SRowOpDictEntry* dict = kind.dict();
+    const SRowOpDictEntry* dict = kind.getDict();
     qgdi::dispatch::ResetTargetForTesting();
     return dict;
 }
@@ -134,17 +90,17 @@ std::vector<ETarget> WideTargets() {
     return out;
 }
 
-class TargetsMatchBaseline : public testing::TestWithParam<Kind> {};
+class TargetsMatchBaseline : public testing::TestWithParam<SKindSample> {};
 
 TEST_P(TargetsMatchBaseline, EveryEntryBitForBit) {
-    const Kind& kind = GetParam();
-    const std::unique_ptr<CRowOpDef> def = kind.make();
+    const SKindSample& kind = GetParam();
+    const std::unique_ptr<CRowOpDef> def = kind.makeSample();
     const SRowOpDictEntry* base = DictOf(kind, ETarget::kBaseline);
     if (WideTargets().empty()) GTEST_SKIP() << "this processor runs the baseline kernels only";
     RGBQUAD palette[256];
     for (ETarget target : WideTargets()) {
         const SRowOpDictEntry* wide = DictOf(kind, target);
-        if (kind.dict != GetNOPDict) {
+        if (kind.getDict != GetNOPDict) {
             ASSERT_NE(wide, base) << "the " << qgdi::dispatch::TargetName(target) << " pass has its own dictionary";
         }
         std::mt19937 rng(0xD15Bu + static_cast<unsigned>(target));
@@ -193,7 +149,7 @@ TEST_P(TargetsMatchBaseline, EveryEntryBitForBit) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(AllKinds, TargetsMatchBaseline, testing::ValuesIn(kKinds),
+INSTANTIATE_TEST_SUITE_P(AllKinds, TargetsMatchBaseline, testing::ValuesIn(KindSamples().begin(), KindSamples().end()),
                          [](const auto& info) { return std::string(info.param.name); });
 
 // The iterator's converters between every two pixel formats, the same way.
