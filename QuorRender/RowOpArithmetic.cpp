@@ -181,7 +181,9 @@ struct THighPass {
 
 }  // namespace
 
-const SRowOpDictEntry* GetRowArithmeticDict() noexcept { return qgdi_rowop::kDict<kArithmeticPairs, TRowArithmetic>.data(); }
+const SRowOpDictEntry* GetRowArithmeticDict() noexcept {
+    return qgdi_rowop::kDict<kArithmeticPairs, TRowArithmetic>.data();
+}
 const SRowOpDictEntry* GetRowMulEqualDict() noexcept { return qgdi_rowop::kDict<kMulPlusPairs, TRowMulEqual>.data(); }
 const SRowOpDictEntry* GetRowPlusEqualDict() noexcept { return qgdi_rowop::kDict<kMulPlusPairs, TRowPlusEqual>.data(); }
 const SRowOpDictEntry* GetHighPassDict() noexcept { return qgdi_rowop::kDict<kHighPassPairs, THighPass>.data(); }

@@ -166,8 +166,12 @@ struct TChannelLinear {
 
 const SRowOpDictEntry* GetChannelGetDict() noexcept { return qgdi_rowop::kDict<kChannelGetPairs, TChannelGet>.data(); }
 const SRowOpDictEntry* GetChannelSetDict() noexcept { return qgdi_rowop::kDict<kChannelSetPairs, TChannelSet>.data(); }
-const SRowOpDictEntry* GetChannelConstantDict() noexcept { return qgdi_rowop::kDict<kChannelConstantPairs, TChannelConstant>.data(); }
-const SRowOpDictEntry* GetChannelLinearDict() noexcept { return qgdi_rowop::kDict<kChannelLinearPairs, TChannelLinear>.data(); }
+const SRowOpDictEntry* GetChannelConstantDict() noexcept {
+    return qgdi_rowop::kDict<kChannelConstantPairs, TChannelConstant>.data();
+}
+const SRowOpDictEntry* GetChannelLinearDict() noexcept {
+    return qgdi_rowop::kDict<kChannelLinearPairs, TChannelLinear>.data();
+}
 
 }  // namespace qgdi::QGDI_TARGET_NS
 

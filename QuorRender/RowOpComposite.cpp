@@ -214,10 +214,16 @@ struct TRowBlendIndexedBGRA {
 
 }  // namespace
 
-const SRowOpDictEntry* GetRowMaskOverSolidDict() noexcept { return qgdi_rowop::kDict<kMaskOverSolidPairs, TRowMaskOverSolid>.data(); }
-const SRowOpDictEntry* GetRowBlendSolidDict() noexcept { return qgdi_rowop::kDict<kBlendSolidPairs, TRowBlendSolid>.data(); }
+const SRowOpDictEntry* GetRowMaskOverSolidDict() noexcept {
+    return qgdi_rowop::kDict<kMaskOverSolidPairs, TRowMaskOverSolid>.data();
+}
+const SRowOpDictEntry* GetRowBlendSolidDict() noexcept {
+    return qgdi_rowop::kDict<kBlendSolidPairs, TRowBlendSolid>.data();
+}
 const SRowOpDictEntry* GetRowEraseDict() noexcept { return qgdi_rowop::kDict<kErasePairs, TRowErase>.data(); }
-const SRowOpDictEntry* GetRowBlendIndexedBGRADict() noexcept { return qgdi_rowop::kDict<kBlendIndexedPairs, TRowBlendIndexedBGRA>.data(); }
+const SRowOpDictEntry* GetRowBlendIndexedBGRADict() noexcept {
+    return qgdi_rowop::kDict<kBlendIndexedPairs, TRowBlendIndexedBGRA>.data();
+}
 
 }  // namespace qgdi::QGDI_TARGET_NS
 

@@ -72,8 +72,12 @@ struct TRowCopyPaletted {
 
 }  // namespace
 
-const SRowOpDictEntry* GetRowCopyIndexedDict() noexcept { return qgdi_rowop::kDict<kCopyIndexedPairs, TRowCopyIndexed>.data(); }
-const SRowOpDictEntry* GetRowCopyPalettedWithTransparencyIndexDict() noexcept { return qgdi_rowop::kDict<kPalettedPairs, TRowCopyPaletted>.data(); }
+const SRowOpDictEntry* GetRowCopyIndexedDict() noexcept {
+    return qgdi_rowop::kDict<kCopyIndexedPairs, TRowCopyIndexed>.data();
+}
+const SRowOpDictEntry* GetRowCopyPalettedWithTransparencyIndexDict() noexcept {
+    return qgdi_rowop::kDict<kPalettedPairs, TRowCopyPaletted>.data();
+}
 
 }  // namespace qgdi::QGDI_TARGET_NS
 
@@ -81,5 +85,7 @@ const SRowOpDictEntry* GetRowCopyPalettedWithTransparencyIndexDict() noexcept { 
 QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowCopyIndexedDict() noexcept)
 QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowCopyPalettedWithTransparencyIndexDict() noexcept)
 const SRowOpDictEntry* GetRowCopyIndexedDict() noexcept { return QGDI_DISPATCH(GetRowCopyIndexedDict)(); }
-const SRowOpDictEntry* GetRowCopyPalettedWithTransparencyIndexDict() noexcept { return QGDI_DISPATCH(GetRowCopyPalettedWithTransparencyIndexDict)(); }
+const SRowOpDictEntry* GetRowCopyPalettedWithTransparencyIndexDict() noexcept {
+    return QGDI_DISPATCH(GetRowCopyPalettedWithTransparencyIndexDict)();
+}
 #endif  // QGDI_BASELINE_PASS

@@ -174,8 +174,12 @@ struct TRowHSLCopyChannel {
 
 }  // namespace
 
-const SRowOpDictEntry* GetRowHSLAdjustDict() noexcept { return qgdi_rowop::kDict<kHSLAdjustPairs, TRowHSLAdjust>.data(); }
-const SRowOpDictEntry* GetRowHSLCopyChannelDict() noexcept { return qgdi_rowop::kDict<kHSLCopyPairs, TRowHSLCopyChannel>.data(); }
+const SRowOpDictEntry* GetRowHSLAdjustDict() noexcept {
+    return qgdi_rowop::kDict<kHSLAdjustPairs, TRowHSLAdjust>.data();
+}
+const SRowOpDictEntry* GetRowHSLCopyChannelDict() noexcept {
+    return qgdi_rowop::kDict<kHSLCopyPairs, TRowHSLCopyChannel>.data();
+}
 
 }  // namespace qgdi::QGDI_TARGET_NS
 

@@ -38,7 +38,9 @@ struct TRowTurbulence {
 
 }  // namespace
 
-const SRowOpDictEntry* GetRowTurbulenceDict() noexcept { return qgdi_rowop::kDict<kTurbulencePairs, TRowTurbulence>.data(); }
+const SRowOpDictEntry* GetRowTurbulenceDict() noexcept {
+    return qgdi_rowop::kDict<kTurbulencePairs, TRowTurbulence>.data();
+}
 
 }  // namespace qgdi::QGDI_TARGET_NS
 
