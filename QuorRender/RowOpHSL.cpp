@@ -119,7 +119,7 @@ struct TRowHSLAdjust {
     static void Run(const CRowOpDef& def, CRowOpData& data) {
         using P = TPx<D>;
         const auto& op = static_cast<const CRowOpDefRowHSLAdjust&>(def);
-        // The offset within one turn, as FromHue expects; not a number turns nothing.
+        // The offset within one turn, as FromHue expects; a NaN or infinite hue turns nothing.
         double turns = op.GetHue() / 360.0;
         turns -= std::floor(turns);
         const float hue = turns >= 0 && turns < 1 ? static_cast<float>(turns) : 0.0f;
