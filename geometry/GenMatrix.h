@@ -3,9 +3,24 @@
 // colour, fitting and clustering code needs: inverse, pseudo-inverse, singular
 // values, symmetric eigenvalues and covariance.
 //
-// Shape errors (adding matrices of different sizes, eigenvalues of a non-square
-// matrix) throw std::invalid_argument; inverting a singular matrix throws
-// CGenMatrix::SingularMatrix.
+// Errors. This is the one class of the library that reports failure by
+// exception: a value type built with operators has no result to return.
+//  - std::invalid_argument: a shape error. Constructing with a negative size,
+//    with a list of the wrong length or from a null array; resize to a negative
+//    size; +, -, +=, -= of different shapes; * with unequal inner dimensions;
+//    trace, determinant, invert, inverse and evd of a non-square matrix; solve
+//    with a non-square matrix or a right-hand side of another height;
+//    leastSquares with a right-hand side of another height.
+//  - CGenMatrix::SingularMatrix (a std::runtime_error): invert, inverse and
+//    solve when a pivot vanishes. determinant reports a singular matrix as 0 and
+//    pseudoInverse, leastSquares and rank accept any matrix instead.
+//  - std::out_of_range: at() outside the matrix. operator() does not check.
+//  - std::bad_alloc from any call that makes or grows a matrix.
+// Everything else (svd, covariance, columnMeans, transpose, the norms) throws
+// only std::bad_alloc. No exception crosses a library function that returns a
+// result or a bool: such a function catches at its boundary, through
+// qgdi::result::FromExceptions (out of memory becomes 102, anything else 101) or
+// by returning false.
 #include <initializer_list>
 #include <stdexcept>
 #include <vector>

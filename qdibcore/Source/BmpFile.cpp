@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 
+#include "qdibcore/Source/internal/ResultTry.h"
 #include "qdibcore/Source/internal/RowIteratorState.h"
 
 namespace {
@@ -267,8 +268,7 @@ CErrorAutoThrow QGDI_BmpToPackedDIB(const void* file, size_t bytes, CQmmBinPtr& 
     if (!file) return Fail();
     const auto* f = static_cast<const uint8_t*>(file);
     SBmpInfo info;
-    CErrorAutoThrow r = ParseHeaders(f, bytes, info);
-    if (r.IsError()) return r;
+    QGDI_TRY(ParseHeaders(f, bytes, info));
     const int64_t height = info.height < 0 ? -info.height : info.height;
     const bool indexed = info.bits <= 8;
     const bool alpha = !indexed && info.bits != 24 && info.masks[3] != 0;
@@ -302,8 +302,7 @@ CErrorAutoThrow QGDI_BmpToPackedDIB(const void* file, size_t bytes, CQmmBinPtr& 
         std::memcpy(p + sizeof h + 4 * size_t(i), &q, 4);
     }
     out.rows = p + sizeof h + 4 * size_t(slots);
-    r = compressed ? DecodeRle(f, bytes, info, out) : DecodeRows(f, bytes, info, out);
-    if (r.IsError()) return r;
+    QGDI_TRY(compressed ? DecodeRle(f, bytes, info, out) : DecodeRows(f, bytes, info, out));
     lock.Unlock(QMM_HERE);
     dib = std::move(block);
     return CErrorAutoThrow();
@@ -312,8 +311,7 @@ CErrorAutoThrow QGDI_BmpToPackedDIB(const void* file, size_t bytes, CQmmBinPtr& 
 CErrorAutoThrow QGDI_ReadBmp(const void* file, size_t bytes, CDibIterator& it) {
     if (it.IsAttached()) return QERR(keQuorErrIteratorState);
     CQmmBinPtr dib;
-    CErrorAutoThrow r = QGDI_BmpToPackedDIB(file, bytes, dib);
-    if (r.IsError()) return r;
+    QGDI_TRY(QGDI_BmpToPackedDIB(file, bytes, dib));
     return it.Attach(dib.p);
 }
 
@@ -397,15 +395,13 @@ CErrorAutoThrow QGDI_WriteBmp(const CRowIterator& it, std::vector<uint8_t>& file
         f != keFormatBGRA)
         return QERR(keQuorErrFormatNotSupported);
     CQmmBinPtr dib;
-    CErrorAutoThrow r = it.CopyToDIB(dib);
-    if (r.IsError()) return r;
+    QGDI_TRY(it.CopyToDIB(dib));
     return QGDI_PackedDIBToBmp(dib, file);
 }
 
 CErrorAutoThrow QGDI_WriteBmpFile(const CRowIterator& it, const char* path) {
     std::vector<uint8_t> data;
-    CErrorAutoThrow r = QGDI_WriteBmp(it, data);
-    if (r.IsError()) return r;
+    QGDI_TRY(QGDI_WriteBmp(it, data));
     std::unique_ptr<FILE, int (*)(FILE*)> fp(path ? std::fopen(path, "wb") : nullptr, &std::fclose);
     if (!fp || std::fwrite(data.data(), 1, data.size(), fp.get()) != data.size()) return Fail();
     return CErrorAutoThrow();

@@ -7,6 +7,7 @@
 
 #include "qdibcore/Source/DibIterator.h"
 #include "qdibcore/Source/PixelFormatTraits.h"
+#include "qdibcore/Source/internal/ResultTry.h"
 #include "qdibcore/Source/internal/RowIteratorState.h"
 
 namespace {
@@ -221,15 +222,12 @@ CErrorAutoThrow CRowIteratorBands::Attach(const CRowIteratorBands& other, const 
     if (o.pres.converting) {
         s.pres.mode = o.pres.mode;
         if (o.pres.custom) {
-            CErrorAutoThrow r = SetConversion(o.pres.target, o.pres.convertRead, o.pres.convertWrite, o.pres.mode);
-            if (r.IsError()) return r;
+            QGDI_TRY(SetConversion(o.pres.target, o.pres.convertRead, o.pres.convertWrite, o.pres.mode));
         } else if (o.pres.target != s.native) {
-            CErrorAutoThrow r = SetPixelFormat(o.pres.target, o.pres.mode);
-            if (r.IsError()) return r;
+            QGDI_TRY(SetPixelFormat(o.pres.target, o.pres.mode));
         }
         if (o.pres.channels != keChannelSetAll) {
-            CErrorAutoThrow r = SetChannelAccess(o.pres.channels, o.pres.mode);
-            if (r.IsError()) return r;
+            QGDI_TRY(SetChannelAccess(o.pres.channels, o.pres.mode));
         }
     }
     return CErrorAutoThrow();
@@ -537,8 +535,7 @@ CErrorAutoThrow CRowIteratorBands::GetAndCopyRow(void* buffer, int y, int x, int
     if (count == -1) count = GetWidth() - x;
     const uint8_t* row = nullptr;
     int offset = 0;
-    CErrorAutoThrow r = GetRow(row, y, x, count, &offset);
-    if (r.IsError()) return r;
+    QGDI_TRY(GetRow(row, y, x, count, &offset));
     const size_t need = QGDI_SpanBytes(GetBPP(), count, offset);
     if (need > bytes) {
         ReleaseRow(y).Ignore();
@@ -598,8 +595,7 @@ CErrorAutoThrow CRowIteratorBands::GetPixel(int x, int y, CColorRef& colour) con
     if (!IsAttached()) return QERR(keQuorErrIteratorState);
     const uint8_t* row = nullptr;
     int offset = 0;
-    CErrorAutoThrow r = GetRow(row, y, x, 1, &offset);
-    if (r.IsError()) return r;
+    QGDI_TRY(GetRow(row, y, x, 1, &offset));
     const SState& s = *m_state;
     colour = CColorRef::FromPixel(row, s.pres.format, s.palette, s.paletteCount, offset);
     return ReleaseRow(y);
@@ -622,12 +618,14 @@ CErrorAutoThrow CRowIteratorBands::SetPixel(int x, int y, const CColorRef& colou
     if (!IsAttached()) return QERR(keQuorErrIteratorState);
     uint8_t* row = nullptr;
     int offset = 0;
-    CErrorAutoThrow r = GetRow(row, y, x, 1, &offset);
-    if (r.IsError()) return r;
+    QGDI_TRY(GetRow(row, y, x, 1, &offset));
     const SState& s = *m_state;
     const bool ok = colour.ToPixel(row, s.pres.format, s.palette, s.paletteCount, offset);
     CErrorAutoThrow released = ReleaseRow(y);
-    if (!ok) return QERR(keQuorErrFormatNotSupported);
+    if (!ok) {
+        released.Ignore();  // the format error is the one to report
+        return QERR(keQuorErrFormatNotSupported);
+    }
     return released;
 }
 

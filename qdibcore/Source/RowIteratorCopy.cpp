@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "qdibcore/Source/RowIteratorFunctions.h"
+#include "qdibcore/Source/internal/ResultTry.h"
 #include "qdibcore/Source/internal/RowIteratorState.h"
 #include "qdibcore/Source/internal/RowSpanCopy.h"
 
@@ -17,11 +18,10 @@ CErrorAutoThrow CRowIteratorBands::CreateFromCopy(const CRowIteratorBands& other
     if (format == keFormatNone) format = other.GetPixelFormat();
     if (!FindConverter(other.GetPixelFormat(), format)) return QERR(keQuorErrFormatNotSupported);
     const bool keepPalette = CQPixelFormat(format).IsIndexedColor() && other.GetPaletteCount() > 0;
-    CErrorAutoThrow r = Create(request.right - request.left, request.bottom - request.top, format, nullptr,
-                               keepPalette ? other.GetPalette() : nullptr, keepPalette ? other.GetPaletteCount() : 0);
-    if (r.IsError()) return r;
-    r = QGDI_CopyIteratorRect(*this, 0, 0, other, request.left - whole.left, request.top - whole.top, GetWidth(),
-                              GetHeight());
+    QGDI_TRY(Create(request.right - request.left, request.bottom - request.top, format, nullptr,
+                    keepPalette ? other.GetPalette() : nullptr, keepPalette ? other.GetPaletteCount() : 0));
+    CErrorAutoThrow r = QGDI_CopyIteratorRect(*this, 0, 0, other, request.left - whole.left,
+                                              request.top - whole.top, GetWidth(), GetHeight());
     if (r.IsError()) {
         Reset();
         return r;
@@ -37,8 +37,7 @@ CErrorAutoThrow CRowIteratorBands::CreateFromCopy(const CRowIteratorBands& other
 CErrorAutoThrow CRowIteratorBands::CreateFromDIB(QMMHANDLE dib, const RECT* rect, EQPixelFormat format) {
     if (IsAttached()) return QERR(keQuorErrIteratorState);
     CRowIteratorBands source;
-    CErrorAutoThrow r = source.Attach(dib, rect);
-    if (r.IsError()) return r;
+    QGDI_TRY(source.Attach(dib, rect));
     return CreateFromCopy(source, nullptr, format);
 }
 
@@ -54,8 +53,7 @@ CErrorAutoThrow CRowIteratorBands::CreateFromDIB(const void* packed, size_t byte
         std::memcpy(p, packed, bytes);
     }
     CRowIteratorBands source;
-    CErrorAutoThrow r = source.Attach(block.p);
-    if (r.IsError()) return r;
+    QGDI_TRY(source.Attach(block.p));
     return CreateFromCopy(source, nullptr, format);
 }
 
@@ -105,9 +103,8 @@ CErrorAutoThrow CRowIteratorBands::OwnCopy() {
 
 CErrorAutoThrow CRowIteratorBands::CreateTiled(const CRowIteratorBands& tile, int width, int height) {
     if (IsAttached() || !tile.IsAttached()) return QERR(keQuorErrIteratorState);
-    CErrorAutoThrow r = Create(width, height, tile.GetPixelFormat(), nullptr, tile.GetPalette(), tile.GetPaletteCount());
-    if (r.IsError()) return r;
-    r = RowIterator_Tile(*this, tile);
+    QGDI_TRY(Create(width, height, tile.GetPixelFormat(), nullptr, tile.GetPalette(), tile.GetPaletteCount()));
+    CErrorAutoThrow r = RowIterator_Tile(*this, tile);
     if (r.IsError()) Reset();
     return r;
 }

@@ -5,6 +5,7 @@
 #include "platform/clipboard.h"
 #include "platform/devicecontext.h"
 #include "qdibcore/Source/DibIterator.h"
+#include "qdibcore/Source/internal/ResultTry.h"
 #include "qdibcore/Source/internal/RowIteratorState.h"
 #include "qdibcore/Source/internal/RowSpanCopy.h"
 
@@ -40,8 +41,7 @@ CErrorAutoThrow WriteRows(const CRowIteratorBands& it, const RECT& rect, uint8_t
         const uint8_t* row = nullptr;
         int offset = 0;
         const int iy = rect.top - whole.top + y;
-        CErrorAutoThrow r = it.GetRow(row, iy, rect.left - whole.left, width, &offset);
-        if (r.IsError()) return r;
+        QGDI_TRY(it.GetRow(row, iy, rect.left - whole.left, width, &offset));
         uint8_t* out = pixels + size_t(height - 1 - y) * stride;
         std::memset(out, 0, stride);
         QGDI_ConvertSpan(out, packed, row, QGDI_SpanFormatOf(it, offset), width, scratch);
@@ -81,6 +81,14 @@ bool IsDisplayFormat(EQPixelFormat format) noexcept {
            format == keFormatGrey || format == keFormatBGR || format == keFormatBGRA;
 }
 
+// A packed bitmap of the area, through a converted copy unless `format` is None.
+CErrorAutoThrow PackedCopy(const CRowIteratorBands& it, const RECT* area, EQPixelFormat format, CQmmBinPtr& dib) {
+    if (format == keFormatNone) return it.CopyToDIB(dib, area);
+    CRowIteratorBands copy;
+    QGDI_TRY(copy.CreateFromCopy(it, area, format));
+    return copy.CopyToDIB(dib);
+}
+
 }  // namespace
 
 CErrorAutoThrow CRowIteratorBands::CopyToDIB(CQmmBinPtr& dib, const RECT* rect) const {
@@ -95,8 +103,7 @@ CErrorAutoThrow CRowIteratorBands::CopyToDIB(CQmmBinPtr& dib, const RECT* rect) 
         CLockAccessor lock(block);
         auto* p = static_cast<uint8_t*>(lock.Lock(QMM_HERE));
         if (!p) return QERR(keQuorErrOutOfMemory);
-        CErrorAutoThrow r = FillPacked(*this, area, p);
-        if (r.IsError()) return r;
+        QGDI_TRY(FillPacked(*this, area, p));
     }
     QGDI_IteratorStats().LogNewDibEx(bytes, QMM_HERE);
     dib = std::move(block);
@@ -143,15 +150,7 @@ CErrorAutoThrow CRowIteratorBands::DrawImage(void* deviceContext, const RECT* de
     RECT area;
     if (!ResolveRect(*this, source, area)) return QERR(keQuorErrFailed);
     CQmmBinPtr dib;
-    CErrorAutoThrow r;
-    if (IsDisplayFormat(GetPixelFormat())) {
-        r = CopyToDIB(dib, &area);
-    } else {
-        CRowIteratorBands shown;
-        r = shown.CreateFromCopy(*this, &area, keFormatBGRA);
-        if (!r.IsError()) r = shown.CopyToDIB(dib);
-    }
-    if (r.IsError()) return r;
+    QGDI_TRY(PackedCopy(*this, &area, IsDisplayFormat(GetPixelFormat()) ? keFormatNone : keFormatBGRA, dib));
     CLockAccessor lock(dib);
     const auto* header = static_cast<const BITMAPINFOHEADER*>(lock.Lock(QMM_HERE));
     if (!header) return QERR(keQuorErrOutOfMemory);
@@ -163,17 +162,10 @@ CErrorAutoThrow CRowIteratorBands::DrawImage(void* deviceContext, const RECT* de
 
 CErrorAutoThrow CRowIteratorBands::CopyToClipboard(bool asRGB) const {
     if (!IsAttached()) return QERR(keQuorErrIteratorState);
-    CQmmBinPtr dib;
-    CErrorAutoThrow r;
     const EQPixelFormat format = GetPixelFormat();
-    if ((asRGB && format != keFormatBGR) || (!asRGB && !IsDisplayFormat(format))) {
-        CRowIteratorBands copy;
-        r = copy.CreateFromCopy(*this, nullptr, asRGB ? keFormatBGR : keFormatBGRA);
-        if (!r.IsError()) r = copy.CopyToDIB(dib);
-    } else {
-        r = CopyToDIB(dib);
-    }
-    if (r.IsError()) return r;
+    const bool keep = asRGB ? format == keFormatBGR : IsDisplayFormat(format);
+    CQmmBinPtr dib;
+    QGDI_TRY(PackedCopy(*this, nullptr, keep ? keFormatNone : asRGB ? keFormatBGR : keFormatBGRA, dib));
     CLockAccessor lock(dib);
     const void* p = lock.Lock(QMM_HERE);
     if (!p) return QERR(keQuorErrOutOfMemory);

@@ -5,9 +5,10 @@
 #include <vector>
 
 #include "qdibcore/Source/StatusControl.h"
-#include "qdibcore/Source/internal/pixel/RowConvert.h"
+#include "qdibcore/Source/internal/ResultTry.h"
 #include "qdibcore/Source/internal/RowIteratorState.h"
 #include "qdibcore/Source/internal/RowSpanCopy.h"
+#include "qdibcore/Source/internal/pixel/RowConvert.h"
 
 namespace {
 using namespace qgdi::px;
@@ -27,8 +28,13 @@ CErrorAutoThrow ForEachFloatRow(CRowIterator& dst, const CRowIterator* src, CSta
     if (status) status->SetProgressRange(uint64_t(height));
 #pragma omp parallel if (parallel && uint64_t(width) * uint64_t(height) > 65536)
     {
-        std::vector<float> a(size_t(width) * 4), b(src ? size_t(width) * 4 : 0);
+        std::vector<float> a, b;
         std::vector<uint8_t> scratch;
+        result.Guard([&] {
+            a.resize(size_t(width) * 4);
+            b.resize(src ? size_t(width) * 4 : 0);
+            scratch.reserve(QGDI_SpanScratchBytes(width));
+        });
 #pragma omp for schedule(static)
         for (int y = 0; y < height; ++y) {
             if (result.Failed()) continue;
@@ -131,8 +137,7 @@ CErrorAutoThrow Premultiply(CRowIterator& it, CStatusControl* status) {
     if (status) status->SetProgressRange(uint64_t(height));
     for (int y = 0; y < height; ++y) {
         uint8_t* row = nullptr;
-        CErrorAutoThrow r = it.GetNativeRow(row, y);
-        if (r.IsError()) return r;
+        QGDI_TRY(it.GetNativeRow(row, y));
         PremultiplyInPlace<Forward>(row, pf, width);
         it.ReleaseNativeRow(y).Ignore();
         if (status && status->SetProgress(uint64_t(y + 1))) return QERR(keQuorErrCancelled);
@@ -230,11 +235,10 @@ CErrorAutoThrow RowIterator_Tile(CRowIterator& dst, const CRowIterator& tile, PO
         const int ty = static_cast<int>((int64_t(y) + py) % th);
         uint8_t* out = nullptr;
         int outOffset = 0;
-        CErrorAutoThrow r = dst.GetRow(out, y, 0, -1, &outOffset);
-        if (r.IsError()) return r;
+        QGDI_TRY(dst.GetRow(out, y, 0, -1, &outOffset));
         const uint8_t* in = nullptr;
         int inOffset = 0;
-        r = tile.GetRow(in, ty, 0, -1, &inOffset);
+        CErrorAutoThrow r = tile.GetRow(in, ty, 0, -1, &inOffset);
         if (r.IsError()) {
             dst.ReleaseRow(y).Ignore();
             return r;

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "qdibcore/Source/internal/ResultTry.h"
 #include "qdibcore/Source/internal/RowIteratorState.h"
 
 CErrorAutoThrow CRowIteratorBands::Fill(const CColorRef& colour) {
@@ -32,8 +33,7 @@ CErrorAutoThrow CRowIteratorBands::Fill(const CColorRef& colour) {
     } else {
         for (int y = 0; y < height; ++y) {
             uint8_t* row = nullptr;
-            CErrorAutoThrow r = GetRow(row, y);
-            if (r.IsError()) return r;
+            QGDI_TRY(GetRow(row, y));
             colour.FillPixels(row, width, format, s.palette, s.paletteCount, 0);
             ReleaseRow(y).Ignore();
         }

@@ -17,6 +17,7 @@
 
 #include "diagnostics/QgdiLog.h"
 #include "qdibcore/Source/PixelFormatTraits.h"
+#include "qdibcore/Source/internal/ResultTry.h"
 #include "qdibcore/Source/internal/RowIteratorState.h"
 #include "qdibcore/Source/internal/RowSpanCopy.h"
 
@@ -53,8 +54,7 @@ CErrorAutoThrow ForEachPackedRow(const CRowIteratorBands& it, Fn fn) {
     for (int y = 0; y < it.GetHeight(); ++y) {
         const uint8_t* row = nullptr;
         int offset = 0;
-        CErrorAutoThrow r = it.GetRow(row, y, 0, -1, &offset);
-        if (r.IsError()) return r;
+        QGDI_TRY(it.GetRow(row, y, 0, -1, &offset));
         std::fill(packed.begin(), packed.end(), 0);
         QGDI_ConvertSpan(packed.data(), target, row, QGDI_SpanFormatOf(it, offset), it.GetWidth(), scratch);
         it.ReleaseRow(y).Ignore();
@@ -145,7 +145,7 @@ CErrorAutoThrow CRowIteratorBands::StreamTextOut(std::ostream& out, uint32_t fla
     uint32_t bitmapCrc = 0;
     std::string bitmap;
     char hex[4];
-    CErrorAutoThrow r = ForEachPackedRow(*this, [&](const uint8_t* row, size_t bytes) {
+    QGDI_TRY(ForEachPackedRow(*this, [&](const uint8_t* row, size_t bytes) {
         bitmapCrc = QGDI_Crc32(row, bytes, bitmapCrc);
         if (!full) return;
         bitmap += '\n';
@@ -154,8 +154,7 @@ CErrorAutoThrow CRowIteratorBands::StreamTextOut(std::ostream& out, uint32_t fla
             std::snprintf(hex, sizeof hex, "%02X", row[i]);
             bitmap += hex;
         }
-    });
-    if (r.IsError()) return r;
+    }));
     char crc[16];
     std::lock_guard lock(DumpLock());
     Indent(out, level);
@@ -200,8 +199,7 @@ CErrorAutoThrow CRowIteratorBands::StreamBinOut(std::ostream& out) const {
     const uint8_t solid = s.solid.load(std::memory_order_relaxed) ? 1 : 0;
     w.Bytes(&solid, 1);
     w.U32(s.solidColour.GetRGBA());
-    CErrorAutoThrow r = ForEachPackedRow(*this, [&](const uint8_t* row, size_t bytes) { w.Bytes(row, bytes); });
-    if (r.IsError()) return r;
+    QGDI_TRY(ForEachPackedRow(*this, [&](const uint8_t* row, size_t bytes) { w.Bytes(row, bytes); }));
     const uint32_t crc = w.Crc();
     const uint8_t b[4] = {uint8_t(crc), uint8_t(crc >> 8), uint8_t(crc >> 16), uint8_t(crc >> 24)};
     out.write(reinterpret_cast<const char*>(b), 4);
@@ -242,9 +240,8 @@ CErrorAutoThrow CRowIteratorBands::StreamIn(std::istream& in) {
     if (kind.IsGreyscale() ? !CQPixelFormat::IsGreyPalette(palette, static_cast<int>(paletteCount)) || !zeroReserved()
                            : (!kind.IsIndexedColor() && paletteCount != 0))
         return QERR(keQuorErrFailed);
-    CErrorAutoThrow r = Create(static_cast<int>(width), static_cast<int>(height), pf, nullptr,
-                               paletteCount ? palette : nullptr, static_cast<int>(paletteCount));
-    if (r.IsError()) return r;
+    QGDI_TRY(Create(static_cast<int>(width), static_cast<int>(height), pf, nullptr,
+                    paletteCount ? palette : nullptr, static_cast<int>(paletteCount)));
     // An indexed image may come without a palette.
     if (kind.IsIndexedColor()) m_state->paletteCount = static_cast<int>(paletteCount);
     const SState& s = *m_state;

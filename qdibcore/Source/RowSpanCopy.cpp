@@ -33,7 +33,7 @@ bool QGDI_ConvertSpan(void* dst, const SQSpanFormat& dstFormat, const void* src,
         // Through the colour: source palette to BGRA, BGRA to the nearest destination entry.
         SQSpanFormat middle;
         middle.format = keFormatBGRA;
-        scratch.resize(size_t(count) * 4);
+        scratch.resize(QGDI_SpanScratchBytes(count));
         return QGDI_ConvertSpan(scratch.data(), middle, src, srcFormat, count, scratch) &&
                QGDI_ConvertSpan(dst, dstFormat, scratch.data(), middle, count, scratch);
     }
@@ -68,6 +68,7 @@ CErrorAutoThrow QGDI_CopyIteratorRect(CRowIteratorBands& dst, int dx, int dy, co
 #pragma omp parallel if (parallel && uint64_t(width) * uint64_t(height) > 65536)
     {
         std::vector<uint8_t> scratch;
+        result.Guard([&] { scratch.reserve(QGDI_SpanScratchBytes(width)); });
 #pragma omp for schedule(static)
         for (int y = 0; y < height; ++y) {
             if (result.Failed()) continue;

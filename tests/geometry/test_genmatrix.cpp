@@ -2,11 +2,13 @@
 
 #include <cmath>
 #include <cstdint>
+#include <functional>
 #include <random>
 #include <tuple>
 #include <utility>
 
 #include "geometry/GenMatrix.h"
+#include "qdibcore/Source/internal/ResultTry.h"
 
 namespace {
 
@@ -87,6 +89,31 @@ TEST(GenMatrix, SingularAndMisshapenInputsThrow) {
     // Tiny but regular: the test is relative to the matrix's own scale.
     const CGenMatrix tiny = CGenMatrix::identity(3) * 1e-200;
     EXPECT_NEAR(tiny.inverse()(1, 1), 1e200, 1e186);
+}
+
+// A function that returns a result and calls into CGenMatrix catches at its
+// boundary; each kind of failure arrives as its code, never as an exception.
+TEST(GenMatrix, ExceptionsBecomeCodesAtTheResultBoundary) {
+    const CGenMatrix singular(2, 2, {1, 2, 2, 4});
+    const struct {
+        std::function<CErrorAutoThrow()> body;
+        QuorErrorCode code;
+    } cases[] = {
+        {[&] { return CGenMatrix(singular).invert(), CErrorAutoThrow(); }, keQuorErrFailed},
+        {[&] { return (void)singular.solve(CGenMatrix(3, 1)), CErrorAutoThrow(); }, keQuorErrFailed},
+        {[&] { return (void)singular.at(2, 0), CErrorAutoThrow(); }, keQuorErrFailed},
+        {[] { return (void)CGenMatrix(-1, 2), CErrorAutoThrow(); }, keQuorErrFailed},
+        {[]() -> CErrorAutoThrow { throw std::bad_alloc(); }, keQuorErrOutOfMemory},
+        {[]() -> CErrorAutoThrow { throw CQException(keQuorErrCancelled); }, keQuorErrCancelled},
+        {[] { return QERR(keQuorErrFormatNotSupported); }, keQuorErrFormatNotSupported},
+        {[&] { return (void)singular.inverse().determinant(), CErrorAutoThrow(); }, keQuorErrFailed},
+        {[&] { return (void)singular.pseudoInverse(), CErrorAutoThrow(); }, keQuorErrSuccess},
+    };
+    for (size_t i = 0; i < std::size(cases); ++i) {
+        CErrorAutoThrow r;
+        ASSERT_NO_THROW(r = qgdi::result::FromExceptions(cases[i].body)) << "case " << i;
+        EXPECT_TRUE(r == cases[i].code) << "case " << i;
+    }
 }
 
 TEST(GenMatrix, SolveAndLeastSquares) {

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "qdibcore/Source/internal/ResultTry.h"
+
 namespace {
 
 struct SRgba {
@@ -40,14 +42,12 @@ uint8_t To8(float v) { return static_cast<uint8_t>(std::clamp(v, 0.0f, 1.0f) * 2
 }  // namespace
 
 CErrorAutoThrow QgdiMakeSampleImage(CRowIterator& image, int width, int height) {
-    CErrorAutoThrow r = image.CreateRGBA(width, height);
-    if (r.IsError()) return r;
+    QGDI_TRY(image.CreateRGBA(width, height));
     const float w = static_cast<float>(width), h = static_cast<float>(height);
     const int band = height * 2 / 5, greyBand = height * 3 / 5, alphaBand = height * 4 / 5;
     for (int y = 0; y < height; ++y) {
         uint8_t* row = nullptr;
-        r = image.GetRow(row, y);
-        if (r.IsError()) return r;
+        QGDI_TRY(image.GetRow(row, y));
         for (int x = 0; x < width; ++x) {
             SRgba p;
             if (y < band) {

@@ -1,6 +1,7 @@
 #pragma once
 // Copying spans of pixels between two rows of any formats and palettes.
 #include <atomic>
+#include <new>
 #include <vector>
 
 #include "qdibcore/Source/RowIteratorBands.h"
@@ -14,12 +15,15 @@ struct SQSpanFormat {
 
 // Converts `count` pixels. Indexed to indexed keeps the index when both sides
 // share one palette and goes through the colour otherwise. `scratch` holds the
-// intermediate colours of that case. False when no converter exists.
+// intermediate colours of that case; it never grows (so the call cannot throw)
+// once its capacity is QGDI_SpanScratchBytes(count). False when no converter exists.
 bool QGDI_ConvertSpan(void* dst, const SQSpanFormat& dstFormat, const void* src, const SQSpanFormat& srcFormat,
                       int count, std::vector<uint8_t>& scratch);
 
 // The span format of an iterator's presented rows starting at column x of a
 // row whose pointer came from GetRow(row, y, x, ...) with `pixelOffset`.
+constexpr size_t QGDI_SpanScratchBytes(int count) noexcept { return size_t(count) * 4; }
+
 SQSpanFormat QGDI_SpanFormatOf(const CRowIteratorBands& it, int pixelOffset) noexcept;
 
 // Copies `width` x `height` pixels from (sx, sy) of `src` to (dx, dy) of `dst`
@@ -39,6 +43,19 @@ public:
     void Set(QuorErrorCode code) noexcept {
         QuorErrorCode expected = keQuorErrSuccess;
         if (code != keQuorErrSuccess) m_code.compare_exchange_strong(expected, code, std::memory_order_relaxed);
+    }
+    // Runs a parallel region's per-thread set-up (its allocations). An exception
+    // leaving an OpenMP region terminates the process, so it becomes the loop's
+    // code here and the thread's rows are skipped.
+    template <class Fn>
+    void Guard(Fn&& fn) noexcept {
+        try {
+            fn();
+        } catch (const std::bad_alloc&) {
+            Set(keQuorErrOutOfMemory);
+        } catch (...) {
+            Set(keQuorErrFailed);
+        }
     }
     CErrorAutoThrow Result() const {
         const QuorErrorCode code = m_code.load(std::memory_order_relaxed);
