@@ -7,7 +7,7 @@
 #include "colour/internal/ColourScalar.h"
 #include "colour/internal/EncodingAdapters.h"
 
-using namespace qgdi_colour;
+using namespace qgdi::colour;
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include "colour/TransferCurves.h"
 #include "colour/internal/EncodingAdapters.h"
 
-using namespace qgdi_colour;
+using namespace qgdi::colour;
 
 namespace {
 

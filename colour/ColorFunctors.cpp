@@ -2,7 +2,7 @@
 
 #include "colour/internal/FunctorReference.h"
 
-using namespace qgdi_colour;
+using namespace qgdi::colour;
 
 VUserFunctor8::~VUserFunctor8() = default;
 VUserFunctor16::~VUserFunctor16() = default;

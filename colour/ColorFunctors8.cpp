@@ -14,9 +14,9 @@
 #include "colour/internal/EncodeQuantiser.h"
 #include "colour/internal/FunctorReference.h"
 
-using namespace qgdi_colour;
+using namespace qgdi::colour;
 
-namespace qgdi_colour {
+namespace qgdi::colour {
 
 void CEncodeQuantiser8::Build(const SColorSpecRGB& cs) noexcept {
     auto byteOf = [&cs](double y) { return int(Quantise<uint8_t>(YtoD(y, cs))); };
@@ -45,7 +45,7 @@ void CEncodeQuantiser8::Build(const SColorSpecRGB& cs) noexcept {
     }
 }
 
-}  // namespace qgdi_colour
+}  // namespace qgdi::colour
 
 struct SFunctorTables8 {
     // lin(i) x matrix entry: contribution of byte i of channel c (0 R, 1 G, 2 B)

@@ -4,7 +4,7 @@
 
 #include "colour/internal/RobertsonTable.h"
 
-namespace qgdi_colour {
+namespace qgdi::colour {
 
 // A. R. Robertson, J. Opt. Soc. Am. 58(11), 1968; Wyszecki & Stiles Table 1(3.11).
 // The 325-mired u is the corrected 0.24792.
@@ -27,9 +27,9 @@ const SRobertsonIsotherm kRobertsonIsotherms[kRobertsonRows] = {
     {600.0e-6, 0.33724, 0.36051, -116.45},
 };
 
-}  // namespace qgdi_colour
+}  // namespace qgdi::colour
 
-using namespace qgdi_colour;
+using namespace qgdi::colour;
 
 namespace {
 

@@ -22,15 +22,15 @@ bool QGDI_MakeColorSpec(double xr, double yr, double xg, double yg, double xb, d
     const double p[9] = {xr / yr,          xg / yg,          xb / yb,          1, 1, 1,
                          (1 - xr - yr) / yr, (1 - xg - yg) / yg, (1 - xb - yb) / yb};
     double pinv[9];
-    if (!qgdi_colour::Invert3x3(p, pinv)) return false;
+    if (!qgdi::colour::Invert3x3(p, pinv)) return false;
     // Column scales S solve P.S = white, so that linear (1, 1, 1) maps to the white.
     const double w[3] = {Xw, Yw, Zw};
     double s[3];
-    qgdi_colour::Mul3x3(pinv, w, s);
+    qgdi::colour::Mul3x3(pinv, w, s);
     const double m[9] = {p[0] * s[0], p[1] * s[1], p[2] * s[2], p[3] * s[0], p[4] * s[1],
                          p[5] * s[2], p[6] * s[0], p[7] * s[1], p[8] * s[2]};
     double minv[9];
-    if (!qgdi_colour::Invert3x3(m, minv)) return false;
+    if (!qgdi::colour::Invert3x3(m, minv)) return false;
     cs.nGammaType = gammaType;
     cs.dGamma = gamma;
     // Row-major M to the column-by-column storage of the record.

@@ -5,12 +5,11 @@
 
 #include "colour/TransferCurves.h"
 #include "colour/internal/Hexcone.h"
+#include "geometry/GeomConstants.h"
 
-using namespace qgdi_colour;
+using namespace qgdi::colour;
 
 namespace {
-
-constexpr double kTwoPi = 2.0 * 3.14159265358979;
 
 double Wrap01(double h) noexcept {
     h -= std::floor(h);
@@ -132,7 +131,7 @@ int HStoJK(double H, double S, double& J, double& K) noexcept {
     }
     const int clamped = S > 1.0 ? 1 : 0;
     S = std::min(S, 1.0);
-    const double a = kTwoPi * Wrap01(H);
+    const double a = kQ2Pi * Wrap01(H);
     J = S * std::cos(a);
     K = S * std::sin(a);
     return clamped;
@@ -149,7 +148,7 @@ int JKtoHS(double J, double K, double& H, double& S) noexcept {
         H = 0.0;
         return clamped;
     }
-    H = Wrap01(std::atan2(K, J) / kTwoPi);
+    H = Wrap01(std::atan2(K, J) / kQ2Pi);
     return clamped;
 }
 
@@ -162,7 +161,7 @@ void RGBtoHSL(double r, double g, double b, double& H, double& S, double& L, con
 void HSLtoRGB(double H, double S, double L, double& r, double& g, double& b, const SColorSpecRGB& cs) noexcept {
     double J = 0.0, K = 0.0;
     if (S >= 0) {
-        const double a = kTwoPi * Wrap01(H);
+        const double a = kQ2Pi * Wrap01(H);
         const double s = std::min(S, 1.0);
         J = s * std::cos(a);
         K = s * std::sin(a);

@@ -8,7 +8,7 @@
 #include "colour/internal/ColourScalar.h"
 #include "colour/internal/Hexcone.h"
 
-using namespace qgdi_colour;
+using namespace qgdi::colour;
 
 namespace {
 

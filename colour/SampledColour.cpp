@@ -158,7 +158,7 @@ double CSpectralColor::AdjustSpectralPrimary(double X, double Y, double Z, int m
         for (int r = 0; r < 3; ++r)
             for (int c = 0; c < 3; ++c) gram[r * 3 + c] += kCmf[i][r] * kCmf[i][c] / (norm * norm);
     double gramInv[9];
-    if (!qgdi_colour::Invert3x3(gram, gramInv)) return CalcError(X, Y, Z);
+    if (!qgdi::colour::Invert3x3(gram, gramInv)) return CalcError(X, Y, Z);
 
     const double target[3] = {X, Y, Z};
     double err = CalcError(X, Y, Z);
@@ -168,7 +168,7 @@ double CSpectralColor::AdjustSpectralPrimary(double X, double Y, double Z, int m
         const double res[3] = {target[0] - cur[0], target[1] - cur[1], target[2] - cur[2]};
         // Smallest correction onto the target plane: s += A^T G^-1 (t - A s).
         double lambda[3];
-        qgdi_colour::Mul3x3(gramInv, res, lambda);
+        qgdi::colour::Mul3x3(gramInv, res, lambda);
         for (int i = 0; i < kN; ++i) {
             const double ds = (lambda[0] * kCmf[i][0] + lambda[1] * kCmf[i][1] + lambda[2] * kCmf[i][2]) / norm;
             m_s[size_t(i)] = std::clamp(m_s[size_t(i)] + ds, 0.0, 1.0);

@@ -6,7 +6,7 @@
 
 #include "colour/internal/TransferCurveKernels.h"
 
-namespace qgdi_colour {
+namespace qgdi::colour {
 namespace {
 
 enum : int { keTableEmpty = 0, keTableFilling = 1, keTableReady = 2 };
@@ -40,9 +40,9 @@ void YtoLTableResetForTest() noexcept {
     g_ytolState.store(keTableEmpty, std::memory_order_release);
 }
 
-}  // namespace qgdi_colour
+}  // namespace qgdi::colour
 
-using namespace qgdi_colour;
+using namespace qgdi::colour;
 
 double DtoY(double x, const SColorSpecRGB& cs) noexcept { return Decode(x, ResolveCurve(cs), cs.dGamma); }
 

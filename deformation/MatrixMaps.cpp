@@ -9,12 +9,11 @@
 #include "deformation/CoordinatorFactory.h"
 #include "deformation/CoordinatorMatrix.h"
 #include "deformation/internal/PointMap.h"
+#include "geometry/GeomConstants.h"
 #include "geometry/MatrixBuild.h"
 #include "geometry/MatrixFunctions.h"
 
 namespace {
-
-using qgdi::deform::kDegToRad;
 
 // Builds the forward matrix for a source of w x h; false when the map is degenerate.
 using FForward = std::function<bool(int w, int h, double* forward)>;
@@ -123,7 +122,7 @@ CCoordinator* Create_CCoordinatorMirror() { return NewFitted(Linear(-1, 0, 0, 1)
 
 CCoordinator* Create_CCoordinatorRotate(double degrees) {
     // [cos −sin; sin cos] turns +x toward +y, clockwise on screen.
-    const double t = degrees * kDegToRad;
+    const double t = degrees * kQDegToRad;
     return NewFitted(Linear(std::cos(t), -std::sin(t), std::sin(t), std::cos(t)));
 }
 
@@ -133,8 +132,8 @@ CCoordinator* Create_CCoordinatorScale(double sx, double sy) {
 }
 
 CCoordinator* Create_CCoordinatorSkew(double degreesX, double degreesY) {
-    const double kx = std::tan(std::clamp(degreesX, -85.0, 85.0) * kDegToRad);
-    const double ky = std::tan(std::clamp(degreesY, -85.0, 85.0) * kDegToRad);
+    const double kx = std::tan(std::clamp(degreesX, -85.0, 85.0) * kQDegToRad);
+    const double ky = std::tan(std::clamp(degreesY, -85.0, 85.0) * kQDegToRad);
     return NewFitted(Linear(1, kx, ky, 1));
 }
 

@@ -14,18 +14,18 @@ struct SKaleidoscope {
     int segments = 1;
     bool bMirror = false;
     double fx = 0.5, fy = 0.5, turn = 0.0, sourceTurn = 0.0, zoom = 1.0;
-    double cx = 0.0, cy = 0.0, wedge = 2.0 * kPi;
+    double cx = 0.0, cy = 0.0, wedge = 2.0 * kQPiFull;
 
     void Prepare(const SMapFrame& f) noexcept {
         cx = fx * (f.width - 1);
         cy = fy * (f.height - 1);
-        wedge = 2.0 * kPi / segments;
+        wedge = 2.0 * kQPiFull / segments;
     }
     void Map(int x, int y, double& sx, double& sy) const noexcept {
         const double dx = x - cx, dy = y - cy;
         // θ measured from the pattern's turn; k = wedge index, φ = angle inside the wedge
         double theta = std::atan2(dy, dx) - turn;
-        theta -= 2.0 * kPi * std::floor(theta / (2.0 * kPi));
+        theta -= 2.0 * kQPiFull * std::floor(theta / (2.0 * kQPiFull));
         const double k = std::floor(theta / wedge);
         double phi = theta - k * wedge;
         if (bMirror && std::fmod(k, 2.0) == 1.0) phi = wedge - phi;
@@ -74,7 +74,7 @@ struct SRays {
     // 1 on a ray's axis, 0 midway between rays.
     double Weight(double theta) const noexcept {
         if (profile == 0) return 0.5 + 0.5 * std::cos(rays * theta);
-        const double t = rays * theta / (2.0 * kPi);
+        const double t = rays * theta / (2.0 * kQPiFull);
         return std::fabs(1.0 - 2.0 * (t - std::floor(t)));
     }
     void Map(int x, int y, double& sx, double& sy) const noexcept {
@@ -100,7 +100,7 @@ struct SReflections {
         if (d > 0) {
             // Mirrored across the line, swaying along it: sb = line ∓ d, sa = a + A·sin(2πd/λ)
             sb = side == 0 ? position - d : position + d;
-            sa = a + amplitude * std::sin(2.0 * kPi * d / wavelength);
+            sa = a + amplitude * std::sin(2.0 * kQPiFull * d / wavelength);
         }
         sx = axis == 0 ? sa : sb;
         sy = axis == 0 ? sb : sa;
@@ -196,18 +196,18 @@ struct SRectLens {
 CCoordinator* Create_CCoordinatorKaleidoscope(int nSegments, int bMirror, double centreX, double centreY,
                                               double degrees, double sourceDegrees, double zoom) {
     return NewMap<SKaleidoscope>(keEdgeConstant, std::clamp(nSegments, 1, 360), bMirror != 0, centreX, centreY,
-                                 degrees * kDegToRad, sourceDegrees * kDegToRad, std::clamp(zoom, 0.01, 100.0));
+                                 degrees * kQDegToRad, sourceDegrees * kQDegToRad, std::clamp(zoom, 0.01, 100.0));
 }
 
 CCoordinator* Create_CCoordinatorMosaicAdvanced(int tileWidth, int tileHeight, double degrees, double zoom,
                                                 double brick) {
     return NewMap<SMosaic>(keEdgeConstant, double(std::max(1, tileWidth)), double(std::max(1, tileHeight)),
-                           degrees * kDegToRad, std::clamp(zoom, 0.01, 100.0), brick);
+                           degrees * kQDegToRad, std::clamp(zoom, 0.01, 100.0), brick);
 }
 
 CCoordinator* Create_CCoordinatorRays(int nRays, int profile, double strength, double phaseDegrees, double falloff) {
     return NewMap<SRays>(keEdgeConstant, std::clamp(nRays, 1, 360), profile == 1 ? 1 : 0,
-                         std::clamp(strength, 0.0, 1.0), phaseDegrees * kDegToRad, std::max(0.0, falloff));
+                         std::clamp(strength, 0.0, 1.0), phaseDegrees * kQDegToRad, std::max(0.0, falloff));
 }
 
 CCoordinator* Create_CCoordinatorReflections(int axis, int position, int side, int wavelength, double amplitude) {
@@ -219,7 +219,7 @@ CCoordinator* Create_CCoordinatorOrnament(int tileWidth, int tileHeight, int sym
                                           double zoom, double offsetX, double offsetY) {
     const int sym = symmetry >= keOrnamentTranslate && symmetry <= keOrnamentQuarterTurn ? symmetry : keOrnamentTranslate;
     return NewMap<SOrnament>(keEdgeConstant, double(std::max(1, tileWidth)), double(std::max(1, tileHeight)), sym,
-                             bCentred != 0, degrees * kDegToRad, std::clamp(zoom, 0.01, 100.0), offsetX, offsetY);
+                             bCentred != 0, degrees * kQDegToRad, std::clamp(zoom, 0.01, 100.0), offsetX, offsetY);
 }
 
 CCoordinator* Create_CCoordinatorRectangularLens4(double magnification, const double* rect, double softness) {

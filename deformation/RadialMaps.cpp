@@ -57,7 +57,7 @@ struct SRipple {
         sy = y;
         if (r < 1e-12) return;
         // Δ = A·sin(2πr/λ − φ)·exp(−damping·r/Rc)·min(1, r), along the ray
-        const double d = amplitude * std::sin(2.0 * kPi * r / wavelength - phase) * std::exp(-damping * r / reach) *
+        const double d = amplitude * std::sin(2.0 * kQPiFull * r / wavelength - phase) * std::exp(-damping * r / reach) *
                          std::min(1.0, r);
         sx += dx / r * d;
         sy += dy / r * d;
@@ -99,7 +99,7 @@ struct SSpherize {
         if (r2 >= 1.0) return;
         const double r = std::sqrt(r2);
         // s = r'/r, with its limit 1 + k(2/π − 1) or 1 + |k|(π/2 − 1) at the centre
-        const double atCentre = k >= 0.0 ? 1.0 + k * (2.0 / kPi - 1.0) : 1.0 - k * (kPi * 0.5 - 1.0);
+        const double atCentre = k >= 0.0 ? 1.0 + k * (2.0 / kQPiFull - 1.0) : 1.0 - k * (kQPiFull * 0.5 - 1.0);
         const double s = r > 1e-12 ? SphereProfile(r, k) / r : atCentre;
         if (shape != keSpherizeVertical) sx = f.cx + u * s * f.ax;
         if (shape != keSpherizeHorizontal) sy = f.cy + v * s * f.ay;
@@ -136,7 +136,7 @@ struct SFishEye {
     void Prepare(const SMapFrame& f) noexcept {
         PercentCentre(f, px, py, cx, cy);
         norm = bCircle ? f.inner : FarthestCorner(f, cx, cy);
-        field = std::fabs(amount) * 85.0 * kDegToRad;
+        field = std::fabs(amount) * 85.0 * kQDegToRad;
         tanField = std::tan(field);
     }
     // r'/r of the lens (amount > 0) or of its inverse (amount < 0).
@@ -186,11 +186,11 @@ struct SGlasses {
 }  // namespace
 
 CCoordinator* Create_CCoordinatorTwirl(double degrees) {
-    return NewMap<STwirl>(keEdgeConstant, std::isfinite(degrees) ? degrees * kDegToRad : 0.0);
+    return NewMap<STwirl>(keEdgeConstant, std::isfinite(degrees) ? degrees * kQDegToRad : 0.0);
 }
 
 CCoordinator* Create_CCoordinatorRipple(double amplitude, double wavelength, double phaseDegrees, double damping) {
-    return NewMap<SRipple>(keEdgeConstant, amplitude, std::max(1.0, wavelength), phaseDegrees * kDegToRad,
+    return NewMap<SRipple>(keEdgeConstant, amplitude, std::max(1.0, wavelength), phaseDegrees * kQDegToRad,
                            std::max(0.0, damping));
 }
 
@@ -223,5 +223,5 @@ CCoordinator* Create_CCoordinatorFishEye(int amount, bool bHorizontal, bool bVer
 CCoordinator* Create_CCoordinatorGlasses(int centreX, int centreY, double radius, double separation,
                                          double magnification, double degrees) {
     return NewMap<SGlasses>(keEdgeConstant, centreX, centreY, std::max(1.0, radius), std::max(0.0, separation),
-                            std::clamp(magnification, 0.7, 20.0), degrees * kDegToRad);
+                            std::clamp(magnification, 0.7, 20.0), degrees * kQDegToRad);
 }

@@ -83,8 +83,8 @@ struct SWave {
     // Horizontal shift of each row and vertical shift of each column, once per Realize.
     std::vector<double> rowShift{}, columnShift{};
 
-    double RowShift(int y) const noexcept { return amplitudeX * std::sin(2.0 * kPi * y / wavelengthX); }
-    double ColumnShift(int x) const noexcept { return amplitudeY * std::sin(2.0 * kPi * x / wavelengthY); }
+    double RowShift(int y) const noexcept { return amplitudeX * std::sin(2.0 * kQPiFull * y / wavelengthX); }
+    double ColumnShift(int x) const noexcept { return amplitudeY * std::sin(2.0 * kQPiFull * x / wavelengthY); }
 
     void Prepare(const SMapFrame& f) {
         rowShift.resize(static_cast<size_t>(f.height));
@@ -131,12 +131,12 @@ struct SPolar {
             // θ clockwise from the top in [0, 2π); sx = θ/2π·W − 1/2, sy = r/R·(H − 1)
             const double dx = x - f.cx, dy = y - f.cy;
             double theta = std::atan2(dx, -dy);
-            if (theta < 0.0) theta += 2.0 * kPi;
-            sx = theta / (2.0 * kPi) * f.width - 0.5;
+            if (theta < 0.0) theta += 2.0 * kQPiFull;
+            sx = theta / (2.0 * kQPiFull) * f.width - 0.5;
             sy = std::hypot(dx, dy) / f.inner * rows;
         } else {
             // The inverse: θ = (x + 1/2)/W·2π, r = y/(H − 1)·R
-            const double theta = (x + 0.5) / f.width * 2.0 * kPi;
+            const double theta = (x + 0.5) / f.width * 2.0 * kQPiFull;
             const double r = y / rows * f.inner;
             sx = f.cx + r * std::sin(theta);
             sy = f.cy - r * std::cos(theta);
@@ -155,11 +155,11 @@ struct SShape {
     // Boundary distance of the shape in direction phi (y down, a vertex at the top).
     double ShapeRadius(double phi) const noexcept {
         if (sides < 3) return 1.0;
-        const double sector = 2.0 * kPi / sides;
-        double a = std::fmod(phi + kPi * 0.5, sector);
+        const double sector = 2.0 * kQPiFull / sides;
+        double a = std::fmod(phi + kQPiFull * 0.5, sector);
         if (a < 0.0) a += sector;
         // Apothem cos(π/n) over the cosine of the angle from the edge's normal.
-        return std::cos(kPi / sides) / std::cos(a - sector * 0.5);
+        return std::cos(kQPiFull / sides) / std::cos(a - sector * 0.5);
     }
     void Map(int x, int y, double& sx, double& sy) const noexcept {
         const double u = (x - f.cx) / f.ax, v = (y - f.cy) / f.ay;
@@ -197,7 +197,7 @@ CCoordinator* Create_CCoordinatorWave(double amplitudeX, double wavelengthX, dou
 
 CCoordinator* Create_CCoordinatorCurlicues(double cellSize, double degrees, double offsetX, double offsetY,
                                            bool bAlternate) {
-    return NewMap<SCurlicues>(keEdgeConstant, std::max(2.0, cellSize), degrees * kDegToRad, offsetX, offsetY,
+    return NewMap<SCurlicues>(keEdgeConstant, std::max(2.0, cellSize), degrees * kQDegToRad, offsetX, offsetY,
                               bAlternate);
 }
 

@@ -68,7 +68,7 @@ bool FitModel(const SQPOINT* src, const SQPOINT* dst, int n, EModel model, doubl
         b[2 * i + 1] = q.y;
     }
     double x[8];
-    if (!qgeom::SolveLeastSquaresQR(A.data(), b.data(), rows, k, x)) return false;
+    if (!qgdi::geom::SolveLeastSquaresQR(A.data(), b.data(), rows, k, x)) return false;
     double h[9] = {0, 0, 0, 0, 0, 0, 0, 0, 1};
     for (int j = 0; j < k; ++j) h[freeIdx[j]] = x[j];
     // Back to pixel coordinates: M = Td^-1 x H x Ts.

@@ -217,7 +217,7 @@ void QGDI_MatrixTransform(const double* m, SQRECT& rc) noexcept {
     if (QGDI_MatrixFlagGet(m) == 0) return;
     SQPOINT c[4] = {{rc.left, rc.top}, {rc.right, rc.top}, {rc.right, rc.bottom}, {rc.left, rc.bottom}};
     QGDI_MatrixTransform(m, c, 4);
-    qgeom::BoundCorners(c, rc);
+    qgdi::geom::BoundCorners(c, rc);
 }
 
 bool QGDI_MatrixDecomposeScalingAndRotation(const double* m, double& sx, double& sy, double& angle) noexcept {

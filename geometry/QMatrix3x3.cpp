@@ -263,14 +263,14 @@ void CQMatrix3x3::Transform(POINT& p) const noexcept {
     const uint32_t f = GetFlags();
     if (f == 0) return;
     if (TranslateOnly(f)) {
-        p.x = qgeom::SaturateToLong(double(p.x) + qgeom::RoundHalfAwayToLong(m_d[2]));
-        p.y = qgeom::SaturateToLong(double(p.y) + qgeom::RoundHalfAwayToLong(m_d[5]));
+        p.x = qgdi::geom::SaturateToLong(double(p.x) + qgdi::geom::RoundHalfAwayToLong(m_d[2]));
+        p.y = qgdi::geom::SaturateToLong(double(p.y) + qgdi::geom::RoundHalfAwayToLong(m_d[5]));
         return;
     }
     double x = p.x, y = p.y;
     Transform(x, y);
-    p.x = qgeom::TruncToLong(x);
-    p.y = qgeom::TruncToLong(y);
+    p.x = qgdi::geom::TruncToLong(x);
+    p.y = qgdi::geom::TruncToLong(y);
 }
 
 void CQMatrix3x3::Transform(POINT* points, int count) const noexcept {
@@ -282,7 +282,7 @@ void CQMatrix3x3::Transform(RECT& rc) const noexcept {
     if (GetFlags() == 0) return;
     POINT c[4] = {{rc.left, rc.top}, {rc.right, rc.top}, {rc.right, rc.bottom}, {rc.left, rc.bottom}};
     Transform(c, 4);
-    qgeom::BoundCorners(c, rc);
+    qgdi::geom::BoundCorners(c, rc);
 }
 
 template <class... A>

@@ -15,11 +15,11 @@ bool CQPoint::Normalize() noexcept {
 }
 
 void CQPoint::Round(CPoint& out) const noexcept {
-    out.x = qgeom::RoundEvenToLong(x);
-    out.y = qgeom::RoundEvenToLong(y);
+    out.x = qgdi::geom::RoundEvenToLong(x);
+    out.y = qgdi::geom::RoundEvenToLong(y);
 }
 
 void CQPoint::CastPoint(CPoint& out) const noexcept {
-    out.x = qgeom::TruncToLong(x);
-    out.y = qgeom::TruncToLong(y);
+    out.x = qgdi::geom::TruncToLong(x);
+    out.y = qgdi::geom::TruncToLong(y);
 }

@@ -75,11 +75,11 @@ int CQRect::Compare(const SQRECT& o) const noexcept {
 }
 
 void CQRect::CastRect(CRect& out) const noexcept {
-    out.SetRect(qgeom::TruncToLong(left), qgeom::TruncToLong(top), qgeom::TruncToLong(right),
-                qgeom::TruncToLong(bottom));
+    out.SetRect(qgdi::geom::TruncToLong(left), qgdi::geom::TruncToLong(top), qgdi::geom::TruncToLong(right),
+                qgdi::geom::TruncToLong(bottom));
 }
 
 void CQRect::GetBoundingRect(CRect& out) const noexcept {
-    out.SetRect(qgeom::SaturateToLong(std::floor(left)), qgeom::SaturateToLong(std::floor(top)),
-                qgeom::SaturateToLong(std::ceil(right)), qgeom::SaturateToLong(std::ceil(bottom)));
+    out.SetRect(qgdi::geom::SaturateToLong(std::floor(left)), qgdi::geom::SaturateToLong(std::floor(top)),
+                qgdi::geom::SaturateToLong(std::ceil(right)), qgdi::geom::SaturateToLong(std::ceil(bottom)));
 }

@@ -7,5 +7,5 @@ void CQSize::Round(CSize& out) const noexcept {
     out.cy = RoundY();
 }
 
-LONG CQSize::RoundX() const noexcept { return qgeom::RoundEvenToLong(cx); }
-LONG CQSize::RoundY() const noexcept { return qgeom::RoundEvenToLong(cy); }
+LONG CQSize::RoundX() const noexcept { return qgdi::geom::RoundEvenToLong(cx); }
+LONG CQSize::RoundY() const noexcept { return qgdi::geom::RoundEvenToLong(cy); }

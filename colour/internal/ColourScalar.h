@@ -6,7 +6,7 @@
 
 #include "colour/internal/TransferCurveKernels.h"
 
-namespace qgdi_colour {
+namespace qgdi::colour {
 
 // f(t) = t^(1/3) above epsilon, (kappa t + 16)/116 below.
 inline double LabF(double t) noexcept { return t > kLabEpsilon ? std::cbrt(t) : (kLabKappa * t + 16.0) / 116.0; }
@@ -29,4 +29,4 @@ inline int TruncClamp(double v, int hi) noexcept {
 inline uint8_t ToU8(double v) noexcept { return uint8_t(TruncClamp(v * 255.9999, 255)); }
 inline uint16_t ToU16(double v) noexcept { return uint16_t(TruncClamp(v * 65535.9999, 65535)); }
 
-}  // namespace qgdi_colour
+}  // namespace qgdi::colour

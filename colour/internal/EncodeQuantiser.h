@@ -7,7 +7,7 @@
 
 #include "colour/ColourSpaceRGB.h"
 
-namespace qgdi_colour {
+namespace qgdi::colour {
 
 class CEncodeQuantiser8 {
 public:
@@ -29,4 +29,4 @@ private:
     uint8_t m_cell[kCells + 1];
 };
 
-}  // namespace qgdi_colour
+}  // namespace qgdi::colour

@@ -5,7 +5,7 @@
 #include "colour/ColourSpaceRGB.h"
 #include "colour/TransferCurves.h"
 
-namespace qgdi_colour {
+namespace qgdi::colour {
 
 // YFn(decoded r, g, b, out..., space, extra...) for device input.
 template <auto YFn, class... Extra>
@@ -37,4 +37,4 @@ inline void ToLightness(double a, double b, double c, double& r, double& g, doub
     RGBYtoRGBL(r, g, bl, r, g, bl);
 }
 
-}  // namespace qgdi_colour
+}  // namespace qgdi::colour

@@ -12,7 +12,7 @@
 #include "colour/TransferCurves.h"
 #include "colour/internal/ColourScalar.h"
 
-namespace qgdi_colour {
+namespace qgdi::colour {
 
 template <class T>
 inline constexpr int kChannelMax = std::is_same_v<T, uint8_t> ? 255 : 65535;
@@ -90,4 +90,4 @@ inline void RefRelSaturation(const T* src, T* dst, const SColorSpecRGB& cs, doub
     dst[0] = Quantise<T>(b + (b2 - b) * w);
 }
 
-}  // namespace qgdi_colour
+}  // namespace qgdi::colour

@@ -3,7 +3,7 @@
 // ramp that rebuilds a channel from a hue.
 #include <algorithm>
 
-namespace qgdi_colour {
+namespace qgdi::colour {
 
 // Channels within this of each other count as grey (no hue, no saturation).
 inline constexpr double kHexconeGrey = 1e-6;
@@ -36,4 +36,4 @@ inline void HexconeColour(double H, double lo, double hi, double& r, double& g, 
     b = HexconeRamp(lo, hi, a - 120.0);
 }
 
-}  // namespace qgdi_colour
+}  // namespace qgdi::colour

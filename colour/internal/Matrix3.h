@@ -3,7 +3,7 @@
 // solves stay inline; anything larger goes through the general matrix.
 #include <cmath>
 
-namespace qgdi_colour {
+namespace qgdi::colour {
 
 // Inverse by cofactors; false when the determinant is below 1e-32 in magnitude.
 inline bool Invert3x3(const double m[9], double inv[9]) noexcept {
@@ -32,4 +32,4 @@ inline void Mul3x3(const double m[9], const double v[3], double out[3]) noexcept
     out[2] = m[6] * x + m[7] * y + m[8] * z;
 }
 
-}  // namespace qgdi_colour
+}  // namespace qgdi::colour

@@ -1,7 +1,7 @@
 #pragma once
 // Robertson's isotemperature lines, exposed for the tests that compare them
 // with the published table.
-namespace qgdi_colour {
+namespace qgdi::colour {
 
 struct SRobertsonIsotherm {
     double r;  // reciprocal temperature, per kelvin
@@ -13,4 +13,4 @@ struct SRobertsonIsotherm {
 inline constexpr int kRobertsonRows = 31;
 extern const SRobertsonIsotherm kRobertsonIsotherms[kRobertsonRows];
 
-}  // namespace qgdi_colour
+}  // namespace qgdi::colour

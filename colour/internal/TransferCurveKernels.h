@@ -5,7 +5,7 @@
 
 #include "colour/ColourSpaceRGB.h"
 
-namespace qgdi_colour {
+namespace qgdi::colour {
 
 // CIE constants: epsilon = 216/24389, kappa = 24389/27.
 inline constexpr double kLabEpsilon = 0.008856451679035631;
@@ -69,4 +69,4 @@ int YtoLTableBuildCount() noexcept;
 // tests, while no other thread uses YtoL.
 void YtoLTableResetForTest() noexcept;
 
-}  // namespace qgdi_colour
+}  // namespace qgdi::colour

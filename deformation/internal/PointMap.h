@@ -16,11 +16,9 @@
 #include "QuorRender/EdgeMode.h"
 #include "deformation/Coordinator.h"
 #include "deformation/internal/Fixed256.h"
+#include "geometry/GeomConstants.h"
 
 namespace qgdi::deform {
-
-inline constexpr double kDegToRad = 3.141592653589793 / 180.0;
-inline constexpr double kPi = 3.141592653589793;
 
 // Source size and the usual reference points of a map.
 struct SMapFrame {
@@ -144,7 +142,7 @@ CCoordinator* NewMap(EEdgeMode edge, TArgs&&... args) noexcept {
 // The profile of a sphere seen from the front, on r in [−1, 1]:
 // r + k((2/π)asin r − r) for k ≥ 0 (bulge), r + |k|(sin(πr/2) − r) for k < 0 (pinch).
 inline double SphereProfile(double r, double k) noexcept {
-    return k >= 0.0 ? r + k * (std::asin(r) * (2.0 / kPi) - r) : r - k * (std::sin(r * kPi * 0.5) - r);
+    return k >= 0.0 ? r + k * (std::asin(r) * (2.0 / kQPiFull) - r) : r - k * (std::sin(r * kQPiFull * 0.5) - r);
 }
 
 // Turns (dx, dy) by −theta about (cx, cy): the content at angle φ appears at φ + theta.

@@ -2,7 +2,7 @@
 // The bounding rectangle of four mapped corners, for double and integer rectangles alike.
 #include <algorithm>
 
-namespace qgeom {
+namespace qgdi::geom {
 
 template <class Point, class Rect>
 void BoundCorners(const Point (&c)[4], Rect& rc) noexcept {
@@ -16,4 +16,4 @@ void BoundCorners(const Point (&c)[4], Rect& rc) noexcept {
     }
 }
 
-}  // namespace qgeom
+}  // namespace qgdi::geom

@@ -7,7 +7,7 @@
 
 #include "platform/windef.h"
 
-namespace qgeom {
+namespace qgdi::geom {
 
 inline LONG SaturateToLong(double v) noexcept {
     if (!(v == v)) return 0;
@@ -25,4 +25,4 @@ inline LONG RoundEvenToLong(double v) noexcept { return SaturateToLong(std::near
 // Half away from zero: add or subtract one half, then truncate.
 inline LONG RoundHalfAwayToLong(double v) noexcept { return SaturateToLong(v >= 0.0 ? v + 0.5 : v - 0.5); }
 
-}  // namespace qgeom
+}  // namespace qgdi::geom

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-namespace qgeom {
+namespace qgdi::geom {
 
 bool SolveLeastSquaresQR(double* A, double* b, int rows, int cols, double* x, double relTol) noexcept {
     if (!A || !b || !x || cols <= 0 || rows < cols) return false;
@@ -44,4 +44,4 @@ bool SolveLeastSquaresQR(double* A, double* b, int rows, int cols, double* x, do
     return true;
 }
 
-}  // namespace qgeom
+}  // namespace qgdi::geom

@@ -22,19 +22,19 @@ struct SQPixelFormatTraits {
     EQPixelFormat to8bit, to16bit, toFloat, flat, nonFlat, premul, nonPremul;
 };
 
-namespace qgdi_detail {
+namespace qgdi::formats {
 constexpr EQChannel N = keChannelNone, B = keChannelBlue, G = keChannelGreen, R = keChannelRed, A = keChannelAlpha,
                     Y = keChannelGrey;
 constexpr EQFormatClass CU = keFormatClassCustom, NO = keFormatClassNone, IX = keFormatClassIndexed,
                         GR = keFormatClassGreyscale, RGB = keFormatClassRGB;
 using enum EQPixelFormat;
 using namespace quor;
-}  // namespace qgdi_detail
+}  // namespace qgdi::formats
 
 // Indexed by format + 1. The mapping columns are the conversions of the
 // descriptor; GetFlatFormat of the float formats with alpha is BGR_u16 on purpose.
 inline constexpr std::array<SQPixelFormatTraits, 21> kQPixelFormatTraits = [] {
-    using namespace qgdi_detail;
+    using namespace qgdi::formats;
     return std::array<SQPixelFormatTraits, 21>{{
         // format              name                  short      bpp bpc ch  channels      elem         a      pm     class 8bit        16bit               float               flat                nonFlat             premul              nonPremul
         {keFormatCustom,    L"keFormatCustom",    "Custom",    0,  0, 0, {N, N, N, N}, keTypeNull,   false, false, CU,  keFormatNone,  keFormatNone,      keFormatNone,      keFormatCustom,    keFormatCustom,    keFormatCustom,    keFormatCustom},

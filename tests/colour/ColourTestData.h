@@ -11,7 +11,7 @@
 
 #include "colour/ColourSpaceRGB.h"
 
-namespace colour_test {
+namespace qgdi::test {
 
 inline constexpr double kD65[3] = {0.95047, 1.0, 1.08883};  // ASTM E308, the white of the sRGB matrices
 
@@ -59,9 +59,9 @@ inline SCsv ReadCsv(const std::string& relative) {
     return csv;
 }
 
-}  // namespace colour_test
+}  // namespace qgdi::test
 
 // Skips the test when a data file of the shared test data is missing.
 #define COLOUR_REQUIRE_CSV(csv, relative)                                                   \
-    const colour_test::SCsv csv = colour_test::ReadCsv(relative);                           \
+    const qgdi::test::SCsv csv = qgdi::test::ReadCsv(relative);                           \
     if (!csv.ok) GTEST_SKIP() << "test data " << relative << " not found under " QGDI_TESTDATA_DIR

@@ -9,7 +9,7 @@
 
 namespace {
 
-using colour_test::ExpectNear3;
+using qgdi::test::ExpectNear3;
 
 constexpr double kD65[3] = {0.95047, 1.0, 1.08883}, kD50[3] = {0.96422, 1.0, 0.82521};
 

@@ -10,9 +10,9 @@
 
 namespace {
 
-using colour_test::ExactSRGB;
-using colour_test::ExpectNear3;
-using colour_test::kD65;
+using qgdi::test::ExactSRGB;
+using qgdi::test::ExpectNear3;
+using qgdi::test::kD65;
 
 // The published sRGB matrices (Lindbloom, "RGB/XYZ Matrices"): the built-in sRGB
 // carries them, and building the space from the sRGB primaries and the D65

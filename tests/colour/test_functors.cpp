@@ -15,9 +15,9 @@
 
 namespace {
 
-using namespace qgdi_colour;
+using namespace qgdi::colour;
 
-using colour_test::WithCurve;
+using qgdi::test::WithCurve;
 
 struct SSpecCase {
     const char* name;

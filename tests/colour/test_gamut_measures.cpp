@@ -96,8 +96,8 @@ class Measures : public ::testing::TestWithParam<SEncoding> {};
 // luminance where the measure allows.
 TEST_P(Measures, SettersHitTheRequestedMeasure) {
     const SEncoding& e = GetParam();
-    const SColorSpecRGB cs = colour_test::ExactSRGB();
-    const double* table = qgdi_colour::YtoLTable();
+    const SColorSpecRGB cs = qgdi::test::ExactSRGB();
+    const double* table = qgdi::colour::YtoLTable();
     // L-encoded results come back through the YtoL table and are checked by
     // composition below instead.
     if (std::string(e.name) == "L") return;
@@ -138,7 +138,7 @@ TEST_P(Measures, SettersHitTheRequestedMeasure) {
 
 TEST_P(Measures, GreysAndSurfaces) {
     const SEncoding& e = GetParam();
-    const SColorSpecRGB cs = colour_test::ExactSRGB();
+    const SColorSpecRGB cs = qgdi::test::ExactSRGB();
     EXPECT_EQ(e.getSR(0.4, 0.4, 0.4, cs), 0.0);
     EXPECT_EQ(e.getC(0.4, 0.4, 0.4, cs), 0.0);
     EXPECT_NEAR(e.getSR(1.0, 0.0, 0.0, cs), 1.0, 1e-12);
@@ -157,7 +157,7 @@ INSTANTIATE_TEST_SUITE_P(Encodings, Measures, ::testing::ValuesIn(kEncodings),
 // The lightness-encoded setters are the linear-light ones between LtoY and
 // YtoL (SA excepted: it hands back linear light).
 TEST(Measures, LightnessEncodedSettersComposeLinearOnes) {
-    const SColorSpecRGB cs = colour_test::ExactSRGB();
+    const SColorSpecRGB cs = qgdi::test::ExactSRGB();
     const struct {
         Setter1 setL, setY;
         bool reencode;

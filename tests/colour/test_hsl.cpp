@@ -9,12 +9,12 @@
 #include "ColourTestData.h"
 #include "colour/colour.h"
 #include "colour/internal/TransferCurveKernels.h"
+#include "geometry/GeomConstants.h"
 
 namespace {
 
-using colour_test::ExpectNear3;
+using qgdi::test::ExpectNear3;
 
-constexpr double kTwoPi = 2 * 3.14159265358979;
 
 // Hexcone values worked by hand: (0.2, 0.4, 0.6) has L = 0.4, S = 0.4/0.8, H = 3.5/6.
 TEST(ClassicHSL, KnownValuesAndRoundTrip) {
@@ -45,7 +45,7 @@ TEST(JKL, HueSaturationPairs) {
     ExpectNear3({J, K, 0}, {0, 1, 0}, 1e-12);
     EXPECT_EQ(JKtoHS(3, 4, H, S), 1);
     EXPECT_EQ(S, 1.0);
-    EXPECT_NEAR(H, std::atan2(4.0, 3.0) / kTwoPi, 1e-15);
+    EXPECT_NEAR(H, std::atan2(4.0, 3.0) / kQ2Pi, 1e-15);
     EXPECT_EQ(JKtoHS(1e-7, 0, H, S), 0);
     EXPECT_EQ(H, 0.0);
     for (double h = 0; h < 1; h += 1.0 / 24)
@@ -69,8 +69,8 @@ TEST(JKL, CornersOfBothLayouts) {
         EXPECT_NEAR(K, corners[i][1], 1e-12) << i;
         EXPECT_DOUBLE_EQ(L, RGBDGetL(colours[i][0], colours[i][1], colours[i][2], kColorSpecSRGB));
         RGBtoJKL(colours[i][0], colours[i][1], colours[i][2], J, K, L, kColorSpecSRGB, true);
-        EXPECT_NEAR(J, std::cos(kTwoPi * i / 6), 1e-12) << i;
-        EXPECT_NEAR(K, std::sin(kTwoPi * i / 6), 1e-12) << i;
+        EXPECT_NEAR(J, std::cos(kQ2Pi * i / 6), 1e-12) << i;
+        EXPECT_NEAR(K, std::sin(kQ2Pi * i / 6), 1e-12) << i;
     }
 }
 
@@ -81,8 +81,8 @@ TEST(JKL, CornersOfBothLayouts) {
 // dark colours, where one table step (up to 1.1e-3) is a large part of the
 // saturation's denominator max + min.
 TEST(JKL, InverseForBothLayouts) {
-    const SColorSpecRGB cs = colour_test::ExactSRGB();
-    const double* table = qgdi_colour::YtoLTable();
+    const SColorSpecRGB cs = qgdi::test::ExactSRGB();
+    const double* table = qgdi::colour::YtoLTable();
     auto exactL = [](double y) { return y <= 216.0 / 24389 ? y * 24389 / 27 / 100 : (116 * std::cbrt(y) - 16) / 100; };
     const double corners[7][2] = {{1, 0}, {1, 1}, {-1, 1}, {-1, 0}, {-1, -1}, {1, -1}, {1, 0}};
     std::mt19937 rng(13);
@@ -93,9 +93,9 @@ TEST(JKL, InverseForBothLayouts) {
             const int i = int(h6);
             const double f = h6 - i;
             // The hexagon: straight between the corners of neighbouring sextants.
-            const double J = circular ? S * std::cos(kTwoPi * h6 / 6)
+            const double J = circular ? S * std::cos(kQ2Pi * h6 / 6)
                                       : S * (corners[i][0] + (corners[i + 1][0] - corners[i][0]) * f);
-            const double K = circular ? S * std::sin(kTwoPi * h6 / 6)
+            const double K = circular ? S * std::sin(kQ2Pi * h6 / 6)
                                       : S * (corners[i][1] + (corners[i + 1][1] - corners[i][1]) * f);
             double r, g, b;
             JKLtoRGB(J, K, L, r, g, b, cs, circular);
@@ -122,7 +122,7 @@ TEST(JKL, InverseForBothLayouts) {
 
 // The colour-space-aware HSL is JKL on the circle: a grey request gives the grey of that lightness.
 TEST(SpecHSL, GreysAndConsistencyWithJKL) {
-    const SColorSpecRGB cs = colour_test::ExactSRGB();
+    const SColorSpecRGB cs = qgdi::test::ExactSRGB();
     double r, g, b, H, S, L, J, K, L2;
     for (double sat : {0.0, -1.0}) {
         HSLtoRGB(0.3, sat, 0.6, r, g, b, cs);
@@ -132,7 +132,7 @@ TEST(SpecHSL, GreysAndConsistencyWithJKL) {
     RGBtoHSL(0.2, 0.7, 0.4, H, S, L, cs);
     RGBtoJKL(0.2, 0.7, 0.4, J, K, L2, cs, true);
     EXPECT_EQ(L, L2);
-    ExpectNear3({S * std::cos(kTwoPi * H), S * std::sin(kTwoPi * H), 0}, {J, K, 0}, 1e-12);
+    ExpectNear3({S * std::cos(kQ2Pi * H), S * std::sin(kQ2Pi * H), 0}, {J, K, 0}, 1e-12);
     HSLtoRGB(H, S, L, r, g, b, cs);
     double r2, g2, b2;
     JKLtoRGB(J, K, L, r2, g2, b2, cs, true);

@@ -12,7 +12,7 @@
 
 namespace {
 
-using colour_test::ExpectNear3;
+using qgdi::test::ExpectNear3;
 
 TEST(HueSelectiveEdit, ConstructionAndSorting) {
     CHueSelectiveEdit edit(4, kColorSpecSRGB);
@@ -68,7 +68,7 @@ TEST(HueSelectiveEdit, InterpolationAcrossTheWrap) {
 // Saturation 0 everywhere turns every colour grey, in every encoding; a grey
 // stays grey under any edit.
 TEST(HueSelectiveEdit, SaturationAndGreys) {
-    const SColorSpecRGB cs = colour_test::ExactSRGB();
+    const SColorSpecRGB cs = qgdi::test::ExactSRGB();
     CHueSelectiveEdit desaturate(6, cs), wild(6, cs);
     for (int i = 0; i < 6; ++i) {
         desaturate.SetHueData(i, {i * 60.0, i * 60.0, 0.5, 0.5, 0.0});

@@ -10,8 +10,8 @@
 
 namespace {
 
-using qgdi_colour::kRobertsonIsotherms;
-using qgdi_colour::kRobertsonRows;
+using qgdi::colour::kRobertsonIsotherms;
+using qgdi::colour::kRobertsonRows;
 
 void XYZtouv1960(double X, double Y, double Z, double& u, double& v) {
     double Yo;

@@ -14,7 +14,7 @@
 
 namespace {
 
-SColorSpecRGB Curve(uint32_t kind, double gamma) { return colour_test::WithCurve(kind, gamma); }
+SColorSpecRGB Curve(uint32_t kind, double gamma) { return qgdi::test::WithCurve(kind, gamma); }
 
 // Decoded values at and around each curve's threshold, from the published
 // definitions (IEC 61966-2-1 sRGB, ITU-R BT.709, CIE L*: L* = 50 is Y = 0.18419).
@@ -97,7 +97,7 @@ TEST(TransferCurves, YtoLInsideAndOutsideTheTable) {
 // Sixteen threads ask for the table at the same moment: it is filled once and
 // all of them read the finished values (run under ThreadSanitizer too).
 TEST(TransferCurves, YtoLTableIsBuiltOnceUnderContention) {
-    qgdi_colour::YtoLTableResetForTest();
+    qgdi::colour::YtoLTableResetForTest();
     constexpr int kThreads = 16;
     std::latch start(kThreads);
     std::vector<double> seen(kThreads);
@@ -108,7 +108,7 @@ TEST(TransferCurves, YtoLTableIsBuiltOnceUnderContention) {
             seen[size_t(i)] = YtoL(0.5) + YtoL(1.0);
         });
     for (auto& t : threads) t.join();
-    EXPECT_EQ(qgdi_colour::YtoLTableBuildCount(), 1);
+    EXPECT_EQ(qgdi::colour::YtoLTableBuildCount(), 1);
     for (double v : seen) EXPECT_EQ(v, seen[0]);
     EXPECT_EQ(seen[0], YtoL(0.5) + 1.0);
 }

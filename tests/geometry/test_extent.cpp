@@ -4,18 +4,18 @@
 #include <random>
 
 #include "geometry/Extent.h"
+#include "geometry/GeomConstants.h"
 
 namespace {
 
 TEST(Extent2D, PolygonsOfKnownShapes) {
-    const double pi = 3.141592653589793;
     struct Case { std::vector<SQPOINT> points; double expand, area, thickness; };
     // A point grown by 1 along four directions becomes the regular octagon of
     // inradius 1, area 8 tan(pi/8); the right triangle is reproduced exactly.
     const Case cases[] = {
         {{{0, 0}, {10, 0}, {10, 10}, {0, 10}}, 0, 100, 10},
         {{{0, 0}, {4, 0}, {0, 4}}, 0, 8, 4 / std::sqrt(2.0)},
-        {{{5, 5}}, 1, 8 * std::tan(pi / 8), 2},
+        {{{5, 5}}, 1, 8 * std::tan(kQPiFull / 8), 2},
         {{{1, 1}, {3, 3}}, 0, 0, 0},
     };
     for (const Case& c : cases) {
@@ -30,7 +30,7 @@ TEST(Extent2D, PolygonsOfKnownShapes) {
 
 TEST(Extent2D, RoundPointCloudIsHuggedByManyDirections) {
     std::mt19937 rng(5);
-    std::uniform_real_distribution<double> u(0, 6.283185307179586);
+    std::uniform_real_distribution<double> u(0, kQ2PiFull);
     CExtent2D e(16);
     std::vector<SQPOINT> pts;
     for (int i = 0; i < 2000; ++i) {
@@ -39,8 +39,8 @@ TEST(Extent2D, RoundPointCloudIsHuggedByManyDirections) {
     }
     e.AddNewPoints(pts.data(), int(pts.size()));
     // Between the inscribed and the circumscribed 32-gon of the unit circle.
-    EXPECT_GT(e.EstimateArea(), 16 * std::sin(2 * 3.141592653589793 / 32) * 0.999);
-    EXPECT_LT(e.EstimateArea(), 32 * std::tan(3.141592653589793 / 32) + 1e-9);
+    EXPECT_GT(e.EstimateArea(), 16 * std::sin(2 * kQPiFull / 32) * 0.999);
+    EXPECT_LT(e.EstimateArea(), 32 * std::tan(kQPiFull / 32) + 1e-9);
     SQRECT rc;
     ASSERT_TRUE(e.GetBoundingRect(rc));
     EXPECT_NEAR(rc.right, 1, 1e-3);

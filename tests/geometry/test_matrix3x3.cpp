@@ -368,8 +368,8 @@ TEST_P(MatrixDecompose, ScalingAndRotation) {
 const double kC = std::cos(2.0), kS = std::sin(2.0);
 INSTANTIATE_TEST_SUITE_P(Cases, MatrixDecompose, testing::Values(
     DecomposeCase{{1, 0, 5, 0, 1, 6, 0, 0, 1}, true, 1, 1, 0},
-    DecomposeCase{{0, -3, 0, 3, 0, 0, 0, 0, 1}, true, 3, 3, 1.5707963267948966},
-    DecomposeCase{{-2, 0, 0, 0, -2, 0, 0, 0, 1}, true, 2, 2, 3.141592653589793},
+    DecomposeCase{{0, -3, 0, 3, 0, 0, 0, 0, 1}, true, 3, 3, kQPiFull / 2},
+    DecomposeCase{{-2, 0, 0, 0, -2, 0, 0, 0, 1}, true, 2, 2, kQPiFull},
     DecomposeCase{{2 * kC, -2 * kS, 0, 2 * kS, 2 * kC, 0, 0, 0, 1}, true, 2, 2, 2.0},
     DecomposeCase{{2 * kC, 2 * kS, 0, -2 * kS, 2 * kC, 0, 0, 0, 1}, true, 2, 2, -2.0},
     DecomposeCase{{1, 0.5, 0, 0, 1, 0, 0, 0, 1}, false, 0, 0, 0},
@@ -384,7 +384,7 @@ INSTANTIATE_TEST_SUITE_P(Cases, MatrixDecompose, testing::Values(
 TEST(Angles, Quadrants) {
     struct { double a; int q; } cases[] = {
         {0, 0}, {1.5, 0}, {kQPiHalf, 1}, {3.1, 1}, {4.0, 1}, {-kQPiHalf, 3}, {-0.1, 3}, {-1.6, 2}, {-3.1, 2},
-        {-1.5707963267948966, 2}};
+        {-kQPiFull / 2, 2}};
     for (const auto& c : cases) EXPECT_EQ(QGDI_AngleQuadrant(c.a), c.q) << c.a;
 }
 
@@ -402,10 +402,10 @@ TEST(Angles, Normalisation) {
 
 TEST(Angles, BetweenVectors) {
     struct { SQPOINT a, v, b; bool ok; double angle; } cases[] = {
-        {{2, 1}, {1, 1}, {1, 2}, true, 1.5707963267948966},
-        {{1, 2}, {1, 1}, {2, 1}, true, -1.5707963267948966},
-        {{2, 1}, {1, 1}, {0, 1}, true, 3.141592653589793},
-        {{5, 5}, {0, 0}, {-5, 5}, true, 1.5707963267948966},
+        {{2, 1}, {1, 1}, {1, 2}, true, kQPiFull / 2},
+        {{1, 2}, {1, 1}, {2, 1}, true, -kQPiFull / 2},
+        {{2, 1}, {1, 1}, {0, 1}, true, kQPiFull},
+        {{5, 5}, {0, 0}, {-5, 5}, true, kQPiFull / 2},
         {{1, 1}, {1, 1}, {2, 2}, false, 0}};
     for (const auto& c : cases) {
         double a = -9;

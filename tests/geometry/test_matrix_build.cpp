@@ -56,7 +56,7 @@ TEST(MatrixBuild, OneAndTwoPoints) {
     // A quarter turn with scale 2: the linear part is 2 R(90).
     double sx, sy, a;
     ASSERT_TRUE(QGDI_MatrixDecomposeScalingAndRotation(m, sx, sy, a));
-    EXPECT_TRUE(std::fabs(sx - 2) < 1e-12 && std::fabs(a - 1.5707963267948966) < 1e-12) << sx << " " << a;
+    EXPECT_TRUE(std::fabs(sx - 2) < 1e-12 && std::fabs(a - kQPiFull / 2) < 1e-12) << sx << " " << a;
 }
 
 TEST(MatrixBuild, DegenerateInputsFailAndLeaveOutputUntouched) {

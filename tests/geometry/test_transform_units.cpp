@@ -142,22 +142,21 @@ TEST(FastFnI, TableMatchesTheFunctionAndClamps) {
 }
 
 TEST(FastFnR, InterpolationErrorWithinTheBound) {
-    const double pi = 3.141592653589793;
     CFastFnR f;
-    ASSERT_TRUE(f.Init([](double x) { return std::sin(x); }, 0, pi, 1025));
+    ASSERT_TRUE(f.Init([](double x) { return std::sin(x); }, 0, kQPiFull, 1025));
     // |error| <= h^2 / 8 max|sin''| with h = pi / 1024.
-    const double bound = (pi / 1024) * (pi / 1024) / 8;
+    const double bound = (kQPiFull / 1024) * (kQPiFull / 1024) / 8;
     std::mt19937 rng(2);
-    std::uniform_real_distribution<double> u(0, pi);
+    std::uniform_real_distribution<double> u(0, kQPiFull);
     for (int i = 0; i < 1000; ++i) {
         const double x = u(rng);
         EXPECT_NEAR(f(x), std::sin(x), bound + 1e-15);
     }
     for (int i = 0; i < 1025; i += 64) EXPECT_DOUBLE_EQ(f(f.SampleAt(i)), std::sin(f.SampleAt(i)));
     EXPECT_DOUBLE_EQ(f(-1), 0.0);
-    EXPECT_NEAR(f(10), std::sin(pi), 1e-15);
+    EXPECT_NEAR(f(10), std::sin(kQPiFull), 1e-15);
     EXPECT_DOUBLE_EQ(f(NAN), 0.0);
-    double xs[3] = {0, pi / 2, pi}, ys[3];
+    double xs[3] = {0, kQPiFull / 2, kQPiFull}, ys[3];
     f.Eval(xs, ys, 3);
     EXPECT_NEAR(ys[1], 1, 1e-15);
 

@@ -10,21 +10,21 @@
 #include "iterator_test_util.h"
 
 namespace {
-using itest::MakePackedDib;
+using qgdi::test::MakePackedDib;
 
 uint32_t Pattern(int x, int y) { return static_cast<uint32_t>((x * 7 + y * 13) & 0xFF) * 0x010101u; }
 
 TEST(Attach, BottomUpAndTopDownGiveTheSameRows) {
     for (int bits : {8, 24, 32}) {
-        const std::vector<RGBQUAD> palette = bits == 8 ? itest::RandomPalette(256, 1) : std::vector<RGBQUAD>{};
+        const std::vector<RGBQUAD> palette = bits == 8 ? qgdi::test::RandomPalette(256, 1) : std::vector<RGBQUAD>{};
         CQmmBinPtr up = MakePackedDib(33, 9, bits, false, palette, Pattern);
         CQmmBinPtr down = MakePackedDib(33, 9, bits, true, palette, Pattern);
         CDibIterator a, b;
         ASSERT_FALSE(a.Attach(up.p).IsError());
         ASSERT_FALSE(b.Attach(down.p).IsError());
         EXPECT_TRUE(a.IsEquivalent(b)) << bits;
-        for (int y : {0, 8}) EXPECT_EQ(itest::PackedRow(a, y), itest::PackedRow(b, y));
-        EXPECT_EQ(itest::PackedRow(a, 0)[0], Pattern(0, 0) & 0xFF);
+        for (int y : {0, 8}) EXPECT_EQ(qgdi::test::PackedRow(a, y), qgdi::test::PackedRow(b, y));
+        EXPECT_EQ(qgdi::test::PackedRow(a, 0)[0], Pattern(0, 0) & 0xFF);
     }
 }
 
@@ -39,7 +39,7 @@ TEST(Attach, PackedFormatsKeepStrideAndPixelOffset) {
     EXPECT_EQ(c.GetRed8(), 255);
 
     // A span from column 3 of a 4-bit image starts in the low nibble of byte 1.
-    CQmmBinPtr four = MakePackedDib(10, 2, 4, true, itest::RandomPalette(16, 2), [](int x, int) { return uint32_t(x); });
+    CQmmBinPtr four = MakePackedDib(10, 2, 4, true, qgdi::test::RandomPalette(16, 2), [](int x, int) { return uint32_t(x); });
     CDibIterator f;
     ASSERT_FALSE(f.Attach(four.p).IsError());
     const uint8_t* row = nullptr;
@@ -68,7 +68,7 @@ TEST(Attach, PaletteRules) {
     };
     const SCase cases[] = {{8, 0, 256, 256}, {8, 12, 12, 12}, {4, 0, 16, 16}, {1, 0, 2, 2}, {24, 0, 0, 0}, {24, 5, 5, 5}};
     for (const SCase& c : cases) {
-        CQmmBinPtr dib = MakePackedDib(4, 2, c.bits, false, itest::RandomPalette(c.paletteEntries, 3),
+        CQmmBinPtr dib = MakePackedDib(4, 2, c.bits, false, qgdi::test::RandomPalette(c.paletteEntries, 3),
                                        [](int, int) { return 0u; }, c.clrUsed);
         CDibIterator it;
         ASSERT_FALSE(it.Attach(dib.p).IsError()) << c.bits << " " << c.clrUsed;
@@ -88,11 +88,11 @@ TEST(Attach, RectangleAndOffset) {
     const RECT inside{105, 52, 115, 58};
     ASSERT_FALSE(it.Attach(dib.p, &inside, POINT{100, 50}).IsError());
     EXPECT_EQ(std::pair(it.GetWidth(), it.GetHeight()), std::pair(10, 6));
-    EXPECT_EQ(itest::PackedRow(it, 0)[0], Pattern(5, 2) & 0xFF);
+    EXPECT_EQ(qgdi::test::PackedRow(it, 0)[0], Pattern(5, 2) & 0xFF);
     EXPECT_TRUE(it.ContainsPoint(105, 52) && !it.ContainsPoint(115, 52));
     it.RemoveOffset();
     EXPECT_EQ(it.GetRect().left, 5);
-    EXPECT_EQ(itest::PackedRow(it, 0)[0], Pattern(5, 2) & 0xFF);
+    EXPECT_EQ(qgdi::test::PackedRow(it, 0)[0], Pattern(5, 2) & 0xFF);
 
     // A rectangle reaching outside the bitmap is refused and leaves the iterator usable.
     CDibIterator out;
@@ -105,7 +105,7 @@ TEST(Attach, RectangleAndOffset) {
     CRowIterator view;
     const RECT part{2, 3, 6, 5};
     ASSERT_FALSE(view.Attach(out, &part).IsError());
-    EXPECT_EQ(itest::PackedRow(view, 0)[0], Pattern(2, 3) & 0xFF);
+    EXPECT_EQ(qgdi::test::PackedRow(view, 0)[0], Pattern(2, 3) & 0xFF);
 }
 
 TEST(Attach, ExplicitFormatMustMatchTheBitCount) {
@@ -140,7 +140,7 @@ TEST(Attach, MalformedBitmapsAreRefusedAndLeaveTheIteratorUsable) {
         {"truncated header", [](BITMAPINFOHEADER&, size_t& n) { n = 39; }},
     };
     for (const SMalformed& c : cases) {
-        CQmmBinPtr good = MakePackedDib(8, 4, 8, false, itest::RandomPalette(256, 4), Pattern);
+        CQmmBinPtr good = MakePackedDib(8, 4, 8, false, qgdi::test::RandomPalette(256, 4), Pattern);
         std::vector<uint8_t> bytes(good.Length());
         {
             CLockAccessor lock(good);

@@ -29,15 +29,15 @@ TEST(ColorRef, PrecisionConversions) {
 
 TEST(ColorRef, PixelsOfEveryFormatRoundTrip) {
     const RGBQUAD palette[3] = {{0, 0, 0, 0}, {40, 80, 160, 0}, {255, 255, 255, 0}};
-    for (EQPixelFormat f : itest::AllFormats()) {
+    for (EQPixelFormat f : qgdi::test::AllFormats()) {
         const CQPixelFormat pf(f);
         // Colours each format holds exactly.
         CColorRef c = pf.IsIndexedColor() ? CColorRef::FromRGBQUAD(palette[1], pf.IsAlphaChannelPresent() ? 77 : 255)
                       : pf.IsGreyscale()  ? CColorRef::FromGrey8(90, pf.IsAlphaChannelPresent() ? 200 : 255)
                                           : CColorRef(12, 34, 56, pf.IsAlphaChannelPresent() ? 255 : 255);
         uint8_t pixel[16] = {};
-        ASSERT_TRUE(c.ToPixel(pixel, f, palette, 3)) << itest::FormatName(f);
-        EXPECT_EQ(CColorRef::FromPixel(pixel, f, palette, 3), c) << itest::FormatName(f);
+        ASSERT_TRUE(c.ToPixel(pixel, f, palette, 3)) << qgdi::test::FormatName(f);
+        EXPECT_EQ(CColorRef::FromPixel(pixel, f, palette, 3), c) << qgdi::test::FormatName(f);
     }
     // Premultiplied pixels hold straight colours within rounding.
     uint8_t px[4];

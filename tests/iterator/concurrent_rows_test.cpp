@@ -92,7 +92,7 @@ SOutcome RunRows(const SPresentation& p, ERun how) {
     CRowIterator bands;
     CDibIterator dib;
     CRowIterator& it = p.packed ? dib : bands;
-    itest::MakeRandomImage(it, p.native, 61, 150, 21);
+    qgdi::test::MakeRandomImage(it, p.native, 61, 150, 21);
     Present(it, p);
     SOutcome out;
     out.reads.assign(size_t(it.GetHeight()), 0);
@@ -143,7 +143,7 @@ INSTANTIATE_TEST_SUITE_P(Presentations, ConcurrentRows, ::testing::ValuesIn(kPre
 // is refused while the row is held and served once it is not.
 TEST(ConcurrentRowsShared, SameSpanIsCountedOtherSpanFails) {
     CRowIterator it;
-    itest::MakeRandomImage(it, keFormatBGR, 16, 8, 4);
+    qgdi::test::MakeRandomImage(it, keFormatBGR, 16, 8, 4);
     ASSERT_FALSE(it.SetPixelFormat(keFormatBGRA).IsError());
     const std::vector<uint8_t> before = NativeBytes(it);
     constexpr int kRow = 5, kX = 2, kCount = 7;
@@ -187,11 +187,11 @@ TEST(ConcurrentRowsShared, SameSpanIsCountedOtherSpanFails) {
 // they were.
 TEST(ConcurrentRowsShared, ContendedRowsStayConsistent) {
     CRowIterator it;
-    itest::MakeRandomImage(it, keFormatBGR, 200, 4, 6);
+    qgdi::test::MakeRandomImage(it, keFormatBGR, 200, 4, 6);
     const std::vector<uint8_t> before = NativeBytes(it);
     ASSERT_FALSE(it.SetPixelFormat(keFormatBGRA).IsError());
     std::vector<std::vector<uint8_t>> expected;
-    for (int y = 0; y < it.GetHeight(); ++y) expected.push_back(itest::PackedRow(it, y));
+    for (int y = 0; y < it.GetHeight(); ++y) expected.push_back(qgdi::test::PackedRow(it, y));
     std::atomic<int> failures{0};
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t)
@@ -213,7 +213,7 @@ TEST(ConcurrentRowsShared, ContendedRowsStayConsistent) {
 // The spare buffer is kept per thread: each thread's row loop reuses one buffer.
 TEST(ConcurrentRowsShared, EachThreadsRowLoopAllocatesOnce) {
     CRowIterator it;
-    itest::MakeRandomImage(it, keFormatIndex8, 33, 64, 2);
+    qgdi::test::MakeRandomImage(it, keFormatIndex8, 33, 64, 2);
     ASSERT_FALSE(it.SetPixelFormat(keFormatBGRA_u16, keImageModifyReadOnly).IsError());
     std::vector<std::set<const uint8_t*>> buffers(kThreads);
     std::vector<std::thread> threads;
@@ -238,9 +238,9 @@ TEST(ConcurrentRowsShared, RowOperationsOverConvertingIterators) {
         const int before = omp_get_max_threads();
         omp_set_num_threads(threads);
         CRowIterator img, green, src;
-        itest::MakeRandomImage(img, keFormatBGR, 97, 120, 3);
-        itest::MakeRandomImage(green, keFormatBGRA, 97, 120, 4);
-        itest::MakeRandomImage(src, keFormatGrey_u16, 90, 100, 5);
+        qgdi::test::MakeRandomImage(img, keFormatBGR, 97, 120, 3);
+        qgdi::test::MakeRandomImage(green, keFormatBGRA, 97, 120, 4);
+        qgdi::test::MakeRandomImage(src, keFormatGrey_u16, 90, 100, 5);
         EXPECT_FALSE(img.SetPixelFormat(keFormatBGRA).IsError());
         EXPECT_FALSE(green.SetChannelAccess(keChannelGreen).IsError());
         EXPECT_FALSE(src.SetPixelFormat(keFormatBGRA, keImageModifyReadOnly).IsError());

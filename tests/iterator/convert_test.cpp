@@ -121,9 +121,9 @@ TEST(Converters, PremultiplicationIsExactlyRoundedForEveryPair) {
 }
 
 TEST(Converters, EveryPairExistsAndRoundTripsThroughWiderFormats) {
-    for (EQPixelFormat from : itest::AllFormats())
-        for (EQPixelFormat to : itest::AllFormats())
-            EXPECT_NE(CRowIteratorBands::FindConverter(from, to), nullptr) << itest::FormatName(from) << "->" << itest::FormatName(to);
+    for (EQPixelFormat from : qgdi::test::AllFormats())
+        for (EQPixelFormat to : qgdi::test::AllFormats())
+            EXPECT_NE(CRowIteratorBands::FindConverter(from, to), nullptr) << qgdi::test::FormatName(from) << "->" << qgdi::test::FormatName(to);
     // 8-bit colour survives 16 bits and float.
     for (EQPixelFormat wide : {keFormatBGRA_u16, keFormatBGRA_f32}) {
         std::vector<uint8_t> in(256 * 4), mid(256 * 16), out(256 * 4);
@@ -131,7 +131,7 @@ TEST(Converters, EveryPairExistsAndRoundTripsThroughWiderFormats) {
         SQRowConvertContext ctx;
         CRowIteratorBands::FindConverter(keFormatBGRA, wide)(mid.data(), in.data(), 256, ctx);
         CRowIteratorBands::FindConverter(wide, keFormatBGRA)(out.data(), mid.data(), 256, ctx);
-        EXPECT_EQ(in, out) << itest::FormatName(wide);
+        EXPECT_EQ(in, out) << qgdi::test::FormatName(wide);
     }
 }
 
@@ -141,7 +141,7 @@ class ConvertedRows : public ::testing::Test {
 protected:
     void SetUp() override {
         ASSERT_FALSE(it.Create(8, 4, keFormatBGR).IsError());
-        itest::FillRandom(it, 5);
+        qgdi::test::FillRandom(it, 5);
     }
     CRowIterator it;
 };
@@ -228,13 +228,13 @@ TEST_F(ConvertedRows, WriteOnlyRowsStartEmptyAndAreStored) {
     std::fill(row, row + 8, 90);
     it.ReleaseRow(3).Ignore();
     ASSERT_FALSE(it.SetPixelFormat(keFormatBGR).IsError());
-    EXPECT_EQ(itest::PackedRow(it, 3), std::vector<uint8_t>(24, 90));
+    EXPECT_EQ(qgdi::test::PackedRow(it, 3), std::vector<uint8_t>(24, 90));
 }
 
 TEST_F(ConvertedRows, ChannelAccessPresentsOneChannel) {
     CRowIterator rgba;
-    itest::MakeRandomImage(rgba, keFormatBGRA, 5, 2, 8);
-    const std::vector<uint8_t> before = itest::PackedRow(rgba, 1);
+    qgdi::test::MakeRandomImage(rgba, keFormatBGRA, 5, 2, 8);
+    const std::vector<uint8_t> before = qgdi::test::PackedRow(rgba, 1);
     ASSERT_FALSE(rgba.SetChannelAccess(keChannelRed).IsError());
     EXPECT_EQ(rgba.GetPixelFormat(), keFormatGrey);
     EXPECT_EQ(rgba.GetChannelAccess(), keChannelSetRed);
@@ -244,7 +244,7 @@ TEST_F(ConvertedRows, ChannelAccessPresentsOneChannel) {
     row[0] = static_cast<uint8_t>(before[2] ^ 0xFF);
     rgba.ReleaseRow(1).Ignore();
     ASSERT_FALSE(rgba.SetChannelAccess(keChannelSetAll).IsError());
-    std::vector<uint8_t> after = itest::PackedRow(rgba, 1);
+    std::vector<uint8_t> after = qgdi::test::PackedRow(rgba, 1);
     EXPECT_EQ(after[2], before[2] ^ 0xFF);
     after[2] = before[2];
     EXPECT_EQ(after, before);
@@ -269,8 +269,8 @@ TEST_F(ConvertedRows, ChannelAccessPresentsOneChannel) {
                                   SUnsupported{keFormatBGR, keChannelSetAlpha, keQuorErrFormatNotSupported},
                                   SUnsupported{keFormatBGR, static_cast<EQChannelSet>(9), keQuorErrFailed}}) {
         CRowIterator x;
-        itest::MakeRandomImage(x, u.format, 2, 2, 1);
-        EXPECT_EQ(x.SetChannelAccess(u.set).Ignore(), u.code) << itest::FormatName(u.format) << " " << u.set;
+        qgdi::test::MakeRandomImage(x, u.format, 2, 2, 1);
+        EXPECT_EQ(x.SetChannelAccess(u.set).Ignore(), u.code) << qgdi::test::FormatName(u.format) << " " << u.set;
         EXPECT_EQ(x.GetPixelFormat(), u.format);
     }
 }
@@ -281,17 +281,17 @@ TEST_F(ConvertedRows, CustomConverterAndPixelFormatOverride) {
         for (int i = 0; i < n; ++i) static_cast<uint8_t*>(dst)[i] = static_cast<uint8_t>(255 - static_cast<const uint8_t*>(src)[3 * i]);
     };
     ASSERT_FALSE(it.SetConversion(keFormatGrey, read, nullptr, keImageModifyReadOnly).IsError());
-    const std::vector<uint8_t> grey = itest::PackedRow(it, 0);
+    const std::vector<uint8_t> grey = qgdi::test::PackedRow(it, 0);
     ASSERT_FALSE(it.SetPixelFormat(keFormatNone).IsError());
-    EXPECT_EQ(grey[1], 255 - itest::PackedRow(it, 0)[3]);
+    EXPECT_EQ(grey[1], 255 - qgdi::test::PackedRow(it, 0)[3]);
     EXPECT_EQ(it.SetConversion(keFormatGrey, nullptr, nullptr).Ignore(), keQuorErrFailed);
 
     CRowIterator rgba;
-    itest::MakeRandomImage(rgba, keFormatBGRA, 3, 3, 2);
-    const std::vector<uint8_t> bytes = itest::PackedRow(rgba, 0);
+    qgdi::test::MakeRandomImage(rgba, keFormatBGRA, 3, 3, 2);
+    const std::vector<uint8_t> bytes = qgdi::test::PackedRow(rgba, 0);
     ASSERT_FALSE(rgba.OverridePixelFormat(keFormatBGRxA).IsError());
     EXPECT_EQ(rgba.GetPixelFormat(), keFormatBGRxA);
-    EXPECT_EQ(itest::PackedRow(rgba, 0), bytes);
+    EXPECT_EQ(qgdi::test::PackedRow(rgba, 0), bytes);
     EXPECT_EQ(rgba.OverridePixelFormat(keFormatBGR).Ignore(), keQuorErrFailed);
     EXPECT_EQ(it.SetPixelFormat(static_cast<EQPixelFormat>(42)).Ignore(), keQuorErrFailed);
 }

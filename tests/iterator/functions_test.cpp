@@ -13,7 +13,7 @@ uint32_t PixelRGBA(const CRowIterator& it, int x, int y) {
 
 TEST(Functions, CopyRectClipsAndConverts) {
     CRowIterator src, dst;
-    itest::MakeRandomImage(src, keFormatBGR, 10, 10, 1);
+    qgdi::test::MakeRandomImage(src, keFormatBGR, 10, 10, 1);
     const CColorRef white(255, 255, 255);
     ASSERT_FALSE(dst.Create(6, 6, keFormatBGRA_u16, &white).IsError());
     const RECT from{4, 4, 10, 10};
@@ -31,9 +31,9 @@ TEST(Functions, CopyRectClipsAndConverts) {
 
 TEST(Functions, ChannelCopies) {
     CRowIterator colour, target, grey;
-    itest::MakeRandomImage(colour, keFormatBGRA, 5, 4, 2);
-    itest::MakeRandomImage(target, keFormatBGRA, 5, 4, 3);
-    itest::MakeRandomImage(grey, keFormatGrey, 5, 4, 4);
+    qgdi::test::MakeRandomImage(colour, keFormatBGRA, 5, 4, 2);
+    qgdi::test::MakeRandomImage(target, keFormatBGRA, 5, 4, 3);
+    qgdi::test::MakeRandomImage(grey, keFormatGrey, 5, 4, 4);
     const uint32_t before = PixelRGBA(target, 1, 1);
     ASSERT_FALSE(RowIterator_CopyColor(target, colour).IsError());
     EXPECT_EQ(PixelRGBA(target, 1, 1), (PixelRGBA(colour, 1, 1) & 0x00FFFFFFu) | (before & 0xFF000000u));
@@ -62,12 +62,12 @@ TEST(Functions, ChannelCopies) {
 
 TEST(Functions, PremultiplyFollowsTheByteRule) {
     CRowIterator it;
-    itest::MakeRandomImage(it, keFormatBGRA, 7, 3, 9);
+    qgdi::test::MakeRandomImage(it, keFormatBGRA, 7, 3, 9);
     std::vector<uint32_t> straight;
     for (int x = 0; x < 7; ++x) straight.push_back(PixelRGBA(it, x, 1));
     ASSERT_FALSE(RowIterator_PreMultiply(it).IsError());
     EXPECT_EQ(it.GetPixelFormat(), keFormatBGRxA);
-    const std::vector<uint8_t> row = itest::PackedRow(it, 1);
+    const std::vector<uint8_t> row = qgdi::test::PackedRow(it, 1);
     for (int x = 0; x < 7; ++x) {
         const uint32_t pm = QGDI_RGBAtoRGBxA(straight[size_t(x)]);
         EXPECT_EQ(row[size_t(4 * x + 2)], pm & 0xFF) << x;
@@ -77,13 +77,13 @@ TEST(Functions, PremultiplyFollowsTheByteRule) {
     ASSERT_FALSE(RowIterator_UnMultiply(it).IsError());
     EXPECT_EQ(it.GetPixelFormat(), keFormatBGRA);
     CRowIterator indexed;
-    itest::MakeRandomImage(indexed, keFormatIndex8, 2, 2, 1);
+    qgdi::test::MakeRandomImage(indexed, keFormatIndex8, 2, 2, 1);
     EXPECT_EQ(RowIterator_PreMultiply(indexed).Ignore(), keQuorErrFormatNotSupported);
 }
 
 TEST(Functions, TileRepeatsWithPhase) {
     CRowIterator tile, out;
-    itest::MakeRandomImage(tile, keFormatIndex4, 3, 2, 5);
+    qgdi::test::MakeRandomImage(tile, keFormatIndex4, 3, 2, 5);
     ASSERT_FALSE(out.Create(8, 5, keFormatBGR).IsError());
     ASSERT_FALSE(RowIterator_Tile(out, tile, POINT{1, -1}).IsError());
     for (int y = 0; y < 5; ++y)
@@ -139,7 +139,7 @@ TEST(LifeCycle, CreateCopyConsumeAndShare) {
 
 TEST(LifeCycle, PalettesOfPackedBitmapsLiveInTheBlock) {
     CDibIterator it;
-    const std::vector<RGBQUAD> palette = itest::RandomPalette(16, 3);
+    const std::vector<RGBQUAD> palette = qgdi::test::RandomPalette(16, 3);
     ASSERT_FALSE(it.CreateIndexed(5, 2, 4, palette.data(), 16).IsError());
     EXPECT_TRUE(it.HasWritablePalette());
     RGBQUAD changed = {1, 2, 3, 0};
@@ -174,7 +174,7 @@ public:
 
 TEST(Platform, ClipboardAndDrawing) {
     CRowIterator image;
-    itest::MakeRandomImage(image, keFormatBGRA, 6, 4, 7);
+    qgdi::test::MakeRandomImage(image, keFormatBGRA, 6, 4, 7);
     ASSERT_FALSE(image.CopyToClipboard().IsError());
     CRowIterator pasted;
     ASSERT_FALSE(pasted.CreateFromClipboard().IsError());
@@ -198,7 +198,7 @@ TEST(Platform, ClipboardAndDrawing) {
         return true;
     }, nullptr);
     CRowIterator wide;
-    itest::MakeRandomImage(wide, keFormatBGR_f32, 6, 4, 1);
+    qgdi::test::MakeRandomImage(wide, keFormatBGR_f32, 6, 4, 1);
     EXPECT_FALSE(wide.DrawImage(nullptr, &where).IsError());
     EXPECT_EQ(drawn, 606);
     QPlatform_SetDrawDIBHook(nullptr, nullptr);

@@ -8,7 +8,7 @@
 
 #include "qgdi.h"
 
-namespace itest {
+namespace qgdi::test {
 
 inline std::vector<EQPixelFormat> AllFormats() {
     std::vector<EQPixelFormat> out;
@@ -134,4 +134,4 @@ inline std::vector<uint8_t> PackedRow(const CRowIterator& it, int y) {
     return out;
 }
 
-}  // namespace itest
+}  // namespace qgdi::test

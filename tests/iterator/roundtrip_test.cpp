@@ -10,11 +10,11 @@ namespace {
 
 class EveryFormat : public ::testing::TestWithParam<EQPixelFormat> {
 protected:
-    void SetUp() override { itest::MakeRandomImage(image, GetParam(), 19, 7, 100 + GetParam()); }
+    void SetUp() override { qgdi::test::MakeRandomImage(image, GetParam(), 19, 7, 100 + GetParam()); }
     CRowIterator image;
 };
 
-std::string Name(const ::testing::TestParamInfo<EQPixelFormat>& info) { return itest::FormatName(info.param); }
+std::string Name(const ::testing::TestParamInfo<EQPixelFormat>& info) { return qgdi::test::FormatName(info.param); }
 
 TEST_P(EveryFormat, CopyToDIBAndAttachBack) {
     CQmmBinPtr dib;
@@ -103,7 +103,7 @@ TEST(BinaryStream, StreamsTheIteratorNeverWritesAreRefused) {
     };
     for (const Case& c : cases) {
         CRowIterator image;
-        itest::MakeRandomImage(image, c.format, 3, 2, 1);
+        qgdi::test::MakeRandomImage(image, c.format, 3, 2, 1);
         std::stringstream s;
         ASSERT_FALSE(image.StreamBinOut(s).IsError());
         std::string bytes = s.str();
@@ -118,11 +118,11 @@ TEST(BinaryStream, StreamsTheIteratorNeverWritesAreRefused) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Formats, EveryFormat, ::testing::ValuesIn(itest::AllFormats()), Name);
+INSTANTIATE_TEST_SUITE_P(Formats, EveryFormat, ::testing::ValuesIn(qgdi::test::AllFormats()), Name);
 
 TEST(TextDump, RecordsCarryTheirKeywords) {
     CDibIterator dib;
-    ASSERT_FALSE(dib.CreateIndexed(3, 2, 4, itest::RandomPalette(5, 1).data(), 5).IsError());
+    ASSERT_FALSE(dib.CreateIndexed(3, 2, 4, qgdi::test::RandomPalette(5, 1).data(), 5).IsError());
     std::stringstream s;
     ASSERT_FALSE(dib.StreamTextOut(s, CRowIteratorBands::TextFull).IsError());
     const std::string text = s.str();
@@ -146,16 +146,16 @@ TEST(TextDump, RecordsCarryTheirKeywords) {
 TEST(BmpFiles, WriteAndReadBackEveryBitmapFormat) {
     for (EQPixelFormat f : {keFormatIndex1, keFormatIndex4, keFormatIndex8, keFormatGrey, keFormatBGR, keFormatBGRA}) {
         CRowIterator image;
-        itest::MakeRandomImage(image, f, 13, 5, 40 + f);
+        qgdi::test::MakeRandomImage(image, f, 13, 5, 40 + f);
         std::vector<uint8_t> file;
-        ASSERT_FALSE(QGDI_WriteBmp(image, file).IsError()) << itest::FormatName(f);
+        ASSERT_FALSE(QGDI_WriteBmp(image, file).IsError()) << qgdi::test::FormatName(f);
         CDibIterator back;
-        ASSERT_FALSE(QGDI_ReadBmp(file.data(), file.size(), back).IsError()) << itest::FormatName(f);
+        ASSERT_FALSE(QGDI_ReadBmp(file.data(), file.size(), back).IsError()) << qgdi::test::FormatName(f);
         EXPECT_EQ(back.GetPixelFormat(), f);
-        EXPECT_TRUE(back.IsEquivalent(image)) << itest::FormatName(f);
+        EXPECT_TRUE(back.IsEquivalent(image)) << qgdi::test::FormatName(f);
     }
     CRowIterator wide;
-    itest::MakeRandomImage(wide, keFormatBGR_u16, 2, 2, 1);
+    qgdi::test::MakeRandomImage(wide, keFormatBGR_u16, 2, 2, 1);
     std::vector<uint8_t> file;
     EXPECT_EQ(QGDI_WriteBmp(wide, file).Ignore(), keQuorErrFormatNotSupported);
 }

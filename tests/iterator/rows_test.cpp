@@ -13,17 +13,17 @@ TEST(Rows, BandsAndPackedBitmapsServeTheSameRows) {
     for (int height : {1, 127, 128, 129, 300}) {
         CRowIterator bands;
         CDibIterator dib;
-        itest::MakeRandomImage(bands, keFormatBGR, 37, height, 7);
+        qgdi::test::MakeRandomImage(bands, keFormatBGR, 37, height, 7);
         ASSERT_FALSE(dib.CreateFromCopy(bands).IsError());
         ASSERT_TRUE(dib.GetDIB() != nullptr);
         EXPECT_TRUE(dib.IsEquivalent(bands)) << height;
-        for (int y : {0, height / 2, height - 1}) EXPECT_EQ(itest::PackedRow(dib, y), itest::PackedRow(bands, y));
+        for (int y : {0, height / 2, height - 1}) EXPECT_EQ(qgdi::test::PackedRow(dib, y), qgdi::test::PackedRow(bands, y));
     }
 }
 
 TEST(Rows, SpansAndBadRequests) {
     CRowIterator it;
-    itest::MakeRandomImage(it, keFormatBGRA, 10, 5, 3);
+    qgdi::test::MakeRandomImage(it, keFormatBGRA, 10, 5, 3);
     const uint8_t* whole = nullptr;
     const uint8_t* span = nullptr;
     ASSERT_FALSE(it.GetRow(whole, 2).IsError());
@@ -43,13 +43,13 @@ TEST(Rows, SpansAndBadRequests) {
 
     std::vector<uint8_t> copy(12);
     EXPECT_FALSE(it.GetAndCopyRow(copy.data(), 1, 2, 3, copy.size()).IsError());
-    EXPECT_EQ(0, std::memcmp(copy.data(), itest::PackedRow(it, 1).data() + 8, 12));
+    EXPECT_EQ(0, std::memcmp(copy.data(), qgdi::test::PackedRow(it, 1).data() + 8, 12));
     EXPECT_EQ(it.GetAndCopyRow(copy.data(), 1, 2, 4, copy.size()).Ignore(), keQuorErrFailed);
 }
 
 TEST(Rows, StepAndScopedHolders) {
     CRowIterator it;
-    itest::MakeRandomImage(it, keFormatGrey, 6, 4, 5);
+    qgdi::test::MakeRandomImage(it, keFormatGrey, 6, 4, 5);
     int visited = 0;
     const uint8_t* row = nullptr;
     for (int y = -1;;) {
@@ -77,9 +77,9 @@ TEST(Rows, StepAndScopedHolders) {
 
 TEST(Rows, ThreadsReadDistinctRowsAtOnce) {
     CRowIterator it;
-    itest::MakeRandomImage(it, keFormatBGRA, 64, 512, 11);
+    qgdi::test::MakeRandomImage(it, keFormatBGRA, 64, 512, 11);
     std::vector<std::vector<uint8_t>> expected;
-    for (int y = 0; y < it.GetHeight(); ++y) expected.push_back(itest::PackedRow(it, y));
+    for (int y = 0; y < it.GetHeight(); ++y) expected.push_back(qgdi::test::PackedRow(it, y));
     std::atomic<int> mismatches{0};
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t)
@@ -100,7 +100,7 @@ TEST(Rows, ThreadsReadDistinctRowsAtOnce) {
 TEST(Rows, EveryRowEventReachesTheStatistics) {
     CQMemStats& stats = CQMemManager::GetMgr().GetStats();
     CRowIterator it;
-    itest::MakeRandomImage(it, keFormatBGR, 8, 8, 1);
+    qgdi::test::MakeRandomImage(it, keFormatBGR, 8, 8, 1);
     const SQMemEventTotals before = stats.GetTotals();
     for (int y = 0; y < 8; ++y) {
         const uint8_t* row = nullptr;
@@ -130,17 +130,17 @@ TEST(Rows, EveryRowEventReachesTheStatistics) {
 }
 
 TEST(Rows, PixelsByCoordinates) {
-    for (EQPixelFormat f : itest::AllFormats()) {
+    for (EQPixelFormat f : qgdi::test::AllFormats()) {
         CRowIterator it;
-        itest::MakeRandomImage(it, f, 9, 3, 2);
+        qgdi::test::MakeRandomImage(it, f, 9, 3, 2);
         // The nearest palette entry of an indexed image is the colour itself.
         const CColorRef colour = CQPixelFormat(f).IsIndexedColor() ? it.GetIndexedColor(1) : CColorRef(10, 200, 30, 255);
-        ASSERT_FALSE(it.SetPixel(7, 2, colour).IsError()) << itest::FormatName(f);
+        ASSERT_FALSE(it.SetPixel(7, 2, colour).IsError()) << qgdi::test::FormatName(f);
         CColorRef back;
         ASSERT_FALSE(it.GetPixel(7, 2, back).IsError());
         const bool alpha = CQPixelFormat(f).IsAlphaChannelPresent();
-        if (CQPixelFormat(f).IsGreyscale()) EXPECT_EQ(back.GetGrey8(), colour.GetGrey8()) << itest::FormatName(f);
-        else EXPECT_EQ(back.GetRGBA() | (alpha ? 0 : 0xFF000000u), colour.GetRGBA()) << itest::FormatName(f);
+        if (CQPixelFormat(f).IsGreyscale()) EXPECT_EQ(back.GetGrey8(), colour.GetGrey8()) << qgdi::test::FormatName(f);
+        else EXPECT_EQ(back.GetRGBA() | (alpha ? 0 : 0xFF000000u), colour.GetRGBA()) << qgdi::test::FormatName(f);
         EXPECT_EQ(it.SetPixel(9, 0, colour).Ignore(), keQuorErrFailed);
     }
 }
