@@ -7,6 +7,7 @@
 int QgdiCmdConvert(const std::vector<std::string>& args) {
     std::vector<std::string> files;
     EQPixelFormat format = keFormatNone;
+    SQgdiWriteOptions options;
     for (size_t i = 0; i < args.size(); ++i) {
         if (args[i] == "--format" && i + 1 < args.size()) {
             format = QgdiParseFormat(args[++i]);
@@ -14,12 +15,18 @@ int QgdiCmdConvert(const std::vector<std::string>& args) {
                 std::fprintf(stderr, "qgdi convert: unknown format '%s' (see qgdi formats)\n", args[i].c_str());
                 return 2;
             }
+        } else if (args[i] == "--compression" && i + 1 < args.size()) {
+            if (!QgdiParseCompression(args[++i], options.pngCompression)) {
+                std::fprintf(stderr, "qgdi convert: --compression takes 0 to 9, not '%s'\n", args[i].c_str());
+                return 2;
+            }
         } else {
             files.push_back(args[i]);
         }
     }
     if (files.size() != 2) {
-        std::fprintf(stderr, "usage: qgdi convert IN OUT [--format NAME]   (IN '-' is the built-in sample)\n");
+        std::fprintf(stderr, "usage: qgdi convert IN OUT [--format NAME] [--compression 0-9]"
+                             "   (IN '-' is the built-in sample)\n");
         return 2;
     }
     std::unique_ptr<CRowIterator> image;
@@ -45,7 +52,7 @@ int QgdiCmdConvert(const std::vector<std::string>& args) {
         }
     }
     std::string note;
-    if (!QgdiWriteImage(files[1], *image, error, note)) {
+    if (!QgdiWriteImage(files[1], *image, error, note, options)) {
         std::fprintf(stderr, "qgdi convert: %s\n", error.c_str());
         return 1;
     }

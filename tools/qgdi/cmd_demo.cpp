@@ -1,5 +1,7 @@
 #include <cstdio>
+#include <filesystem>
 #include <iostream>
+#include <system_error>
 
 #include "QuorRender/QuorRender.h"
 #include "tools/qgdi/commands.h"
@@ -10,7 +12,7 @@ namespace {
 
 // A few row operations applied to copies of the sample, so a first run shows
 // the kernels at work as well as the file round trip.
-bool WriteVariations(const std::string& dir, const CRowIterator& sample) {
+bool WriteVariations(const std::string& dir, const CRowIterator& sample, const SQgdiWriteOptions& options) {
     if (QGDI_SystemStartup().IsError()) return false;
     const CRowOpDefRowHSLAdjust hueShift(120, 0, 0);
     const CRowOpDefRowInvert invert;
@@ -31,7 +33,7 @@ bool WriteVariations(const std::string& dir, const CRowIterator& sample) {
         }
         const std::string path = dir + "/qgdi-" + v.name + ".png";
         std::string error, note;
-        if (!QgdiWriteImage(path, copy, error, note)) {
+        if (!QgdiWriteImage(path, copy, error, note, options)) {
             std::fprintf(stderr, "qgdi demo: %s\n", error.c_str());
             ok = false;
             continue;
@@ -42,14 +44,37 @@ bool WriteVariations(const std::string& dir, const CRowIterator& sample) {
     return ok;
 }
 
+// The output folder, made with its parents when missing.
+bool MakeFolder(const std::string& dir) {
+    std::error_code ec;
+    std::filesystem::create_directories(dir, ec);
+    if (!ec && std::filesystem::is_directory(dir, ec)) return true;
+    std::fprintf(stderr, "qgdi demo: cannot create the folder %s%s%s\n", dir.c_str(), ec ? ": " : " (a file is in the way)",
+                 ec ? ec.message().c_str() : "");
+    return false;
+}
+
 }  // namespace
 
 int QgdiCmdDemo(const std::vector<std::string>& args) {
-    if (args.size() > 1) {
-        std::fprintf(stderr, "usage: qgdi demo [OUT_DIR]\n");
+    std::vector<std::string> folders;
+    SQgdiWriteOptions options;
+    for (size_t i = 0; i < args.size(); ++i) {
+        if (args[i] == "--compression" && i + 1 < args.size()) {
+            if (!QgdiParseCompression(args[++i], options.pngCompression)) {
+                std::fprintf(stderr, "qgdi demo: --compression takes 0 to 9, not '%s'\n", args[i].c_str());
+                return 2;
+            }
+        } else {
+            folders.push_back(args[i]);
+        }
+    }
+    if (folders.size() > 1) {
+        std::fprintf(stderr, "usage: qgdi demo [OUT_DIR] [--compression 0-9]\n");
         return 2;
     }
-    const std::string dir = args.empty() ? "." : args[0];
+    const std::string dir = folders.empty() ? "." : folders[0];
+    if (!MakeFolder(dir)) return 1;
     CRowIterator image;
     if (QgdiMakeSampleImage(image).IsError()) {
         std::fprintf(stderr, "qgdi demo: cannot make the sample image\n");
@@ -58,13 +83,13 @@ int QgdiCmdDemo(const std::vector<std::string>& args) {
     for (const char* name : {"qgdi-sample.png", "qgdi-sample.bmp"}) {
         const std::string path = dir + "/" + name;
         std::string error, note;
-        if (!QgdiWriteImage(path, image, error, note)) {
+        if (!QgdiWriteImage(path, image, error, note, options)) {
             std::fprintf(stderr, "qgdi demo: %s\n", error.c_str());
             return 1;
         }
         std::printf("wrote %s\n", path.c_str());
     }
-    if (!WriteVariations(dir, image)) return 1;
+    if (!WriteVariations(dir, image, options)) return 1;
     // The same pixels read back from the bitmap file, as the library sees them.
     std::string error;
     std::unique_ptr<CRowIterator> back = QgdiReadImage(dir + "/qgdi-sample.bmp", error);

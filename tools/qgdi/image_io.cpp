@@ -99,7 +99,15 @@ std::unique_ptr<CRowIterator> QgdiReadImage(const std::string& path, std::string
     }
 }
 
-bool QgdiWriteImage(const std::string& path, const CRowIterator& image, std::string& error, std::string& note) {
+bool QgdiParseCompression(const std::string& text, int& level) {
+    if (text.size() != 1 || text[0] < '0' + kQgdiPngCompressionMin || text[0] > '0' + kQgdiPngCompressionMax)
+        return false;
+    level = text[0] - '0';
+    return true;
+}
+
+bool QgdiWriteImage(const std::string& path, const CRowIterator& image, std::string& error, std::string& note,
+                    const SQgdiWriteOptions& options) {
     const EQgdiFileType type = QgdiFileTypeOfName(path);
     if (type == keFileUnknown) {
         error = path + ": unknown file type (use .bmp, .png or .jpg)";
@@ -130,7 +138,7 @@ bool QgdiWriteImage(const std::string& path, const CRowIterator& image, std::str
             ok = false;
         }
     } else if (type == keFilePng) {
-        ok = QgdiWritePng(*out, data, error);
+        ok = QgdiWritePng(*out, data, error, options.pngCompression);
     } else {
         ok = QgdiWriteJpeg(*out, data, 92, error);
     }

@@ -105,6 +105,7 @@ EQPixelFormat FormatOf(const SPngHeader& h) {
 struct SPngWrite {
     uint32_t width, height;
     int colourType, bitDepth;
+    int compression;
     int paletteCount;
     png_color palette[256];
 };
@@ -114,6 +115,9 @@ bool WriteAll(png_structp png, png_infop info, const SPngWrite& w, const CRowIte
     png_set_IHDR(png, info, w.width, w.height, w.bitDepth, w.colourType, PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     if (w.colourType == PNG_COLOR_TYPE_PALETTE) png_set_PLTE(png, info, w.palette, w.paletteCount);
+    png_set_compression_level(png, w.compression);
+    // Stored rows gain nothing from filtering, and choosing the filters costs as much as storing.
+    if (w.compression == 0) png_set_filter(png, PNG_FILTER_TYPE_BASE, PNG_FILTER_NONE);
     png_write_info(png, info);
     if (w.bitDepth == 16) png_set_swap(png);
     png_set_bgr(png);
@@ -202,10 +206,14 @@ std::unique_ptr<CRowIterator> QgdiReadPng(const uint8_t* data, size_t bytes, std
     return image;
 }
 
-bool QgdiWritePng(const CRowIterator& image, std::vector<uint8_t>& out, std::string& error) {
+bool QgdiWritePng(const CRowIterator& image, std::vector<uint8_t>& out, std::string& error, int compression) {
     const EQPixelFormat format = image.GetPixelFormat();
     if (QgdiPngFormatFor(format) != format) {
         error = "PNG cannot hold this format";
+        return false;
+    }
+    if (compression < kQgdiPngCompressionMin || compression > kQgdiPngCompressionMax) {
+        error = "PNG compression must be 0 to 9";
         return false;
     }
     // Rows must start at their first bit.
@@ -221,6 +229,7 @@ bool QgdiWritePng(const CRowIterator& image, std::vector<uint8_t>& out, std::str
     auto w = std::make_unique<SPngWrite>();
     w->width = static_cast<uint32_t>(image.GetWidth());
     w->height = static_cast<uint32_t>(image.GetHeight());
+    w->compression = compression;
     const CQPixelFormat pf(format);
     w->bitDepth = pf.IsIndexedColor() ? pf.GetBitsPerPixel() : pf.GetBitsPerChannel();
     w->colourType = pf.IsIndexedColor() ? PNG_COLOR_TYPE_PALETTE

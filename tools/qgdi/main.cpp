@@ -6,6 +6,7 @@
 
 #include "qgdi.h"
 #include "tools/qgdi/commands.h"
+#include "tools/qgdi/image_io.h"
 
 namespace {
 
@@ -18,7 +19,12 @@ const SQgdiCommand* FindCommand(const char* name) {
 void PrintHelp() {
     std::printf("qgdi %s - graphics core of a raster image editor\n\n", QGDI_VERSION_STRING);
     std::printf("usage: qgdi [--help | --version | COMMAND [ARGS...]]\n\ncommands:\n");
-    for (const SQgdiCommand& c : QgdiCommands()) std::printf("  %-34s %s\n", c.usage, c.summary);
+    for (const SQgdiCommand& c : QgdiCommands()) {
+        if (std::strlen(c.usage) > 34) std::printf("  %s\n  %-34s %s\n", c.usage, "", c.summary);
+        else std::printf("  %-34s %s\n", c.usage, c.summary);
+    }
+    std::printf("\n--compression sets the zlib level of PNG files written (0 stores, 9 packs hardest; default %d).\n",
+                kQgdiPngCompressionDefault);
     std::printf("\nWith no command qgdi runs '%s'.\n", QgdiDefaultCommand());
 }
 
