@@ -7,7 +7,6 @@ cd "$(dirname "$0")/.."
 cmake -S . -B build-release -DCMAKE_BUILD_TYPE=Release -DQGDI_BUILD_TESTS=OFF -DQGDI_BUILD_BENCH=OFF > /dev/null
 cmake --build build-release -j"$(nproc)" --target qgdi_tool
 if [ $# -eq 0 ]; then
-  mkdir -p out
   set -- demo out
 fi
 ./build-release/tools/qgdi "$@"
