@@ -25,8 +25,9 @@ int QgdiCmdConvert(const std::vector<std::string>& args) {
         }
     }
     if (files.size() != 2) {
-        std::fprintf(stderr, "usage: qgdi convert IN OUT [--format NAME] [--compression 0-9]"
-                             "   (IN '-' is the built-in sample)\n");
+        std::fprintf(stderr,
+                     "usage: qgdi convert IN OUT [--format NAME] [--compression 0-9]"
+                     "   (IN '-' is the built-in sample)\n");
         return 2;
     }
     std::unique_ptr<CRowIterator> image;

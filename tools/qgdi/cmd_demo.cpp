@@ -49,8 +49,8 @@ bool MakeFolder(const std::string& dir) {
     std::error_code ec;
     std::filesystem::create_directories(dir, ec);
     if (!ec && std::filesystem::is_directory(dir, ec)) return true;
-    std::fprintf(stderr, "qgdi demo: cannot create the folder %s%s%s\n", dir.c_str(), ec ? ": " : " (a file is in the way)",
-                 ec ? ec.message().c_str() : "");
+    std::fprintf(stderr, "qgdi demo: cannot create the folder %s%s%s\n", dir.c_str(),
+                 ec ? ": " : " (a file is in the way)", ec ? ec.message().c_str() : "");
     return false;
 }
 

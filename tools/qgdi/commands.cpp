@@ -3,11 +3,10 @@
 const std::vector<SQgdiCommand>& QgdiCommands() {
     static const std::vector<SQgdiCommand> commands = {
         {"demo", "demo [OUT_DIR] [--compression 0-9]",
-         "write the built-in sample image as PNG and BMP (into OUT_DIR, made if missing) and describe it", &QgdiCmdDemo},
+         "write the built-in sample image as PNG and BMP into OUT_DIR (made if missing), describe it", &QgdiCmdDemo},
         {"info", "info [FILE] [--full]", "text dump of an image (the built-in sample without FILE)", &QgdiCmdInfo},
         {"convert", "convert IN OUT [--format NAME] [--compression 0-9]",
-         "convert an image file, optionally to another pixel format",
-         &QgdiCmdConvert},
+         "convert an image file, optionally to another pixel format", &QgdiCmdConvert},
         {"formats", "formats", "table of the pixel formats and their properties", &QgdiCmdFormats},
     };
     return commands;

@@ -50,8 +50,8 @@ CErrorAutoThrow FromExceptions(Fn&& fn) noexcept {
 // Evaluates `expr` (a CErrorAutoThrow) once; if it holds an error, returns it
 // unchanged from the enclosing function, which must return CErrorAutoThrow. The
 // error is not made again, so the trap has seen it once, where it arose.
-#define QGDI_TRY(expr)                                                                \
-    do {                                                                              \
+#define QGDI_TRY(expr)                                                                       \
+    do {                                                                                     \
         if (CErrorAutoThrow qgdiTryResult_ = (expr); ::qgdi::result::Failed(qgdiTryResult_)) \
-            return ::qgdi::result::CPropagated(std::move(qgdiTryResult_));            \
+            return ::qgdi::result::CPropagated(std::move(qgdiTryResult_));                   \
     } while (false)
