@@ -21,7 +21,7 @@
 
 namespace {
 
-using namespace rowops_test;
+using namespace qgdi::test;
 using qgdi::dispatch::ETarget;
 
 using qgdi::rowop::KindSamples;

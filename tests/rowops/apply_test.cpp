@@ -10,7 +10,7 @@
 
 namespace {
 
-using namespace rowops_test;
+using namespace qgdi::test;
 
 // Byte `c` of pixel (x, y) of an 8-bit image.
 uint8_t At(const CRowIterator& it, int x, int y, int c = 0) {

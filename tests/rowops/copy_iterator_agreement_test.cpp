@@ -13,7 +13,7 @@
 
 namespace {
 
-using namespace rowops_test;
+using namespace qgdi::test;
 
 struct SPair {
     EQPixelFormat dst, src;

@@ -8,7 +8,7 @@
 
 namespace {
 
-using namespace rowops_test;
+using namespace qgdi::test;
 
 constexpr uint32_t Colour(int r, int g, int b, int a = 255) {
     return uint32_t(r) | uint32_t(g) << 8 | uint32_t(b) << 16 | uint32_t(a) << 24;

@@ -12,7 +12,7 @@
 
 namespace {
 
-using namespace rowops_test;
+using namespace qgdi::test;
 using qgdi::rowop::KindSamples;
 using qgdi::rowop::SKindSample;
 

@@ -10,7 +10,7 @@
 
 namespace {
 
-using namespace rowops_test;
+using namespace qgdi::test;
 
 int Bits(EQPixelFormat f) { return CQPixelFormat(f).GetBitsPerPixel(); }
 

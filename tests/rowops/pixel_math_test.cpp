@@ -17,7 +17,7 @@
 namespace {
 
 using namespace qgdi::px;
-using rowops_test::Bytes;
+using qgdi::test::Bytes;
 
 // ---- Premultiplication at 8 bits: all 65,536 (colour, alpha) pairs ---------------------
 
@@ -252,15 +252,15 @@ TEST_P(RowIndices, SpansMatchBitByBit) {
     for (int round = 0; round < 3000; ++round) {
         const int offset = int(rng() % 24), n = int(rng() % 80);
         const size_t bytes = (size_t(offset + n) * c.bits + 7) / 8 + 2;
-        const Bytes src = rowops_test::RandomBytes(rng, bytes);
-        const Bytes before = rowops_test::RandomBytes(rng, bytes);
+        const Bytes src = qgdi::test::RandomBytes(rng, bytes);
+        const Bytes before = qgdi::test::RandomBytes(rng, bytes);
         Bytes indices(size_t(n) + 1, 0xEE);
         c.unpack(indices.data(), src.data(), n, offset);
         for (int k = 0; k < n; ++k) ASSERT_EQ(indices[size_t(k)], RefIndexAt(src, c.bits, size_t(offset + k))) << k;
         ASSERT_EQ(indices[size_t(n)], 0xEE) << "wrote past the span";
 
         Bytes packed = before, want = before;
-        const Bytes values = rowops_test::RandomBytes(rng, size_t(n) + 1);
+        const Bytes values = qgdi::test::RandomBytes(rng, size_t(n) + 1);
         c.pack(packed.data(), values.data(), n, offset);
         for (int k = 0; k < n; ++k) RefSetIndex(want, c.bits, size_t(offset + k), values[size_t(k)] & ((1u << c.bits) - 1));
         ASSERT_EQ(packed, want) << "offset " << offset << ", n " << n;
@@ -282,8 +282,8 @@ TEST(RowIndices, BitSpansMoveBitByBit) {
     std::mt19937 rng(12);
     for (int round = 0; round < 5000; ++round) {
         const size_t inBit = rng() % 24, outBit = rng() % 24, bits = rng() % 100;
-        const Bytes in = rowops_test::RandomBytes(rng, (inBit + bits + 7) / 8 + (bits == 0));
-        Bytes out = rowops_test::RandomBytes(rng, (outBit + bits + 7) / 8 + 2), want = out;
+        const Bytes in = qgdi::test::RandomBytes(rng, (inBit + bits + 7) / 8 + (bits == 0));
+        Bytes out = qgdi::test::RandomBytes(rng, (outBit + bits + 7) / 8 + 2), want = out;
         MoveBits(out.data(), outBit, in.data(), inBit, bits);
         for (size_t b = 0; b < bits; ++b) RefSetIndex(want, 1, outBit + b, RefIndexAt(in, 1, inBit + b));
         ASSERT_EQ(out, want) << inBit << " " << outBit << " " << bits;
@@ -299,8 +299,8 @@ TEST(RowIndices, ConversionBetweenOffsetsMovesOnlyTheSpan) {
         ctx.srcPixelOffset = int(rng() % 8);
         ctx.dstPixelOffset = int(rng() % 8);
         const int n = int(rng() % 600);
-        const Bytes src = rowops_test::RandomBytes(rng, size_t(n + 8) / 2 + 1);
-        Bytes dst = rowops_test::RandomBytes(rng, size_t(n + 8) / 2 + 1), want = dst;
+        const Bytes src = qgdi::test::RandomBytes(rng, size_t(n + 8) / 2 + 1);
+        Bytes dst = qgdi::test::RandomBytes(rng, size_t(n + 8) / 2 + 1), want = dst;
         ConvertRow<keFormatIndex4, keFormatIndex4>(dst.data(), src.data(), n, ctx);
         for (int k = 0; k < n; ++k)
             RefSetIndex(want, 4, size_t(ctx.dstPixelOffset + k), RefIndexAt(src, 4, size_t(ctx.srcPixelOffset + k)));

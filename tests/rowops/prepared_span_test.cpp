@@ -14,7 +14,7 @@
 
 namespace {
 
-using namespace rowops_test;
+using namespace qgdi::test;
 
 using MakeDef = std::function<std::unique_ptr<CRowOpDef>()>;
 

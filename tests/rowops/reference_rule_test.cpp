@@ -16,7 +16,7 @@
 
 namespace {
 
-using namespace rowops_test;
+using namespace qgdi::test;
 
 // x / 255 rounded to nearest (255 is odd, so no x falls on a half).
 int Round255(int x) { return (x + 127) / 255; }
@@ -302,7 +302,7 @@ INSTANTIATE_TEST_SUITE_P(FastKernels, ReferenceRule, testing::Combine(testing::V
 // show their tail and offset mistakes here.
 namespace {
 
-using namespace rowops_test;
+using namespace qgdi::test;
 using qgdi::rowop::KindSamples;
 using qgdi::rowop::SKindSample;
 

@@ -14,7 +14,7 @@ namespace qgdi::rowop {
 inline void PrintTo(const SKindSample& kind, std::ostream* os) { *os << kind.name; }
 }  // namespace qgdi::rowop
 
-namespace rowops_test {
+namespace qgdi::test {
 
 using Bytes = std::vector<uint8_t>;
 
@@ -58,4 +58,4 @@ inline void RandomizeFloats(std::mt19937& rng, Bytes& b) {
     for (size_t i = 0; i < b.size() / 4; ++i) f[i] = u(rng);
 }
 
-}  // namespace rowops_test
+}  // namespace qgdi::test
