@@ -318,8 +318,9 @@ CErrorAutoThrow CRowOp::Run(CRowOpData& data) const {
 QuorErrorCode CRowOp::RunCode(CRowOpData& data) const noexcept {
     if (!m_pfnKernel || !data.pDst || data.nCount <= 0) return keQuorErrSuccess;
     if (m_nScratchPerPixel == 0) {
-        data.pPrepared = m_pPrepared.get();
+        const CRowOpPrepared* const caller = std::exchange(data.pPrepared, m_pPrepared.get());
         m_pfnKernel(*m_pDef, data);
+        data.pPrepared = caller;
         return keQuorErrSuccess;
     }
     qgdi::rowop::CScratchFrame frame;
@@ -360,8 +361,9 @@ void CRowOp::RunBound(CRowOpData& data, uint8_t* scratch) const noexcept {
     if (m_bConverted) {
         RunConverted(data, scratch);
     } else {
-        data.pPrepared = m_pPrepared.get();
+        const CRowOpPrepared* const caller = std::exchange(data.pPrepared, m_pPrepared.get());
         m_pfnKernel(*m_pDef, data);
+        data.pPrepared = caller;
     }
 }
 

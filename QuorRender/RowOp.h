@@ -68,9 +68,10 @@ public:
     const RGBQUAD* pSrcPalette = nullptr;
     const uint8_t* pMask = nullptr;  // optional, one byte of coverage per pixel
     int32_t nRowCounter = 0;         // rows processed so far by the applying loop
-    // What the bound operation prepared for its kernel; set by CRowOp on every
-    // run. Kernels called without it (or with a block made for another
-    // binding) prepare the same state on the spot.
+    // What the bound operation prepared for its kernel; set by CRowOp for the
+    // length of one run and put back afterwards, so that a record never keeps
+    // a block alive past its binding. Kernels called without it (or with a
+    // block made for another binding) prepare the same state on the spot.
     const CRowOpPrepared* pPrepared = nullptr;
 };
 
@@ -185,6 +186,8 @@ public:
     }
     const CRowOpDef* GetDef() const noexcept { return m_pDef; }
     QRowOpFn GetKernel() const noexcept { return m_pfnKernel; }
+    // The block the kernel reads, or null for kinds with nothing to prepare.
+    const CRowOpPrepared* GetPrepared() const noexcept { return m_pPrepared.get(); }
 
     // Runs the bound kernel on one row; rows without pixels are skipped. A row
     // whose scratch memory cannot be had is left as it was and logged; Run

@@ -29,7 +29,17 @@ set(QGDI_KERNEL_PASSES baseline)
 set(QGDI_KERNEL_PASS_baseline_INDEX 0)
 set(QGDI_KERNEL_PASS_baseline_FLAGS "")
 option(QGDI_WIDE_KERNELS "Also build the pixel kernels for x86-64-v3 (AVX2) and x86-64-v4 (AVX-512)" ON)
-if(QGDI_WIDE_KERNELS AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$"
+# An unoptimised build keeps every inline helper (std::min, accessors) as an
+# out-of-line weak function; a wide pass would then offer the linker AVX
+# copies of code the baseline calls too. Such builds (Debug, the sanitizer
+# build) have nothing to gain from the wide passes anyway, so they build the
+# baseline alone; the symbol check guards the optimised builds.
+if(CMAKE_BUILD_TYPE MATCHES "^(Release|RelWithDebInfo|MinSizeRel)$")
+  set(QGDI_OPTIMISED_BUILD ON)
+else()
+  set(QGDI_OPTIMISED_BUILD OFF)
+endif()
+if(QGDI_WIDE_KERNELS AND QGDI_OPTIMISED_BUILD AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$"
    AND CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
   list(APPEND QGDI_KERNEL_PASSES avx2 avx512)
   set(QGDI_KERNEL_PASS_avx2_INDEX 1)
@@ -41,8 +51,8 @@ if(QGDI_WIDE_KERNELS AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$"
 endif()
 
 set(QGDI_VEC_REPORT_DIR ${CMAKE_BINARY_DIR}/vectorisation)
-# The reports and their check need GCC's -fopt-info.
-if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+# The reports and their check need GCC's -fopt-info and an optimised build.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND QGDI_OPTIMISED_BUILD)
   set(QGDI_VEC_REPORTS ON)
 else()
   set(QGDI_VEC_REPORTS OFF)

@@ -98,8 +98,9 @@ TEST(PreparedBlock, BindingHandsItsKernelTheBlockMadeForIt) {
     data.pDst = row.data();
     const CRowOp op(&fill, data);
     op(data);
-    ASSERT_NE(data.pPrepared, nullptr);
-    EXPECT_TRUE(data.pPrepared->IsFor(fill, keFormatBGRA, keFormatNone));
+    ASSERT_NE(op.GetPrepared(), nullptr);
+    EXPECT_TRUE(op.GetPrepared()->IsFor(fill, keFormatBGRA, keFormatNone));
+    EXPECT_EQ(data.pPrepared, nullptr);  // the caller's record is given back as it was
 }
 
 TEST(PreparedBlock, KernelIgnoresABlockMadeForAnotherDefinition) {
@@ -109,9 +110,10 @@ TEST(PreparedBlock, KernelIgnoresABlockMadeForAnotherDefinition) {
     data.eDstFormat = keFormatBGRA;
     data.nCount = 5;
     data.pDst = row.data();
-    CRowOp(&red, data)(data);
-    ASSERT_NE(data.pPrepared, nullptr);
-    // The record still carries red's block; blue's kernel must not use it.
+    const CRowOp op(&red, data);
+    ASSERT_NE(op.GetPrepared(), nullptr);
+    // A record carrying red's block: blue's kernel must not use it.
+    data.pPrepared = op.GetPrepared();
     GetRowFillDict()[3].pfnKernel(blue, data);
     ASSERT_EQ(GetRowFillDict()[3].nDstFormat, keFormatBGRA);
     for (int i = 0; i < 5; ++i) EXPECT_EQ(row[4 * i], 255) << i;  // blue, stored first
@@ -127,10 +129,9 @@ TEST(PreparedBlock, CopiesOfABindingShareItsBlock) {
     data.nCount = 3;
     data.pDst = a.data();
     op(data);
-    const CRowOpPrepared* first = data.pPrepared;
     data.pDst = b.data();
     copy(data);
-    EXPECT_EQ(data.pPrepared, first);
+    EXPECT_EQ(copy.GetPrepared(), op.GetPrepared());
     EXPECT_EQ(a, b);
 }
 
