@@ -7,11 +7,11 @@
 #include "qmm/MemStats.h"
 #include "qmm/qmm.h"
 
+#include "QuorRender/QuorRender.h"
 #include "colour/colour.h"
+#include "deformation/deformation.h"
 #include "diagnostics/diagnostics.h"
 #include "geometry/geometry.h"
 #include "qdibcore/Source/qdibcore.h"
-#include "QuorRender/QuorRender.h"
-#include "deformation/deformation.h"
 
 #define QGDI_VERSION_STRING "0.1.0"

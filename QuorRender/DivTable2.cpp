@@ -145,7 +145,9 @@ const uint8_t (*GetDiv255thsTable())[256] {
         // a = 0: 0; 1..254: min(255, 255 b / a); 255: b
         for (int a = 0; a < 256; ++a)
             for (int b = 0; b < 256; ++b)
-                t[a][b] = a == 0 ? 0 : a == 255 ? static_cast<uint8_t>(b) : static_cast<uint8_t>(std::min(255, 255 * b / a));
+                t[a][b] = a == 0     ? 0
+                          : a == 255 ? static_cast<uint8_t>(b)
+                                     : static_cast<uint8_t>(std::min(255, 255 * b / a));
         return &t;
     }();
     return table;

@@ -1,7 +1,7 @@
 #include "QuorRender/RowOp.h"
 
-#include <array>
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstdio>
 #include <cstring>
@@ -63,9 +63,9 @@ void PackRow(EQPixelFormat f, uint8_t* dst, const uint8_t* indices, int n) noexc
 }
 
 inline constexpr SQFormatPair kNOPPairs[] = {
-    {keFormatIndex8, keFormatNone},    {keFormatGrey, keFormatNone},      {keFormatGreyA, keFormatNone},
-    {keFormatBGR, keFormatNone},       {keFormatBGRA, keFormatNone},      {keFormatBGRxA, keFormatNone},
-    {keFormatBGRA_u16, keFormatNone},  {keFormatBGRA_f32, keFormatNone},
+    {keFormatIndex8, keFormatNone},   {keFormatGrey, keFormatNone},     {keFormatGreyA, keFormatNone},
+    {keFormatBGR, keFormatNone},      {keFormatBGRA, keFormatNone},     {keFormatBGRxA, keFormatNone},
+    {keFormatBGRA_u16, keFormatNone}, {keFormatBGRA_f32, keFormatNone},
 };
 static_assert(std::size(kNOPPairs) == 8);
 
@@ -150,7 +150,8 @@ QRowOpFn RoeLookUpEntry(const SRowOpDictEntry* dict, EQPixelFormat dst, EQPixelF
     default: break;
     }
     if (chosen) return chosen;
-    if (report) QGDI_Log(keLogDebug, "no row kernel for %ls <- %ls (request %d)", FormatName(dst), FormatName(src), request);
+    if (report)
+        QGDI_Log(keLogDebug, "no row kernel for %ls <- %ls (request %d)", FormatName(dst), FormatName(src), request);
     return &QGDI_RowOpNOP;
 }
 
@@ -232,9 +233,9 @@ bool CRowOp::BindWidened(const CRowOpDef* def, const CRowOpData& data, EQCPURequ
     (void)inner.Bind(def, wide, request, false);
     if (inner.IsNOP()) return false;
     const bool hasSource = wide.eSrcFormat != keFormatNone;
-    if (inner.m_bConverted && (inner.m_pfnDstToIntermediate == &QGDI_RowOpNOP ||
-                               inner.m_pfnIntermediateToDst == &QGDI_RowOpNOP ||
-                               (hasSource && inner.m_pfnSrcToIntermediate == &QGDI_RowOpNOP)))
+    if (inner.m_bConverted &&
+        (inner.m_pfnDstToIntermediate == &QGDI_RowOpNOP || inner.m_pfnIntermediateToDst == &QGDI_RowOpNOP ||
+         (hasSource && inner.m_pfnSrcToIntermediate == &QGDI_RowOpNOP)))
         return false;
     *this = inner;
     if (IsSubByte(data.eDstFormat)) {
@@ -258,8 +259,7 @@ bool CRowOp::Attach(const CRowOpDef* def, const CRowOpData& data, EQCPURequest r
 // Everything that depends only on the definition and the formats: the
 // kernel's prepared block and the scratch one pixel needs.
 void CRowOp::Prepare(const CRowOpData& data) {
-    if (m_bConverted)
-        m_nScratchPerPixel = kIntermediateBytes * (data.eSrcFormat != keFormatNone ? 2 : 1);
+    if (m_bConverted) m_nScratchPerPixel = kIntermediateBytes * (data.eSrcFormat != keFormatNone ? 2 : 1);
     m_nScratchPerPixel += (m_eWidenedDst != keFormatNone ? 1 : 0) + (m_eWidenedSrc != keFormatNone ? 1 : 0);
     if (IsNOP()) return;
     try {

@@ -16,7 +16,9 @@
 #include "qgdi_export.h"
 
 // The kinds of row operation, one per line of QuorRender/RowOpKinds.h.
-enum EQRowOpType : int32_t { QGDI_ROWOP_KIND_LIST(QGDI_ROWOP_KIND_ENUMERATOR, QGDI_ROWOP_KIND_ENUMERATOR, QGDI_ROWOP_KIND_SKIP) };
+enum EQRowOpType : int32_t {
+    QGDI_ROWOP_KIND_LIST(QGDI_ROWOP_KIND_ENUMERATOR, QGDI_ROWOP_KIND_ENUMERATOR, QGDI_ROWOP_KIND_SKIP)
+};
 
 // "keRoNOP" ... for the named kinds, "Unknown" for every other value.
 QGDI_API const char* QGDI_GetRowOpTypeName(int type) noexcept;
@@ -166,8 +168,7 @@ public:
     CRowOp() noexcept = default;
     // `report` sends a pair that ends on the no-op kernel to the diagnostic
     // channel as a "Missing Row Operation".
-    CRowOp(const CRowOpDef* def, const CRowOpData& data, EQCPURequest request = keCPURequestBest,
-           bool report = false);
+    CRowOp(const CRowOpDef* def, const CRowOpData& data, EQCPURequest request = keCPURequestBest, bool report = false);
     virtual ~CRowOp();
     CRowOp(const CRowOp&) = default;
     CRowOp& operator=(const CRowOp&) = default;

@@ -122,8 +122,8 @@ struct TRowKodalith {
         using P = TPx<D>;
         using E = typename P::E;
         const typename P::W threshold = Cast<E, uint8_t>(static_cast<const CRowOpDefRowKodalith&>(def).GetThreshold());
-        if constexpr (sizeof(E) == 1 && !P::Traits::kGrey && !P::Traits::kPremultiplied && P::kN == 4 && P::Traits::kBlue == 0 &&
-                      P::Traits::kRed == 2) {
+        if constexpr (sizeof(E) == 1 && !P::Traits::kGrey && !P::Traits::kPremultiplied && P::kN == 4 &&
+                      P::Traits::kBlue == 0 && P::Traits::kRed == 2) {
             ForSpans<D, S>(data, [&](uint8_t* row, const uint8_t*, int, int n) {
                 // one word per pixel, so that the span is a flat loop of 32-bit lanes
                 const uint32_t th = uint32_t(threshold);
@@ -139,9 +139,8 @@ struct TRowKodalith {
         }
         ForSpans<D, S>(data, [&](uint8_t* row, const uint8_t*, int, int n) {
             // c' = luminance >= threshold ? full : 0
-            MapStraight<D>(row, n, [&](typename P::C& c) {
-                c.b = c.g = c.r = Luma(c.r, c.g, c.b) >= threshold ? P::kMax : 0;
-            });
+            MapStraight<D>(row, n,
+                           [&](typename P::C& c) { c.b = c.g = c.r = Luma(c.r, c.g, c.b) >= threshold ? P::kMax : 0; });
         });
     }
 };
@@ -215,7 +214,8 @@ void CRowOpDefRowRGBAdjust::BuildByteTables() noexcept {
     // c' = clamp(round(gain c + offset 255))
     for (int c = 0; c < 3; ++c)
         for (int v = 0; v < 256; ++v)
-            m_byteTable[c][v] = qgdi::px::Saturate<uint8_t>(static_cast<int32_t>(std::lround(m_dGain[c] * v + m_dOffset[c] * 255)));
+            m_byteTable[c][v] = qgdi::px::Saturate<uint8_t>(
+                static_cast<int32_t>(std::lround(m_dGain[c] * v + m_dOffset[c] * 255)));
 }
 
 QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowInvertDict() noexcept)

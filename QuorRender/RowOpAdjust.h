@@ -26,7 +26,9 @@ public:
     double GetGain(int channel) const noexcept { return channel >= 0 && channel < 3 ? m_dGain[channel] : 1; }
     double GetOffset(int channel) const noexcept { return channel >= 0 && channel < 3 ? m_dOffset[channel] : 0; }
     // The rule on 8-bit channels, c' for c = 0..255, tabulated once for every row.
-    const uint8_t* GetByteTable(int channel) const noexcept { return m_byteTable[channel >= 0 && channel < 3 ? channel : 0]; }
+    const uint8_t* GetByteTable(int channel) const noexcept {
+        return m_byteTable[channel >= 0 && channel < 3 ? channel : 0];
+    }
 
 private:
     void BuildByteTables() noexcept;

@@ -109,8 +109,8 @@ QuorErrorCode ApplyRow(const SApplyArgs& a, const CRowOp& op, CRowOpData data, i
     return code;
 }
 
-QuorErrorCode Apply(const CRowOpDef& def, SApplyArgs& a, const RECT* dstRect, const RECT* srcRect,
-                    const RECT* maskRect, CStatusControl* status) {
+QuorErrorCode Apply(const CRowOpDef& def, SApplyArgs& a, const RECT* dstRect, const RECT* srcRect, const RECT* maskRect,
+                    CStatusControl* status) {
     if (!a.dst->IsAttached() || !ClipToImage(dstRect, a.dst->GetWidth(), a.dst->GetHeight(), a.dstRect))
         return keQuorErrSuccess;
     if (a.src && (!a.src->IsAttached() || !FitSecondImage(*a.src, srcRect, a.dstRect, a.srcOrigin)))

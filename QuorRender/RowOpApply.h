@@ -52,6 +52,7 @@ QGDI_API CErrorAutoThrow PixelIterator_ApplyRowOpChecked_NonConst(const CRowOpDe
                                                                   CStatusControl* status = nullptr);
 QGDI_API CErrorAutoThrow PixelIterator_ApplyRowOpChecked(const CRowOpDef& def, CRowIterator& destination,
                                                          const CRowIterator* source, const CRowIterator* mask,
-                                                         const RECT* destRect = nullptr, const RECT* sourceRect = nullptr,
+                                                         const RECT* destRect = nullptr,
+                                                         const RECT* sourceRect = nullptr,
                                                          const RECT* maskRect = nullptr,
                                                          CStatusControl* status = nullptr);

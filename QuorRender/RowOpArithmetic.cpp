@@ -107,7 +107,9 @@ struct TRowArithmetic {
                 ArithmeticBytes(d, s, n * T::kChannels, bytes);
             } else {
                 const float f1 = float(k[0]), f2 = float(k[1]), f3 = float(k[2]), f4 = float(k[3]);
-                for (int i = 0; i < n * T::kChannels; ++i) d[i] = Saturate<E>(f1 * s[i] * d[i] + f2 * s[i] + f3 * d[i] + f4);  // @vectorised
+                for (int i = 0; i < n * T::kChannels; ++i) {  // @vectorised
+                    d[i] = Saturate<E>(f1 * s[i] * d[i] + f2 * s[i] + f3 * d[i] + f4);
+                }
             }
             if constexpr (T::kPremultiplied) {
                 // premultiplied colour cannot exceed its alpha

@@ -4,8 +4,8 @@
 #include <optional>
 
 #include "QuorRender/internal/RowOpDict.h"
-#include "QuorRender/internal/RowSpans.h"
 #include "QuorRender/internal/RowOpPrepared.h"
+#include "QuorRender/internal/RowSpans.h"
 #include "platform/TargetPass.h"
 
 namespace qgdi::QGDI_TARGET_NS {
@@ -15,24 +15,24 @@ using namespace qgdi::px;
 using qgdi::rowop::ForSpans;
 
 inline constexpr SQFormatPair kChannelGetPairs[] = {
-    {keFormatGrey, keFormatBGRA},         {keFormatGrey, keFormatBGR},         {keFormatGrey, keFormatGreyA},
-    {keFormatGrey, keFormatBGRxA},        {keFormatGrey_u16, keFormatBGRA_u16}, {keFormatGrey_u16, keFormatBGR_u16},
+    {keFormatGrey, keFormatBGRA},          {keFormatGrey, keFormatBGR},          {keFormatGrey, keFormatGreyA},
+    {keFormatGrey, keFormatBGRxA},         {keFormatGrey_u16, keFormatBGRA_u16}, {keFormatGrey_u16, keFormatBGR_u16},
     {keFormatGrey_u16, keFormatGreyA_u16}, {keFormatGrey_f32, keFormatBGRA_f32}, {keFormatGrey_f32, keFormatBGR_f32},
     {keFormatGrey_f32, keFormatGreyA_f32},
 };
 static_assert(std::size(kChannelGetPairs) == 10);
 
 inline constexpr SQFormatPair kChannelSetPairs[] = {
-    {keFormatBGRA, keFormatGrey},         {keFormatBGR, keFormatGrey},         {keFormatGreyA, keFormatGrey},
-    {keFormatBGRxA, keFormatGrey},        {keFormatBGRA_u16, keFormatGrey_u16}, {keFormatBGR_u16, keFormatGrey_u16},
+    {keFormatBGRA, keFormatGrey},          {keFormatBGR, keFormatGrey},          {keFormatGreyA, keFormatGrey},
+    {keFormatBGRxA, keFormatGrey},         {keFormatBGRA_u16, keFormatGrey_u16}, {keFormatBGR_u16, keFormatGrey_u16},
     {keFormatGreyA_u16, keFormatGrey_u16}, {keFormatBGRA_f32, keFormatGrey_f32}, {keFormatBGR_f32, keFormatGrey_f32},
     {keFormatGreyA_f32, keFormatGrey_f32},
 };
 static_assert(std::size(kChannelSetPairs) == 10);
 
 inline constexpr SQFormatPair kChannelConstantPairs[] = {
-    {keFormatBGRA, keFormatNone},  {keFormatBGR, keFormatNone},      {keFormatGreyA, keFormatNone},
-    {keFormatGrey, keFormatNone},  {keFormatBGRA_u16, keFormatNone}, {keFormatBGRA_f32, keFormatNone},
+    {keFormatBGRA, keFormatNone}, {keFormatBGR, keFormatNone},      {keFormatGreyA, keFormatNone},
+    {keFormatGrey, keFormatNone}, {keFormatBGRA_u16, keFormatNone}, {keFormatBGRA_f32, keFormatNone},
 };
 static_assert(std::size(kChannelConstantPairs) == 6);
 
@@ -107,7 +107,8 @@ struct TChannelSet {
                 }
             } else if (spread) {
                 // d.b = d.g = d.r = s
-                for (int i = 0; i < n; ++i, d += PD::kN) d[PD::Traits::kBlue] = d[PD::Traits::kGreen] = d[PD::Traits::kRed] = s[i];
+                for (int i = 0; i < n; ++i, d += PD::kN)
+                    d[PD::Traits::kBlue] = d[PD::Traits::kGreen] = d[PD::Traits::kRed] = s[i];
             } else {
                 // d[channel] = s
                 for (int i = 0; i < n; ++i) d[i * PD::kN + offset] = s[i];

@@ -5,10 +5,10 @@
 
 #include "QuorRender/DivTable2.h"
 #include "QuorRender/internal/RowOpDict.h"
-#include "qdibcore/Source/internal/pixel/IndexedPixels.h"
-#include "qdibcore/Source/internal/pixel/Pixel.h"
 #include "QuorRender/internal/RowOpPrepared.h"
 #include "platform/TargetPass.h"
+#include "qdibcore/Source/internal/pixel/IndexedPixels.h"
+#include "qdibcore/Source/internal/pixel/Pixel.h"
 
 namespace qgdi::QGDI_TARGET_NS {
 namespace {
@@ -16,8 +16,8 @@ namespace {
 using namespace qgdi::px;
 
 inline constexpr SQFormatPair kMaskOverSolidPairs[] = {
-    {keFormatGrey, keFormatNone},  {keFormatGreyA, keFormatNone},   {keFormatBGR, keFormatNone},
-    {keFormatBGRA, keFormatNone},  {keFormatBGRxA, keFormatNone},   {keFormatBGR_u16, keFormatNone},
+    {keFormatGrey, keFormatNone},     {keFormatGreyA, keFormatNone}, {keFormatBGR, keFormatNone},
+    {keFormatBGRA, keFormatNone},     {keFormatBGRxA, keFormatNone}, {keFormatBGR_u16, keFormatNone},
     {keFormatBGRA_u16, keFormatNone},
 };
 static_assert(std::size(kMaskOverSolidPairs) == 7);
@@ -29,8 +29,8 @@ inline constexpr SQFormatPair kBlendSolidPairs[] = {
 static_assert(std::size(kBlendSolidPairs) == 6);
 
 inline constexpr SQFormatPair kErasePairs[] = {
-    {keFormatGreyA, keFormatNone},     {keFormatBGRA, keFormatNone},     {keFormatBGRxA, keFormatNone},
-    {keFormatBGRA_u16, keFormatNone},  {keFormatBGRA_f32, keFormatNone},
+    {keFormatGreyA, keFormatNone},    {keFormatBGRA, keFormatNone},     {keFormatBGRxA, keFormatNone},
+    {keFormatBGRA_u16, keFormatNone}, {keFormatBGRA_f32, keFormatNone},
 };
 static_assert(std::size(kErasePairs) == 5);
 
@@ -51,7 +51,8 @@ inline void SplitOnMask(const uint8_t* mask, F&& f) {
 // Source-over of straight colour s with alpha a (0..255) onto pixel d, in the
 // pixel's own storage (straight, premultiplied or without alpha).
 template <EQPixelFormat D>
-inline void Over(typename TPx<D>::C& d, const typename TPx<D>::C& s, uint32_t a, const uint32_t (*ratio)[256]) noexcept {
+inline void Over(typename TPx<D>::C& d, const typename TPx<D>::C& s, uint32_t a,
+                 const uint32_t (*ratio)[256]) noexcept {
     using P = TPx<D>;
     using W = typename P::W;
     constexpr bool kAlpha = P::Traits::kAlpha, kPremul = P::Traits::kPremultiplied;
@@ -59,10 +60,12 @@ inline void Over(typename TPx<D>::C& d, const typename TPx<D>::C& s, uint32_t a,
         const uint32_t na = 255 - a;
         if constexpr (!kAlpha) {
             // d = (d (255 - a) + s a) / 255
-            d.b = W(Div255(d.b * na + s.b * a)), d.g = W(Div255(d.g * na + s.g * a)), d.r = W(Div255(d.r * na + s.r * a));
+            d.b = W(Div255(d.b * na + s.b * a)), d.g = W(Div255(d.g * na + s.g * a)),
+            d.r = W(Div255(d.r * na + s.r * a));
         } else if constexpr (kPremul) {
             // d = s a / 255 + d (255 - a) / 255, alpha likewise with s.a = 255
-            d.b = W(Div255(s.b * a + d.b * na)), d.g = W(Div255(s.g * a + d.g * na)), d.r = W(Div255(s.r * a + d.r * na));
+            d.b = W(Div255(s.b * a + d.b * na)), d.g = W(Div255(s.g * a + d.g * na)),
+            d.r = W(Div255(s.r * a + d.r * na));
             d.a = W(a + Div255(d.a * na));
         } else {
             // A = a + da (255 - a) / 255; colour moves towards s by w = a / A (16.16, <= 65536)
@@ -100,7 +103,8 @@ struct TRowMaskOverSolid {
         std::optional<qgdi::rowop::SSolidOverPrepared> local;
         const auto& prep = qgdi::rowop::PreparedFor<qgdi::rowop::SSolidOverPrepared, D, S>(def, data, local);
         typename P::C colour;
-        if constexpr (kIsFloat<typename P::E>) colour = {prep.colourF[0], prep.colourF[1], prep.colourF[2], prep.colourF[3]};
+        if constexpr (kIsFloat<typename P::E>)
+            colour = {prep.colourF[0], prep.colourF[1], prep.colourF[2], prep.colourF[3]};
         else colour = {prep.colour[0], prep.colour[1], prep.colour[2], prep.colour[3]};
         const uint32_t(*ratio)[256] = P::Traits::kAlpha && !P::Traits::kPremultiplied ? GetAlphaRatioTable() : nullptr;
         if (P::Traits::kAlpha && !P::Traits::kPremultiplied && !ratio) return;
@@ -154,7 +158,8 @@ struct TRowBlendSolid {
                 E& v = d[i * T::kChannels + c];
                 // d = d + (P - d) t / 255
                 if constexpr (kIsFloat<E>) v = v + (pixel[c] - v) * (t * (1.0f / 255.0f));
-                else if constexpr (sizeof(E) == 1) v = E(Div255u16(uint16_t(v * uint16_t(255 - t) + pixel[c] * uint16_t(t))));
+                else if constexpr (sizeof(E) == 1)
+                    v = E(Div255u16(uint16_t(v * uint16_t(255 - t) + pixel[c] * uint16_t(t))));
                 else v = E(Div65535(uint32_t(v) * (65535 - t * 257) + uint32_t(pixel[c]) * (t * 257)));
             }
         });
@@ -192,7 +197,8 @@ struct TRowBlendIndexedBGRA {
         // The palette belongs to the row, not to the binding, so it is read per call.
         const SPaletteLUT lut(data.pSrcPalette, data.nSrcPaletteCount);
         std::optional<qgdi::rowop::SCoveragePrepared> local;
-        const uint8_t* coverageOf = qgdi::rowop::PreparedFor<qgdi::rowop::SCoveragePrepared, D, S>(def, data, local).coverageOf;
+        const uint8_t* coverageOf =
+            qgdi::rowop::PreparedFor<qgdi::rowop::SCoveragePrepared, D, S>(def, data, local).coverageOf;
         auto over = [&](const uint8_t* mask) {
             auto* p = reinterpret_cast<typename P::E*>(data.pDst);
             const uint8_t* src = data.pSrc;

@@ -59,7 +59,8 @@ private:
 
 // A palette image laid over a BGRA row: s = palette[index] with the index's
 // alpha (Index8A) or opaque, source-over with alpha x coverage x opacity.
-class QGDI_API CRowOpDefRowBlendIndexedBGRA : public TRowOpDefKind<CRowOpDefRowBlendIndexedBGRA, GetRowBlendIndexedBGRADict> {
+class QGDI_API CRowOpDefRowBlendIndexedBGRA
+    : public TRowOpDefKind<CRowOpDefRowBlendIndexedBGRA, GetRowBlendIndexedBGRADict> {
 public:
     explicit CRowOpDefRowBlendIndexedBGRA(uint8_t opacity = 255) noexcept
         : TRowOpDefKind(keRoRowBlend), m_nOpacity(opacity) {}

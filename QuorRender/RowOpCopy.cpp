@@ -2,8 +2,8 @@
 
 #include "QuorRender/internal/RowOpDict.h"
 #include "QuorRender/internal/RowSpans.h"
-#include "qdibcore/Source/internal/pixel/RowConvert.h"
 #include "platform/TargetPass.h"
+#include "qdibcore/Source/internal/pixel/RowConvert.h"
 
 namespace qgdi::QGDI_TARGET_NS {
 namespace {

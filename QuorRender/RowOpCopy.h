@@ -37,7 +37,8 @@ public:
 };
 
 // d = palette[s] where s differs from the transparent index; elsewhere d is kept.
-class QGDI_API CRowOpDefRowCopyPalettedWithTransparencyIndex : public TRowOpDefKind<CRowOpDefRowCopyPalettedWithTransparencyIndex, GetRowCopyPalettedWithTransparencyIndexDict> {
+class QGDI_API CRowOpDefRowCopyPalettedWithTransparencyIndex
+    : public TRowOpDefKind<CRowOpDefRowCopyPalettedWithTransparencyIndex, GetRowCopyPalettedWithTransparencyIndexDict> {
 public:
     // A negative index makes every pixel opaque.
     explicit CRowOpDefRowCopyPalettedWithTransparencyIndex(int transparentIndex = -1) noexcept
@@ -55,7 +56,6 @@ class QGDI_API CRowOpDefRowDither : public TRowOpDefKind<CRowOpDefRowDither, Get
 public:
     CRowOpDefRowDither() noexcept : TRowOpDefKind(keRoRowCopy) {}
 };
-
 
 // The definition the converted path hands to its converters.
 QGDI_API const CRowOpDefRowCopy& QGDI_GetRowCopyDef() noexcept;

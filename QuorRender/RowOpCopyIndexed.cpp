@@ -2,8 +2,8 @@
 #include "QuorRender/RowOpCopy.h"
 #include "QuorRender/internal/RowOpDict.h"
 #include "QuorRender/internal/RowSpans.h"
-#include "qdibcore/Source/internal/pixel/RowConvert.h"
 #include "platform/TargetPass.h"
+#include "qdibcore/Source/internal/pixel/RowConvert.h"
 
 namespace qgdi::QGDI_TARGET_NS {
 namespace {
@@ -21,11 +21,11 @@ inline void PutBGRA(uint8_t* d, uint32_t w, uint8_t alpha) noexcept {
 }
 
 inline constexpr SQFormatPair kCopyIndexedPairs[] = {
-    {keFormatIndex1, keFormatIndex1}, {keFormatIndex4, keFormatIndex4}, {keFormatIndex8, keFormatIndex8},
-    {keFormatIndex8A, keFormatIndex8A}, {keFormatBGRA, keFormatIndex1}, {keFormatBGRA, keFormatIndex4},
-    {keFormatBGRA, keFormatIndex8},   {keFormatBGRA, keFormatIndex8A},  {keFormatBGR, keFormatIndex1},
-    {keFormatBGR, keFormatIndex4},    {keFormatBGR, keFormatIndex8},    {keFormatBGR, keFormatIndex8A},
-    {keFormatIndex8, keFormatIndex1}, {keFormatIndex8, keFormatIndex4}, {keFormatIndex8A, keFormatIndex8},
+    {keFormatIndex1, keFormatIndex1},   {keFormatIndex4, keFormatIndex4}, {keFormatIndex8, keFormatIndex8},
+    {keFormatIndex8A, keFormatIndex8A}, {keFormatBGRA, keFormatIndex1},   {keFormatBGRA, keFormatIndex4},
+    {keFormatBGRA, keFormatIndex8},     {keFormatBGRA, keFormatIndex8A},  {keFormatBGR, keFormatIndex1},
+    {keFormatBGR, keFormatIndex4},      {keFormatBGR, keFormatIndex8},    {keFormatBGR, keFormatIndex8A},
+    {keFormatIndex8, keFormatIndex1},   {keFormatIndex8, keFormatIndex4}, {keFormatIndex8A, keFormatIndex8},
 };
 static_assert(std::size(kCopyIndexedPairs) == 15);
 
@@ -42,7 +42,7 @@ struct TRowCopyIndexed {
 };
 
 inline constexpr SQFormatPair kPalettedPairs[] = {
-    {keFormatBGRA, keFormatIndex8}, {keFormatBGR, keFormatIndex8},   {keFormatBGRA, keFormatIndex4},
+    {keFormatBGRA, keFormatIndex8}, {keFormatBGR, keFormatIndex8},    {keFormatBGRA, keFormatIndex4},
     {keFormatBGRA, keFormatIndex1}, {keFormatIndex8, keFormatIndex8},
 };
 static_assert(std::size(kPalettedPairs) == 5);
@@ -51,7 +51,8 @@ template <EQPixelFormat D, EQPixelFormat S>
 struct TRowCopyPaletted {
     static void Run(const CRowOpDef& def, CRowOpData& data) {
         if (!data.pSrc) return;
-        const int transparent = static_cast<const CRowOpDefRowCopyPalettedWithTransparencyIndex&>(def).GetTransparentIndex();
+        const int transparent =
+            static_cast<const CRowOpDefRowCopyPalettedWithTransparencyIndex&>(def).GetTransparentIndex();
         ForSpans<D, S>(data, [&](uint8_t* dst, const uint8_t* src, int, int n) {
             if constexpr (D == keFormatIndex8) {
                 // d = s unless s is the transparent index

@@ -1,7 +1,7 @@
 // Ordered dithering while narrowing 16-bit and float rows to 8 bits.
 #include "QuorRender/RowOpCopy.h"
-#include "QuorRender/internal/RowSpans.h"
 #include "QuorRender/internal/RowOpDict.h"
+#include "QuorRender/internal/RowSpans.h"
 #include "platform/TargetPass.h"
 
 namespace qgdi::QGDI_TARGET_NS {

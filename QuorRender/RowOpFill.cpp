@@ -9,8 +9,8 @@
 #endif
 
 #include "QuorRender/internal/RowOpDict.h"
-#include "QuorRender/internal/RowSpans.h"
 #include "QuorRender/internal/RowOpPrepared.h"
+#include "QuorRender/internal/RowSpans.h"
 #include "platform/TargetPass.h"
 
 namespace qgdi::QGDI_TARGET_NS {
@@ -20,10 +20,10 @@ using namespace qgdi::px;
 using qgdi::rowop::ForSpans;
 
 inline constexpr SQFormatPair kFillPairs[] = {
-    {keFormatGrey, keFormatNone},      {keFormatGreyA, keFormatNone},      {keFormatBGR, keFormatNone},
-    {keFormatBGRA, keFormatNone},      {keFormatBGRxA, keFormatNone},      {keFormatGrey_u16, keFormatNone},
-    {keFormatGreyA_u16, keFormatNone}, {keFormatBGR_u16, keFormatNone},    {keFormatBGRA_u16, keFormatNone},
-    {keFormatBGRxA_u16, keFormatNone}, {keFormatGrey_f32, keFormatNone},   {keFormatBGRA_f32, keFormatNone},
+    {keFormatGrey, keFormatNone},      {keFormatGreyA, keFormatNone},    {keFormatBGR, keFormatNone},
+    {keFormatBGRA, keFormatNone},      {keFormatBGRxA, keFormatNone},    {keFormatGrey_u16, keFormatNone},
+    {keFormatGreyA_u16, keFormatNone}, {keFormatBGR_u16, keFormatNone},  {keFormatBGRA_u16, keFormatNone},
+    {keFormatBGRxA_u16, keFormatNone}, {keFormatGrey_f32, keFormatNone}, {keFormatBGRA_f32, keFormatNone},
     {keFormatIndex8, keFormatNone},
 };
 static_assert(std::size(kFillPairs) == 13);
@@ -88,7 +88,8 @@ struct TRowFill {
                 std::memset(dst, pattern[0], static_cast<size_t>(n));
             } else if constexpr (kPixel == 2 || kPixel == 4 || kPixel == 8) {
                 // pixels that are whole machine words: plain stores the compiler widens
-                using Word = std::conditional_t<kPixel == 2, uint16_t, std::conditional_t<kPixel == 4, uint32_t, uint64_t>>;
+                using Word =
+                    std::conditional_t<kPixel == 2, uint16_t, std::conditional_t<kPixel == 4, uint32_t, uint64_t>>;
                 Word w;
                 std::memcpy(&w, pattern, kPixel);
                 if constexpr (sizeof(wchar_t) % kPixel == 0) {
@@ -99,7 +100,8 @@ struct TRowFill {
                         wchar_t c;
                         std::memcpy(&c, pattern, sizeof c);
                         std::wmemset(reinterpret_cast<wchar_t*>(dst), c, static_cast<size_t>(n / kPerChar));
-                        for (int i = n - n % kPerChar; i < n; ++i) std::memcpy(dst + static_cast<size_t>(i) * kPixel, &w, kPixel);
+                        for (int i = n - n % kPerChar; i < n; ++i)
+                            std::memcpy(dst + static_cast<size_t>(i) * kPixel, &w, kPixel);
                         return;
                     }
                 }

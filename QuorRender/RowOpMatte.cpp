@@ -24,8 +24,9 @@ inline constexpr auto kRecip16 = [] {
 // The matte colour in the channel scale of element type E.
 template <class E>
 TColour<TWork<E>> MatteIn(uint32_t rgb) noexcept {
-    return {Cast<E, uint8_t>(static_cast<int32_t>((rgb >> 16) & 255)), Cast<E, uint8_t>(static_cast<int32_t>((rgb >> 8) & 255)),
-            Cast<E, uint8_t>(static_cast<int32_t>(rgb & 255)), kFull<E>};
+    return {Cast<E, uint8_t>(static_cast<int32_t>((rgb >> 16) & 255)),
+            Cast<E, uint8_t>(static_cast<int32_t>((rgb >> 8) & 255)), Cast<E, uint8_t>(static_cast<int32_t>(rgb & 255)),
+            kFull<E>};
 }
 
 // c a + m (1 - a)
@@ -53,19 +54,19 @@ inline TWork<E> Dematte(TWork<E> c, TWork<E> a, TWork<E> m) noexcept {
 }
 
 inline constexpr SQFormatPair kMattePairs[] = {
-    {keFormatGreyA, keFormatNone},     {keFormatBGRA, keFormatNone},      {keFormatBGRxA, keFormatNone},
-    {keFormatGreyA_u16, keFormatNone}, {keFormatBGRA_u16, keFormatNone},  {keFormatBGRxA_u16, keFormatNone},
-    {keFormatGreyA_f32, keFormatNone}, {keFormatBGRA_f32, keFormatNone},  {keFormatBGRxA_f32, keFormatNone},
-    {keFormatBGR, keFormatBGRA},       {keFormatBGR, keFormatBGRxA},      {keFormatGrey, keFormatGreyA},
+    {keFormatGreyA, keFormatNone},       {keFormatBGRA, keFormatNone},     {keFormatBGRxA, keFormatNone},
+    {keFormatGreyA_u16, keFormatNone},   {keFormatBGRA_u16, keFormatNone}, {keFormatBGRxA_u16, keFormatNone},
+    {keFormatGreyA_f32, keFormatNone},   {keFormatBGRA_f32, keFormatNone}, {keFormatBGRxA_f32, keFormatNone},
+    {keFormatBGR, keFormatBGRA},         {keFormatBGR, keFormatBGRxA},     {keFormatGrey, keFormatGreyA},
     {keFormatBGR_u16, keFormatBGRA_u16},
 };
 static_assert(std::size(kMattePairs) == 13);
 
 inline constexpr SQFormatPair kDemattePairs[] = {
-    {keFormatGreyA, keFormatNone},     {keFormatBGRA, keFormatNone},      {keFormatBGRxA, keFormatNone},
-    {keFormatGreyA_u16, keFormatNone}, {keFormatBGRA_u16, keFormatNone},  {keFormatBGRxA_u16, keFormatNone},
-    {keFormatGreyA_f32, keFormatNone}, {keFormatBGRA_f32, keFormatNone},  {keFormatBGRxA_f32, keFormatNone},
-    {keFormatBGRA, keFormatBGRA},      {keFormatBGRxA, keFormatBGRxA},    {keFormatGreyA, keFormatGreyA},
+    {keFormatGreyA, keFormatNone},        {keFormatBGRA, keFormatNone},     {keFormatBGRxA, keFormatNone},
+    {keFormatGreyA_u16, keFormatNone},    {keFormatBGRA_u16, keFormatNone}, {keFormatBGRxA_u16, keFormatNone},
+    {keFormatGreyA_f32, keFormatNone},    {keFormatBGRA_f32, keFormatNone}, {keFormatBGRxA_f32, keFormatNone},
+    {keFormatBGRA, keFormatBGRA},         {keFormatBGRxA, keFormatBGRxA},   {keFormatGreyA, keFormatGreyA},
     {keFormatBGRA_u16, keFormatBGRA_u16},
 };
 static_assert(std::size(kDemattePairs) == 13);

@@ -21,7 +21,8 @@ private:
 // the matte that antialiased edges picked up from a solid background.
 class QGDI_API CRowOpDefRowDematte : public TRowOpDefKind<CRowOpDefRowDematte, GetRowDematteDict> {
 public:
-    explicit CRowOpDefRowDematte(uint32_t matte = 0x00FFFFFFu) noexcept : TRowOpDefKind(keRoRowDematte), m_nMatte(matte) {}
+    explicit CRowOpDefRowDematte(uint32_t matte = 0x00FFFFFFu) noexcept
+        : TRowOpDefKind(keRoRowDematte), m_nMatte(matte) {}
     uint32_t GetMatte() const noexcept { return m_nMatte; }
 
 private:

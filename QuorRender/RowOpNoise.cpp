@@ -14,9 +14,9 @@ using namespace qgdi::px;
 using qgdi::rowop::ForSpans;
 
 inline constexpr SQFormatPair kNoisePairs[] = {
-    {keFormatGrey, keFormatNone},     {keFormatGreyA, keFormatNone},    {keFormatBGR, keFormatNone},
-    {keFormatBGRA, keFormatNone},     {keFormatBGRxA, keFormatNone},    {keFormatGrey_u16, keFormatNone},
-    {keFormatBGR_u16, keFormatNone},  {keFormatBGRA_u16, keFormatNone}, {keFormatBGRA_f32, keFormatNone},
+    {keFormatGrey, keFormatNone},    {keFormatGreyA, keFormatNone},    {keFormatBGR, keFormatNone},
+    {keFormatBGRA, keFormatNone},    {keFormatBGRxA, keFormatNone},    {keFormatGrey_u16, keFormatNone},
+    {keFormatBGR_u16, keFormatNone}, {keFormatBGRA_u16, keFormatNone}, {keFormatBGRA_f32, keFormatNone},
 };
 static_assert(std::size(kNoisePairs) == 9);
 
@@ -60,7 +60,8 @@ struct TRowNoise {
         const int64_t k = static_cast<int64_t>(amount * static_cast<double>(P::kMax) + 0.5);
         const float kf = static_cast<float>(amount) * (1.0f / 32767.0f);
         ForSpans<D, S>(data, [&](uint8_t* dst, const uint8_t*, int x, int n) {
-            CRandom rng(JumpAhead(RowSeed(op.GetSeed(), data.y), static_cast<uint64_t>(static_cast<uint32_t>(x)) * drawsPerPixel));
+            CRandom rng(JumpAhead(RowSeed(op.GetSeed(), data.y),
+                                  static_cast<uint64_t>(static_cast<uint32_t>(x)) * drawsPerPixel));
             auto draw = [&]() -> int32_t {
                 if (!gauss) return 2 * rng.Get() - 32767;
                 const int32_t sum = rng.Get() + rng.Get() + rng.Get();

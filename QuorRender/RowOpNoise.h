@@ -14,7 +14,11 @@ class QGDI_API CRowOpDefRowNoise : public TRowOpDefKind<CRowOpDefRowNoise, GetRo
 public:
     explicit CRowOpDefRowNoise(double amount = 0.1, bool monochrome = false, bool gaussian = false,
                                uint32_t seed = 1) noexcept
-        : TRowOpDefKind(keRoRowNoise), m_dAmount(amount), m_bMonochrome(monochrome), m_bGaussian(gaussian), m_nSeed(seed) {}
+        : TRowOpDefKind(keRoRowNoise),
+          m_dAmount(amount),
+          m_bMonochrome(monochrome),
+          m_bGaussian(gaussian),
+          m_nSeed(seed) {}
 
     double GetAmount() const noexcept { return m_dAmount; }
     bool IsMonochrome() const noexcept { return m_bMonochrome; }
@@ -35,8 +39,8 @@ class QGDI_API CRowOpDefRowTurbulence : public TRowOpDefKind<CRowOpDefRowTurbule
 public:
     // The stitch tile (tileX, tileY, tileWidth, tileHeight) is only read when stitching.
     CRowOpDefRowTurbulence(double baseFrequencyX = 0.05, double baseFrequencyY = 0.05, int octaves = 1,
-                           int32_t seed = 0, bool fractalNoise = false, bool stitchTiles = false,
-                           double tileX = 0, double tileY = 0, double tileWidth = 0, double tileHeight = 0);
+                           int32_t seed = 0, bool fractalNoise = false, bool stitchTiles = false, double tileX = 0,
+                           double tileY = 0, double tileWidth = 0, double tileHeight = 0);
 
     // Value of one channel (0 red, 1 green, 2 blue, 3 alpha) at a point, in 0..1.
     double Evaluate(int channel, double x, double y) const noexcept;

@@ -12,8 +12,8 @@
 #include "QuorRender/RowOpChannel.h"
 #include "QuorRender/RowOpComposite.h"
 #include "QuorRender/RowOpFill.h"
-#include "qdibcore/Source/internal/pixel/PixelMath.h"
 #include "qdibcore/Source/PixelFormatTraits.h"
+#include "qdibcore/Source/internal/pixel/PixelMath.h"
 
 namespace qgdi::rowop {
 
@@ -70,7 +70,8 @@ SSolidOverPrepared::SSolidOverPrepared(const CRowOpDef& def, EQPixelFormat dst, 
     }
     const uint32_t colourAlpha = rgba >> 24, opacity = op.GetOpacity();
     alpha = qgdi::px::Div255(colourAlpha * opacity);
-    for (uint32_t m = 0; m < 256; ++m) alphaOf[m] = uint8_t(qgdi::px::Div255(colourAlpha * qgdi::px::Div255(m * opacity)));
+    for (uint32_t m = 0; m < 256; ++m)
+        alphaOf[m] = uint8_t(qgdi::px::Div255(colourAlpha * qgdi::px::Div255(m * opacity)));
 }
 
 SBlendSolidPrepared::SBlendSolidPrepared(const CRowOpDef& def, EQPixelFormat dst, EQPixelFormat src)

@@ -8,8 +8,8 @@ namespace qgdi::rowop {
 namespace {
 
 #define QGDI_ROWOP_SAMPLE(name, type, Class, GetDict, entries, coverage, sample) \
-    SKindSample{name, type, &GetDict, entries, coverage,                         \
-                +[]() -> std::unique_ptr<CRowOpDef> { return std::make_unique<Class> sample; }},
+    SKindSample{name,    type,     &GetDict,                                     \
+                entries, coverage, +[]() -> std::unique_ptr<CRowOpDef> { return std::make_unique<Class> sample; }},
 #define QGDI_ROWOP_KIND_SAMPLE(value, Name, ...) QGDI_ROWOP_SAMPLE(#Name, keRo##Name, __VA_ARGS__)
 #define QGDI_ROWOP_SHARED_SAMPLE(Label, Kind, ...) QGDI_ROWOP_SAMPLE(#Label, keRo##Kind, __VA_ARGS__)
 

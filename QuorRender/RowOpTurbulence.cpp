@@ -66,9 +66,9 @@ double StitchFrequency(double f, double tile) noexcept {
 
 }  // namespace
 
-CRowOpDefRowTurbulence::CRowOpDefRowTurbulence(double baseFrequencyX, double baseFrequencyY, int octaves,
-                                               int32_t seed, bool fractalNoise, bool stitchTiles, double tileX,
-                                               double tileY, double tileWidth, double tileHeight)
+CRowOpDefRowTurbulence::CRowOpDefRowTurbulence(double baseFrequencyX, double baseFrequencyY, int octaves, int32_t seed,
+                                               bool fractalNoise, bool stitchTiles, double tileX, double tileY,
+                                               double tileWidth, double tileHeight)
     : TRowOpDefKind(keRoRowTurbulence),
       m_dFrequencyX(std::max(0.0, baseFrequencyX)),
       m_dFrequencyY(std::max(0.0, baseFrequencyY)),
@@ -84,7 +84,8 @@ CRowOpDefRowTurbulence::CRowOpDefRowTurbulence(double baseFrequencyX, double bas
         for (int i = 0; i < kLattice; ++i) {
             m_lattice[i] = i;
             double* g = gradients[i];
-            for (int j = 0; j < 2; ++j) g[j] = static_cast<double>(rng.Get() % (kLattice + kLattice) - kLattice) / kLattice;
+            for (int j = 0; j < 2; ++j)
+                g[j] = static_cast<double>(rng.Get() % (kLattice + kLattice) - kLattice) / kLattice;
             const double len = std::sqrt(g[0] * g[0] + g[1] * g[1]);
             if (len > 0) g[0] /= len, g[1] /= len;
         }
@@ -92,7 +93,8 @@ CRowOpDefRowTurbulence::CRowOpDefRowTurbulence(double baseFrequencyX, double bas
     for (int i = kLattice - 1; i > 0; --i) std::swap(m_lattice[i], m_lattice[rng.Get() % kLattice]);
     for (int i = 0; i < kLattice + 2; ++i) {
         m_lattice[kLattice + i] = m_lattice[i];
-        for (auto& gradients : m_gradient) gradients[kLattice + i][0] = gradients[i][0], gradients[kLattice + i][1] = gradients[i][1];
+        for (auto& gradients : m_gradient)
+            gradients[kLattice + i][0] = gradients[i][0], gradients[kLattice + i][1] = gradients[i][1];
     }
     if (m_bStitch) {
         m_dFrequencyX = StitchFrequency(m_dFrequencyX, tileWidth);

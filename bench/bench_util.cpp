@@ -61,7 +61,8 @@ const SCacheSizes& CacheSizes() {
             if (type != "Instruction" && n >= 1 && n <= 3) level[n] = ParseSize(ReadLine(dir + "size"));
         }
 #ifdef _SC_LEVEL1_DCACHE_SIZE
-        const long sys[4] = {0, sysconf(_SC_LEVEL1_DCACHE_SIZE), sysconf(_SC_LEVEL2_CACHE_SIZE), sysconf(_SC_LEVEL3_CACHE_SIZE)};
+        const long sys[4] = {0, sysconf(_SC_LEVEL1_DCACHE_SIZE), sysconf(_SC_LEVEL2_CACHE_SIZE),
+                             sysconf(_SC_LEVEL3_CACHE_SIZE)};
         for (int n = 1; n <= 3; ++n)
             if (!level[n] && sys[n] > 0) level[n] = std::size_t(sys[n]);
 #endif
@@ -163,11 +164,12 @@ void CRatioReporter::Finalize() {
         const size_t slash = name.rfind('/');
         if (slash == std::string::npos || name.compare(slash + 1, std::string::npos, "ours") != 0) continue;
         const std::string base = name.substr(0, slash);
-        for (auto peer = m_rates.lower_bound(base + "/"); peer != m_rates.end() && peer->first.rfind(base + "/", 0) == 0; ++peer) {
+        for (auto peer = m_rates.lower_bound(base + "/");
+             peer != m_rates.end() && peer->first.rfind(base + "/", 0) == 0; ++peer) {
             if (peer->first == name || peer->second <= 0) continue;
             if (!header)
-                std::printf("\n%-48s %-8s %12s %12s %8s\n", "case (median Mpix/s, empty call subtracted)", "peer", "ours",
-                            "peer", "ratio");
+                std::printf("\n%-48s %-8s %12s %12s %8s\n", "case (median Mpix/s, empty call subtracted)", "peer",
+                            "ours", "peer", "ratio");
             header = true;
             std::printf("%-48s %-8s %12.1f %12.1f %8.2f\n", base.c_str(), peer->first.c_str() + base.size() + 1, rate,
                         peer->second, rate / peer->second);

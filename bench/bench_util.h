@@ -16,7 +16,7 @@ namespace qgdi::bench {
 struct SCacheSizes {
     std::size_t l1 = 32 << 10;  // data cache of one core
     std::size_t l2 = 1 << 20;
-    std::size_t l3 = 0;         // the whole last-level cache, 0 when there is none
+    std::size_t l3 = 0;  // the whole last-level cache, 0 when there is none
 };
 
 // Read once from /sys/devices/system/cpu/cpu0/cache (sysconf as a fallback).

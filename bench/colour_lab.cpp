@@ -84,8 +84,8 @@ double RunImage(benchmark::State& state, Fn pass) {
         const double s = std::max(CpuSeconds() - t0, 1e-9);
         best = std::max(best, double(kWidth) * kHeight / s / 1e6);
     }
-    state.counters["Mpix/s"] =
-        benchmark::Counter(double(kWidth) * kHeight * double(state.iterations()) / 1e6, benchmark::Counter::kIsRate);
+    state.counters["Mpix/s"] = benchmark::Counter(double(kWidth) * kHeight * double(state.iterations()) / 1e6,
+                                                  benchmark::Counter::kIsRate);
     return best;
 }
 
@@ -106,8 +106,7 @@ void BM_OursToRgb(benchmark::State& state) {
     CRGBDtoLab8(kColorSpecSRGB, true).Row(src.data(), lab.data(), kWidth * kHeight);
     const CLabtoRGBD8 functor(kColorSpecSRGB, true);
     g_results.oursToRgb = RunImage(state, [&] {
-        for (int y = 0; y < kHeight; ++y)
-            functor.Row(&lab[size_t(y) * kRowBytes], &rgb[size_t(y) * kRowBytes], kWidth);
+        for (int y = 0; y < kHeight; ++y) functor.Row(&lab[size_t(y) * kRowBytes], &rgb[size_t(y) * kRowBytes], kWidth);
         benchmark::DoNotOptimize(rgb.data());
     });
 }
@@ -151,8 +150,7 @@ void BM_LcmsToLab(benchmark::State& state) {
     SLcms lcms;
     g_results.lcmsToLab = RunImage(state, [&] {
         for (int y = 0; y < kHeight; ++y)
-            cmsDoTransform(lcms.toLab, &src[size_t(y) * kRowBytes], &g_results.lcmsLab[size_t(y) * kRowBytes],
-                           kWidth);
+            cmsDoTransform(lcms.toLab, &src[size_t(y) * kRowBytes], &g_results.lcmsLab[size_t(y) * kRowBytes], kWidth);
         benchmark::DoNotOptimize(g_results.lcmsLab.data());
     });
 }
@@ -192,9 +190,10 @@ int main(int argc, char** argv) {
         CRGBDtoLab8(SRGBAdaptedToD50(), true).Row(SourceImage().data(), oursD50.data(), kWidth * kHeight);
         std::printf("to Lab:  ours %.1f Mpix/s, Little CMS %.1f Mpix/s, ratio ours/LCMS %.2f\n", g_results.oursToLab,
                     g_results.lcmsToLab, g_results.oursToLab / g_results.lcmsToLab);
-        std::printf("largest Lab byte difference ours vs Little CMS: %d with our sRGB adapted to D50 (like for like), "
-                    "%d with our D65 sRGB\n",
-                    largestDifference(oursD50), largestDifference(g_results.oursLab));
+        std::printf(
+            "largest Lab byte difference ours vs Little CMS: %d with our sRGB adapted to D50 (like for like), "
+            "%d with our D65 sRGB\n",
+            largestDifference(oursD50), largestDifference(g_results.oursLab));
     }
     if (g_results.oursToRgb > 0 && g_results.lcmsToRgb > 0)
         std::printf("to RGB:  ours %.1f Mpix/s, Little CMS %.1f Mpix/s, ratio ours/LCMS %.2f\n", g_results.oursToRgb,

@@ -16,7 +16,8 @@ constexpr int kSide = 4096;
 // ns per point as a counter: time / (points·1e−9).
 void Report(benchmark::State& state, double pointsPerIteration) {
     const double points = pointsPerIteration * static_cast<double>(state.iterations());
-    state.counters["ns/pt"] = benchmark::Counter(points * 1e-9, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    state.counters["ns/pt"] = benchmark::Counter(points * 1e-9,
+                                                 benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
     state.counters["Mpix/s"] = benchmark::Counter(points * 1e-6, benchmark::Counter::kIsRate);
 }
 
@@ -41,7 +42,12 @@ void BM_GetCoordinates256(benchmark::State& state) {
     }
     Report(state, double(kSide) * kSide);
 }
-BENCHMARK(BM_GetCoordinates256)->ArgName("identity0_affine1_persp2")->Arg(0)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_GetCoordinates256)
+    ->ArgName("identity0_affine1_persp2")
+    ->Arg(0)
+    ->Arg(1)
+    ->Arg(2)
+    ->Unit(benchmark::kMillisecond);
 
 // Baseline: the projective formula evaluated afresh for every pixel, two divisions each.
 void BM_PerspectivePerPixelBaseline(benchmark::State& state) {
@@ -51,8 +57,9 @@ void BM_PerspectivePerPixelBaseline(benchmark::State& state) {
         for (int y = 0; y < kSide; ++y) {
             for (int x = 0; x < kSide; ++x) {
                 const double w = m[6] * x + m[7] * y + m[8];
-                row[static_cast<size_t>(x)] = POINT{static_cast<LONG>(std::nearbyint((m[0] * x + m[1] * y + m[2]) * 256 / w)),
-                                                    static_cast<LONG>(std::nearbyint((m[3] * x + m[4] * y + m[5]) * 256 / w))};
+                row[static_cast<size_t>(x)] = POINT{
+                    static_cast<LONG>(std::nearbyint((m[0] * x + m[1] * y + m[2]) * 256 / w)),
+                    static_cast<LONG>(std::nearbyint((m[3] * x + m[4] * y + m[5]) * 256 / w))};
             }
             benchmark::DoNotOptimize(row.data());
         }
@@ -75,7 +82,13 @@ void BM_MatrixMapRectangle(benchmark::State& state) {
     }
     Report(state, double(kSide) * kSide);
 }
-BENCHMARK(BM_MatrixMapRectangle)->ArgName("identity0_affine1_persp2")->Arg(0)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_MatrixMapRectangle)
+    ->ArgName("identity0_affine1_persp2")
+    ->Arg(0)
+    ->Arg(1)
+    ->Arg(2)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 
 std::unique_ptr<CCoordinator> NonLinear(int64_t kind) {
     if (kind == 0) return std::unique_ptr<CCoordinator>(Create_CCoordinatorTwirl(120));

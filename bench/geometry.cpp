@@ -41,7 +41,8 @@ std::vector<SQPOINT> MakePoints() {
 
 void SetTimePerPoint(benchmark::State& state, int64_t points) {
     // Points per second, inverted: seconds per point, printed with an SI prefix ("1.2n" is 1.2 ns).
-    state.counters["s/point"] = benchmark::Counter(double(points), benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    state.counters["s/point"] = benchmark::Counter(double(points),
+                                                   benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 
 void BM_MatrixTransformArray(benchmark::State& state) {

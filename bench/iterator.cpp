@@ -27,7 +27,8 @@ CRowIterator& Image(EQPixelFormat format) {
         for (int y = 0; y < kSize; ++y) {
             uint8_t* row = nullptr;
             if (it.GetNativeRow(row, y).IsError()) std::abort();
-            for (int i = 0; i < it.GetBytesPerRow(); ++i) row[i] = static_cast<uint8_t>((seed = seed * 1664525u + 1013904223u) >> 24);
+            for (int i = 0; i < it.GetBytesPerRow(); ++i)
+                row[i] = static_cast<uint8_t>((seed = seed * 1664525u + 1013904223u) >> 24);
             it.ReleaseNativeRow(y).Ignore();
         }
     }
@@ -66,7 +67,8 @@ void BM_Memcpy(benchmark::State& state) {
         std::memcpy(dst.data(), src.data(), bytes);
         benchmark::DoNotOptimize(dst.data());
     }
-    state.counters["Mpix/s"] = benchmark::Counter(double(kSize) * kSize / 1e6, benchmark::Counter::kIsIterationInvariantRate);
+    state.counters["Mpix/s"] = benchmark::Counter(double(kSize) * kSize / 1e6,
+                                                  benchmark::Counter::kIsIterationInvariantRate);
 }
 
 void BM_DirectRowCopy(benchmark::State& state) {
@@ -76,7 +78,8 @@ void BM_DirectRowCopy(benchmark::State& state) {
         DirectRowCopy(it, dst.data());
         benchmark::DoNotOptimize(dst.data());
     }
-    state.counters["Mpix/s"] = benchmark::Counter(double(kSize) * kSize / 1e6, benchmark::Counter::kIsIterationInvariantRate);
+    state.counters["Mpix/s"] = benchmark::Counter(double(kSize) * kSize / 1e6,
+                                                  benchmark::Counter::kIsIterationInvariantRate);
 }
 
 // Get and release every row, nothing else.
@@ -100,7 +103,8 @@ void Converted(benchmark::State& state, EQPixelFormat from, EQPixelFormat to) {
     if (it.SetPixelFormat(to, keImageModifyReadOnly).IsError()) std::abort();
     for (auto _ : state) GetReleaseAll(it);
     it.SetPixelFormat(keFormatNone).Ignore();
-    state.counters["Mpix/s"] = benchmark::Counter(double(kSize) * kSize / 1e6, benchmark::Counter::kIsIterationInvariantRate);
+    state.counters["Mpix/s"] = benchmark::Counter(double(kSize) * kSize / 1e6,
+                                                  benchmark::Counter::kIsIterationInvariantRate);
 }
 
 void BM_ConvertedBGRtoBGRA(benchmark::State& state) { Converted(state, keFormatBGR, keFormatBGRA); }
@@ -129,8 +133,14 @@ void PrintSummary() {
     const CRowIterator& it = Image(keFormatBGRA);
     const size_t bytes = size_t(it.GetBytesPerRow()) * kSize;
     std::vector<uint8_t> src(bytes, 1), dst(bytes);
-    const double copy = Best([&] { std::memcpy(dst.data(), src.data(), bytes); benchmark::DoNotOptimize(dst.data()); });
-    const double direct = Best([&] { DirectRowCopy(it, dst.data()); benchmark::DoNotOptimize(dst.data()); });
+    const double copy = Best([&] {
+        std::memcpy(dst.data(), src.data(), bytes);
+        benchmark::DoNotOptimize(dst.data());
+    });
+    const double direct = Best([&] {
+        DirectRowCopy(it, dst.data());
+        benchmark::DoNotOptimize(dst.data());
+    });
     uint32_t sink = 0;
     const double loop = Best([&] { sink += DirectRowTouch(it); });
     // The statistics calls of that loop alone: one get and one release per row.

@@ -117,14 +117,20 @@ struct SWorkload {
     }
 };
 
-int BytesPerPixel(EQPixelFormat f) { return f == keFormatNone ? 0 : std::max(CQPixelFormat(f).GetBitsPerPixel() / 8, 1); }
+int BytesPerPixel(EQPixelFormat f) {
+    return f == keFormatNone ? 0 : std::max(CQPixelFormat(f).GetBitsPerPixel() / 8, 1);
+}
 
 // Rows of an odd width, as many as the tier's bytes hold with every plane counted.
-std::unique_ptr<SWorkload> MakeWorkload(EQPixelFormat dst, EQPixelFormat src, bool masked, const STier& tier, bool spans) {
+std::unique_ptr<SWorkload> MakeWorkload(EQPixelFormat dst, EQPixelFormat src, bool masked, const STier& tier,
+                                        bool spans) {
     auto w = std::make_unique<SWorkload>();
     const size_t perPixel = BytesPerPixel(dst) + BytesPerPixel(src) + (masked ? 1 : 0);
     const size_t pixels = std::max<size_t>(tier.bytes / perPixel, 64);
-    const int width = int(std::min<size_t>(pixels, tier.bytes <= (64u << 10) ? 509 : tier.bytes <= (4u << 20) ? 1021 : 4093)) | 1;
+    const int width = int(std::min<size_t>(pixels, tier.bytes <= (64u << 10)  ? 509
+                                                   : tier.bytes <= (4u << 20) ? 1021
+                                                                              : 4093)) |
+                      1;
     const int height = int(std::max<size_t>(pixels / width, 1));
     w->dst = SPlane(dst, width, height);
     w->dst.Fill(1);
@@ -147,7 +153,8 @@ std::unique_ptr<SWorkload> MakeWorkload(EQPixelFormat dst, EQPixelFormat src, bo
     for (auto& q : w->palette) q = RGBQUAD{uint8_t(rng()), uint8_t(rng()), uint8_t(rng()), 0};
     if (spans) {
         // Packed index rows address whole bytes only.
-        const int bits = CQPixelFormat(dst).GetBitsPerPixel(), srcBits = src == keFormatNone ? 8 : CQPixelFormat(src).GetBitsPerPixel();
+        const int bits = CQPixelFormat(dst).GetBitsPerPixel(),
+                  srcBits = src == keFormatNone ? 8 : CQPixelFormat(src).GetBitsPerPixel();
         const int step = std::max(8 / std::min(bits, srcBits), 1);
         std::uniform_int_distribution<int> len(1, 32), row(0, height - 1);
         w->spans.resize(QuickMode() ? 256 : 4096);
@@ -288,8 +295,11 @@ std::vector<std::pair<EQPixelFormat, EQPixelFormat>> Pairs(const SRowOpDictEntry
         }
         return false;
     };
-    const bool bgra = pick([](auto d, auto s) { return d == keFormatBGRA && (s == keFormatNone || s == keFormatBGRA); }) ||
-                      pick([](auto d, auto) { return d == keFormatBGRA; }) || pick([](auto, auto s) { return s == keFormatBGRA; });
+    const bool bgra = pick([](auto d, auto s) {
+                          return d == keFormatBGRA && (s == keFormatNone || s == keFormatBGRA);
+                      }) ||
+                      pick([](auto d, auto) { return d == keFormatBGRA; }) ||
+                      pick([](auto, auto s) { return s == keFormatBGRA; });
     if (!bgra) pick([](auto, auto) { return true; });
     pick([](auto d, auto) { return CQPixelFormat(d).Is16bit(); });
     pick([](auto d, auto) { return CQPixelFormat(d).IsFloat(); });
@@ -318,16 +328,20 @@ std::string GeometryName(const STier& tier, bool spans, int threads) {
 void RegisterKinds() {
     for (const SKindSample& kind : KindSamples())
         for (const auto& [dst, src] : Pairs(kind.getDict())) {
-            const std::string prefix = std::string("kind/") + kind.name + "/" + FormatName(dst) + "<-" + FormatName(src) + "/";
-            const bool first = dst == Pairs(kind.getDict()).front().first && src == Pairs(kind.getDict()).front().second;
-            ForEachGeometry([&, dst = dst, src = src](const STier& tier, bool spans, int threads) {
-                const SKindSample* k = &kind;
-                Configure(benchmark::RegisterBenchmark((prefix + GeometryName(tier, spans, threads)).c_str(),
-                                                       [=](benchmark::State& state) {
-                                                           const std::unique_ptr<CRowOpDef> def = k->makeSample();
-                                                           RunOurs(state, *def, dst, src, k->coverage, tier, spans, threads);
-                                                       }));
-            }, first);
+            const std::string prefix = std::string("kind/") + kind.name + "/" + FormatName(dst) + "<-" +
+                                       FormatName(src) + "/";
+            const bool first = dst == Pairs(kind.getDict()).front().first &&
+                               src == Pairs(kind.getDict()).front().second;
+            ForEachGeometry(
+                [&, dst = dst, src = src](const STier& tier, bool spans, int threads) {
+                    const SKindSample* k = &kind;
+                    Configure(benchmark::RegisterBenchmark(
+                        (prefix + GeometryName(tier, spans, threads)).c_str(), [=](benchmark::State& state) {
+                            const std::unique_ptr<CRowOpDef> def = k->makeSample();
+                            RunOurs(state, *def, dst, src, k->coverage, tier, spans, threads);
+                        }));
+                },
+                first);
         }
 }
 
@@ -343,7 +357,7 @@ struct SPixmanCase {
     pixman_op_t op;
     // pixman_fill stands for the fills (op PIXMAN_OP_CLEAR, no formats); psrc 0 is a solid source.
     pixman_format_code_t pdst, psrc;
-    uint32_t colour;                  // ours: red in the low byte; straight alpha
+    uint32_t colour;  // ours: red in the low byte; straight alpha
 };
 
 // The colour as pixman's premultiplied 16-bit colour.
@@ -389,15 +403,14 @@ void RunPixman(benchmark::State& state, const SPixmanCase& c, const STier& tier,
     const uint32_t filler = Filler(c.colour, bits);
     auto call = [&](int x, int y, int width, int height) {
         if (fill)
-            pixman_fill(reinterpret_cast<uint32_t*>(w->dst.Base()), int(w->dst.stride / 4), bits, x, y, width, height, filler);
-        else
-            pixman_image_composite32(c.op, src, mask, dst, x, y, x, y, x, y, width, height);
+            pixman_fill(reinterpret_cast<uint32_t*>(w->dst.Base()), int(w->dst.stride / 4), bits, x, y, width, height,
+                        filler);
+        else pixman_image_composite32(c.op, src, mask, dst, x, y, x, y, x, y, width, height);
     };
     Measure(state, *w, [&](bool empty) {
         if (spans)
             for (const SSpan& s : w->spans) call(x0 + s.x, s.y, empty ? 0 : s.count, 1);
-        else
-            call(x0, 0, empty ? 0 : w->dst.width, h);
+        else call(x0, 0, empty ? 0 : w->dst.width, h);
     });
     if (dst) pixman_image_unref(dst);
     if (src) pixman_image_unref(src);
@@ -451,8 +464,8 @@ void RegisterPixman() {
                 const std::unique_ptr<CRowOpDef> def = pc->ours();
                 RunOurs(state, *def, pc->dst, pc->src, pc->masked, tier, spans, 1);
             }));
-            Configure(benchmark::RegisterBenchmark((base + "pixman").c_str(),
-                                                   [=](benchmark::State& state) { RunPixman(state, *pc, tier, spans); }));
+            Configure(benchmark::RegisterBenchmark(
+                (base + "pixman").c_str(), [=](benchmark::State& state) { RunPixman(state, *pc, tier, spans); }));
         });
 }
 

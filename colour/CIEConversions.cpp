@@ -44,16 +44,14 @@ void XYZtoRGBL(double X, double Y, double Z, double& r, double& g, double& b, co
     ToLightness<XYZtoRGBY>(X, Y, Z, r, g, b, cs);
 }
 
-void XYZtoLab(double X, double Y, double Z, double& L, double& a, double& b, double Xw, double Yw,
-              double Zw) noexcept {
+void XYZtoLab(double X, double Y, double Z, double& L, double& a, double& b, double Xw, double Yw, double Zw) noexcept {
     const double fx = LabF(X / Xw), fy = LabF(Y / Yw), fz = LabF(Z / Zw);
     L = 116.0 * fy - 16.0;
     a = 500.0 * (fx - fy);
     b = 200.0 * (fy - fz);
 }
 
-void LabtoXYZ(double L, double a, double b, double& X, double& Y, double& Z, double Xw, double Yw,
-              double Zw) noexcept {
+void LabtoXYZ(double L, double a, double b, double& X, double& Y, double& Z, double Xw, double Yw, double Zw) noexcept {
     // kappa * epsilon = 8 separates the cubic and the linear part of L.
     const double fl = (L + 16.0) / 116.0;
     const double yr = L > 8.0 ? fl * fl * fl : L / kLabKappa;

@@ -58,8 +58,6 @@ QGDI_API void LCHabtoRGBY(double L, double C, double h, double& r, double& g, do
 // (8-bit) or 0..255.996 (16-bit), i.e. one L unit per byte step. a and b are
 // offset by 128. Values are truncated and clamped, never wrapped.
 QGDI_API void EncodeLab(double L, double a, double b, uint8_t& L8, uint8_t& a8, uint8_t& b8, bool bL100) noexcept;
-QGDI_API void EncodeLab(double L, double a, double b, uint16_t& L16, uint16_t& a16, uint16_t& b16,
-                        bool bL100) noexcept;
+QGDI_API void EncodeLab(double L, double a, double b, uint16_t& L16, uint16_t& a16, uint16_t& b16, bool bL100) noexcept;
 QGDI_API void DecodeLab(uint8_t L8, uint8_t a8, uint8_t b8, double& L, double& a, double& b, bool bL100) noexcept;
-QGDI_API void DecodeLab(uint16_t L16, uint16_t a16, uint16_t b16, double& L, double& a, double& b,
-                        bool bL100) noexcept;
+QGDI_API void DecodeLab(uint16_t L16, uint16_t a16, uint16_t b16, double& L, double& a, double& b, bool bL100) noexcept;

@@ -40,13 +40,9 @@ void FromLinear(const SRGB& c, double& r, double& g, double& b, const SColorSpec
     b = E::Encode(c.b, cs);
 }
 
-bool IsGrey(const SRGB& c) noexcept {
-    return std::max({c.r, c.g, c.b}) - std::min({c.r, c.g, c.b}) < 1e-10;
-}
+bool IsGrey(const SRGB& c) noexcept { return std::max({c.r, c.g, c.b}) - std::min({c.r, c.g, c.b}) < 1e-10; }
 
-double Luminance(const SRGB& c, const SColorSpecRGB& cs) noexcept {
-    return QGDI_ColorSpecLuminance(cs, c.r, c.g, c.b);
-}
+double Luminance(const SRGB& c, const SColorSpecRGB& cs) noexcept { return QGDI_ColorSpecLuminance(cs, c.r, c.g, c.b); }
 
 // sqrt(sum (c - Y)^2)
 double DistanceFromGrey(const SRGB& c, double Y) noexcept {
@@ -86,8 +82,7 @@ SRGB SetLuminanceLinear(SRGB c, const SColorSpecRGB& cs, double y, double grey) 
         c = {yGrey, yGrey, yGrey};
     }
     const bool inside = c.r >= 0 && c.r <= 1 && c.g >= 0 && c.g <= 1 && c.b >= 0 && c.b <= 1;
-    if (!inside && yGrey >= 0 && yGrey <= 1)
-        ClampRGBColor3D(c.r, c.g, c.b, c.r, c.g, c.b, grey < 0 ? yGrey : grey);
+    if (!inside && yGrey >= 0 && yGrey <= 1) ClampRGBColor3D(c.r, c.g, c.b, c.r, c.g, c.b, grey < 0 ? yGrey : grey);
     return c;
 }
 
@@ -220,14 +215,32 @@ void RGBYSetL(double& r, double& g, double& b, const SColorSpecRGB& s, double l,
     SetL<SEncY>(r, g, b, s, l, grey);
 }
 
-void RGBDSetC(double& r, double& g, double& b, const SColorSpecRGB& s, double c) noexcept { SetC<SEncD>(r, g, b, s, c); }
-void RGBLSetC(double& r, double& g, double& b, const SColorSpecRGB& s, double c) noexcept { SetC<SEncL>(r, g, b, s, c); }
-void RGBYSetC(double& r, double& g, double& b, const SColorSpecRGB& s, double c) noexcept { SetC<SEncY>(r, g, b, s, c); }
+void RGBDSetC(double& r, double& g, double& b, const SColorSpecRGB& s, double c) noexcept {
+    SetC<SEncD>(r, g, b, s, c);
+}
+void RGBLSetC(double& r, double& g, double& b, const SColorSpecRGB& s, double c) noexcept {
+    SetC<SEncL>(r, g, b, s, c);
+}
+void RGBYSetC(double& r, double& g, double& b, const SColorSpecRGB& s, double c) noexcept {
+    SetC<SEncY>(r, g, b, s, c);
+}
 
-void RGBDSetSA(double& r, double& g, double& b, const SColorSpecRGB& s, double v) noexcept { SetSA<SEncD>(r, g, b, s, v); }
-void RGBLSetSA(double& r, double& g, double& b, const SColorSpecRGB& s, double v) noexcept { SetSA<SEncL>(r, g, b, s, v); }
-void RGBYSetSA(double& r, double& g, double& b, const SColorSpecRGB& s, double v) noexcept { SetSA<SEncY>(r, g, b, s, v); }
+void RGBDSetSA(double& r, double& g, double& b, const SColorSpecRGB& s, double v) noexcept {
+    SetSA<SEncD>(r, g, b, s, v);
+}
+void RGBLSetSA(double& r, double& g, double& b, const SColorSpecRGB& s, double v) noexcept {
+    SetSA<SEncL>(r, g, b, s, v);
+}
+void RGBYSetSA(double& r, double& g, double& b, const SColorSpecRGB& s, double v) noexcept {
+    SetSA<SEncY>(r, g, b, s, v);
+}
 
-void RGBDSetSR(double& r, double& g, double& b, const SColorSpecRGB& s, double v) noexcept { SetSR<SEncD>(r, g, b, s, v); }
-void RGBLSetSR(double& r, double& g, double& b, const SColorSpecRGB& s, double v) noexcept { SetSR<SEncL>(r, g, b, s, v); }
-void RGBYSetSR(double& r, double& g, double& b, const SColorSpecRGB& s, double v) noexcept { SetSR<SEncY>(r, g, b, s, v); }
+void RGBDSetSR(double& r, double& g, double& b, const SColorSpecRGB& s, double v) noexcept {
+    SetSR<SEncD>(r, g, b, s, v);
+}
+void RGBLSetSR(double& r, double& g, double& b, const SColorSpecRGB& s, double v) noexcept {
+    SetSR<SEncL>(r, g, b, s, v);
+}
+void RGBYSetSR(double& r, double& g, double& b, const SColorSpecRGB& s, double v) noexcept {
+    SetSR<SEncY>(r, g, b, s, v);
+}

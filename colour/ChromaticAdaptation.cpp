@@ -8,18 +8,17 @@ struct SConeMatrices {
 };
 
 constexpr SConeMatrices kXYZScaling = {{1, 0, 0, 0, 1, 0, 0, 0, 1}, {1, 0, 0, 0, 1, 0, 0, 0, 1}};
-constexpr SConeMatrices kVonKries = {
-    {0.40024, 0.7076, -0.08081, -0.2263, 1.16532, 0.0457, 0, 0, 0.91822},
-    {1.859936, -1.129382, 0.219897, 0.361191, 0.638812, -6e-06, 0, 0, 1.089064}};
+constexpr SConeMatrices kVonKries = {{0.40024, 0.7076, -0.08081, -0.2263, 1.16532, 0.0457, 0, 0, 0.91822},
+                                     {1.859936, -1.129382, 0.219897, 0.361191, 0.638812, -6e-06, 0, 0, 1.089064}};
 constexpr SConeMatrices kBradford = {
     {0.8951, 0.2664, -0.1614, -0.7502, 1.7135, 0.0367, 0.0389, -0.0685, 1.0296},
     {0.986993, -0.147054, 0.159963, 0.432305, 0.51836, 0.049291, -0.008529, 0.040043, 0.968487}};
 
 const SConeMatrices& Cones(EChromaticAdaptationType type) noexcept {
     switch (type) {
-        case keAdaptXYZScaling: return kXYZScaling;
-        case keAdaptVonKries: return kVonKries;
-        default: return kBradford;
+    case keAdaptXYZScaling: return kXYZScaling;
+    case keAdaptVonKries: return kVonKries;
+    default: return kBradford;
     }
 }
 

@@ -42,7 +42,7 @@ double DeltaECMC(double L1, double a1, double b1, double L2, double a2, double b
     const double C14 = Sq(Sq(C1));
     const double F = std::sqrt(C14 / (C14 + 1900.0));
     const double T = (h1 >= 164.0 && h1 <= 345.0) ? 0.56 + std::fabs(0.2 * CosDeg(h1 + 168.0))
-                                                   : 0.36 + std::fabs(0.4 * CosDeg(h1 + 35.0));
+                                                  : 0.36 + std::fabs(0.4 * CosDeg(h1 + 35.0));
     const double SH = SC * (F * T + 1.0 - F);
     return std::sqrt(Sq(d.dL / SL) + Sq(d.dC / SC) + Sq(d.dH / SH));
 }
@@ -98,10 +98,10 @@ double DeltaECIEDE2000(double L1, double a1, double b1, double L2, double a2, do
 
 double DeltaE(double L1, double a1, double b1, double L2, double a2, double b2, EDeltaEType type) noexcept {
     switch (type) {
-        case keDeltaECMC: return DeltaECMC(L1, a1, b1, L2, a2, b2);
-        case keDeltaECIE1994: return DeltaECIE1994(L1, a1, b1, L2, a2, b2);
-        case keDeltaECIEDE2000: return DeltaECIEDE2000(L1, a1, b1, L2, a2, b2);
-        default: return std::sqrt(Sq(L1 - L2) + Sq(a1 - a2) + Sq(b1 - b2));
+    case keDeltaECMC: return DeltaECMC(L1, a1, b1, L2, a2, b2);
+    case keDeltaECIE1994: return DeltaECIE1994(L1, a1, b1, L2, a2, b2);
+    case keDeltaECIEDE2000: return DeltaECIEDE2000(L1, a1, b1, L2, a2, b2);
+    default: return std::sqrt(Sq(L1 - L2) + Sq(a1 - a2) + Sq(b1 - b2));
     }
 }
 

@@ -6,9 +6,9 @@
 #include "colour/ColourSpaceRGB.h"
 
 enum EDeltaEType : int32_t {
-    keDeltaECMC = 0,        // CMC with l = c = 1
-    keDeltaECIE1976 = 1,    // Euclidean distance in Lab; also any unknown value
-    keDeltaECIE1994 = 2,    // graphic-arts weights
+    keDeltaECMC = 0,      // CMC with l = c = 1
+    keDeltaECIE1976 = 1,  // Euclidean distance in Lab; also any unknown value
+    keDeltaECIE1994 = 2,  // graphic-arts weights
     keDeltaECIEDE2000 = 3,
 };
 

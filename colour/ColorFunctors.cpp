@@ -38,8 +38,8 @@ void QGDI_ApplyUserFunctor8(const VUserFunctor8& functor, const uint8_t* src, ui
     ApplyRow(functor, src, dst, count, srcStep, dstStep);
 }
 
-void QGDI_ApplyUserFunctor16(const VUserFunctor16& functor, const uint16_t* src, uint16_t* dst, int count,
-                             int srcStep, int dstStep) {
+void QGDI_ApplyUserFunctor16(const VUserFunctor16& functor, const uint16_t* src, uint16_t* dst, int count, int srcStep,
+                             int dstStep) {
     ApplyRow(functor, src, dst, count, srcStep, dstStep);
 }
 

@@ -206,15 +206,13 @@ GreyToL8::GreyToL8(const SColorSpecRGB& cs) : TSpecFunctor(cs) {
     }
 }
 
-
 void GreyToL8::operator()(const uint8_t* src, uint8_t* dst) const { dst[0] = m_table[src[0]]; }
 
 void GreyToL8::Row(const uint8_t* src, uint8_t* dst, int count, int srcStep, int dstStep) const {
     for (int i = 0; i < count; ++i, src += srcStep, dst += dstStep) dst[0] = m_table[src[0]];
 }
 
-CRGBDtoLab8::CRGBDtoLab8(const SColorSpecRGB& cs, bool bL100)
-    : CTableFunctor8(cs, bL100, BuildToLabTables(cs)) {}
+CRGBDtoLab8::CRGBDtoLab8(const SColorSpecRGB& cs, bool bL100) : CTableFunctor8(cs, bL100, BuildToLabTables(cs)) {}
 
 namespace {
 

@@ -125,7 +125,7 @@ bool XYZtoTempTint(double X, double Y, double Z, double& T, double& tint) noexce
         double dua, dva, dub, dvb;
         Direction(ra, dua, dva);
         Direction(rb, dub, dvb);
-        const double ax = qu - ra.u, ay = qv - ra.v;    // Q - U(0)
+        const double ax = qu - ra.u, ay = qv - ra.v;      // Q - U(0)
         const double bx = ra.u - rb.u, by = ra.v - rb.v;  // d(Q - U)/df
         const double ex = dub - dua, ey = dvb - dva;      // dD/df
         const double c0 = Cross(ax, ay, dua, dva);

@@ -19,8 +19,8 @@ bool QGDI_MakeColorSpec(double xr, double yr, double xg, double yg, double xb, d
                         double Zw, uint32_t gammaType, double gamma, SColorSpecRGB& cs) noexcept {
     if (!(yr != 0 && yg != 0 && yb != 0)) return false;
     // Unscaled primary columns (x/y, 1, (1-x-y)/y), laid out row-major for the solve.
-    const double p[9] = {xr / yr,          xg / yg,          xb / yb,          1, 1, 1,
-                         (1 - xr - yr) / yr, (1 - xg - yg) / yg, (1 - xb - yb) / yb};
+    const double p[9] = {xr / yr,           xg / yg, xb / yb, 1, 1, 1, (1 - xr - yr) / yr, (1 - xg - yg) / yg,
+                         (1 - xb - yb) / yb};
     double pinv[9];
     if (!qgdi::colour::Invert3x3(p, pinv)) return false;
     // Column scales S solve P.S = white, so that linear (1, 1, 1) maps to the white.

@@ -7,9 +7,9 @@
 
 // Transfer-curve kinds of nGammaType.
 enum EQGammaType : uint32_t {
-    keGammaPower = 0,   // x^dGamma (sRGB when dGamma <= 0)
+    keGammaPower = 0,  // x^dGamma (sRGB when dGamma <= 0)
     keGammaSRGB = 1,
-    keGammaLStar = 2,   // the CIE L* curve
+    keGammaLStar = 2,  // the CIE L* curve
     keGammaRec709 = 3,
 };
 
@@ -53,6 +53,5 @@ inline double QGDI_ColorSpecLuminance(const SColorSpecRGB& cs, double r, double 
 // of its white: each primary column is scaled so that the columns sum to the
 // white, and the inverse is stored beside it. False (cs untouched) when a
 // primary has y = 0 or the primaries are collinear.
-QGDI_API bool QGDI_MakeColorSpec(double xr, double yr, double xg, double yg, double xb, double yb, double Xw,
-                                 double Yw, double Zw, uint32_t gammaType, double gamma,
-                                 SColorSpecRGB& cs) noexcept;
+QGDI_API bool QGDI_MakeColorSpec(double xr, double yr, double xg, double yg, double xb, double yb, double Xw, double Yw,
+                                 double Zw, uint32_t gammaType, double gamma, SColorSpecRGB& cs) noexcept;

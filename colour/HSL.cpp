@@ -37,13 +37,13 @@ void HexagonToHueSat(double J, double K, double& hue6, double& S) noexcept {
     const double j = J / S, k = K / S;
     // Sides of the hexagon, walked from hue 0: J = S, K = S, J = -S, J = -S, K = -S, J = S.
     if (k >= 0) {
-        if (j >= k) hue6 = k;                       // sector 0: (S, S f)
+        if (j >= k) hue6 = k;                            // sector 0: (S, S f)
         else if (k >= -j) hue6 = 1.0 + (1.0 - j) * 0.5;  // sector 1: (S - 2 S f, S)
-        else hue6 = 2.0 + (1.0 - k);                // sector 2: (-S, S (1 - f))
+        else hue6 = 2.0 + (1.0 - k);                     // sector 2: (-S, S (1 - f))
     } else {
-        if (-j >= -k) hue6 = 3.0 - k;               // sector 3: (-S, -S f)
+        if (-j >= -k) hue6 = 3.0 - k;                    // sector 3: (-S, -S f)
         else if (-k >= j) hue6 = 4.0 + (j + 1.0) * 0.5;  // sector 4: (-S + 2 S f, -S)
-        else hue6 = 5.0 + (1.0 + k);                // sector 5: (S, -S (1 - f))
+        else hue6 = 5.0 + (1.0 + k);                     // sector 5: (S, -S (1 - f))
     }
     if (hue6 >= 6.0) hue6 -= 6.0;
 }
@@ -52,12 +52,12 @@ void HueSatToHexagon(double hue6, double S, double& J, double& K) noexcept {
     const int i = std::clamp(int(hue6), 0, 5);
     const double f = hue6 - i;
     switch (i) {
-        case 0: J = S, K = S * f; break;
-        case 1: J = S - 2.0 * S * f, K = S; break;
-        case 2: J = -S, K = S * (1.0 - f); break;
-        case 3: J = -S, K = -S * f; break;
-        case 4: J = -S + 2.0 * S * f, K = -S; break;
-        default: J = S, K = -S * (1.0 - f); break;
+    case 0: J = S, K = S * f; break;
+    case 1: J = S - 2.0 * S * f, K = S; break;
+    case 2: J = -S, K = S * (1.0 - f); break;
+    case 3: J = -S, K = -S * f; break;
+    case 4: J = -S + 2.0 * S * f, K = -S; break;
+    default: J = S, K = -S * (1.0 - f); break;
     }
 }
 

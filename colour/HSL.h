@@ -27,7 +27,5 @@ QGDI_API void JKLtoRGB(double J, double K, double L, double& r, double& g, doubl
 QGDI_API int HStoJK(double H, double S, double& J, double& K) noexcept;
 // S = |(J, K)| clamped to 1 (returns 1 when clamped); H in [0, 1), 0 when S < 1e-6.
 QGDI_API int JKtoHS(double J, double K, double& H, double& S) noexcept;
-QGDI_API void RGBtoHSL(double r, double g, double b, double& H, double& S, double& L,
-                       const SColorSpecRGB& cs) noexcept;
-QGDI_API void HSLtoRGB(double H, double S, double L, double& r, double& g, double& b,
-                       const SColorSpecRGB& cs) noexcept;
+QGDI_API void RGBtoHSL(double r, double g, double b, double& H, double& S, double& L, const SColorSpecRGB& cs) noexcept;
+QGDI_API void HSLtoRGB(double H, double S, double L, double& r, double& g, double& b, const SColorSpecRGB& cs) noexcept;

@@ -11,17 +11,14 @@ constexpr int kN = CSpectralColor::kSampleCount;
 
 // CIE 1931 2-degree standard observer, 400..700 nm every 10 nm (CIE 15:2004 Table T.4).
 constexpr double kCmf[kN][3] = {
-    {0.01431, 0.000396, 0.06785}, {0.04351, 0.00121, 0.2074},  {0.13438, 0.004, 0.6456},
-    {0.2839, 0.0116, 1.3856},     {0.34828, 0.023, 1.74706},   {0.3362, 0.038, 1.77211},
-    {0.2908, 0.06, 1.6692},       {0.19536, 0.09098, 1.28764}, {0.09564, 0.13902, 0.81295},
-    {0.03201, 0.20802, 0.46518},  {0.0049, 0.323, 0.272},      {0.0093, 0.503, 0.1582},
-    {0.06327, 0.71, 0.07825},     {0.1655, 0.862, 0.04216},    {0.2904, 0.954, 0.0203},
-    {0.43345, 0.99495, 0.00875},  {0.5945, 0.995, 0.0039},     {0.7621, 0.952, 0.0021},
-    {0.9163, 0.87, 0.00165},      {1.0263, 0.757, 0.0011},     {1.0622, 0.631, 0.0008},
-    {1.0026, 0.503, 0.00034},     {0.85445, 0.381, 0.00019},   {0.6424, 0.265, 0.00005},
-    {0.4479, 0.175, 0.00002},     {0.2835, 0.107, 0.0},        {0.1649, 0.061, 0.0},
-    {0.0874, 0.032, 0.0},         {0.04677, 0.017, 0.0},       {0.0227, 0.00821, 0.0},
-    {0.01135916, 0.004102, 0.0},
+    {0.01431, 0.000396, 0.06785}, {0.04351, 0.00121, 0.2074},  {0.13438, 0.004, 0.6456},    {0.2839, 0.0116, 1.3856},
+    {0.34828, 0.023, 1.74706},    {0.3362, 0.038, 1.77211},    {0.2908, 0.06, 1.6692},      {0.19536, 0.09098, 1.28764},
+    {0.09564, 0.13902, 0.81295},  {0.03201, 0.20802, 0.46518}, {0.0049, 0.323, 0.272},      {0.0093, 0.503, 0.1582},
+    {0.06327, 0.71, 0.07825},     {0.1655, 0.862, 0.04216},    {0.2904, 0.954, 0.0203},     {0.43345, 0.99495, 0.00875},
+    {0.5945, 0.995, 0.0039},      {0.7621, 0.952, 0.0021},     {0.9163, 0.87, 0.00165},     {1.0263, 0.757, 0.0011},
+    {1.0622, 0.631, 0.0008},      {1.0026, 0.503, 0.00034},    {0.85445, 0.381, 0.00019},   {0.6424, 0.265, 0.00005},
+    {0.4479, 0.175, 0.00002},     {0.2835, 0.107, 0.0},        {0.1649, 0.061, 0.0},        {0.0874, 0.032, 0.0},
+    {0.04677, 0.017, 0.0},        {0.0227, 0.00821, 0.0},      {0.01135916, 0.004102, 0.0},
 };
 
 double Wavelength(int i) noexcept { return 400.0 + 10.0 * i; }
@@ -63,23 +60,23 @@ void CSpectralColor::SetSample(int index, double value) noexcept { m_s[size_t(Cl
 
 bool CSpectralColor::Initialize(ESpectrumType type, double parameter) noexcept {
     switch (type) {
-        case keSpectrumZero: m_s.fill(0.0); return true;
-        case keSpectrumFlat: m_s.fill(parameter); return true;
-        case keSpectrumMonochromatic:
-            if (!(parameter >= 400.0 && parameter <= 700.0)) return false;
-            m_s.fill(0.0);
-            // The nearest sample takes the whole line.
-            m_s[size_t(WavelengthToSampleIndex(parameter + 5.0))] = 1.0;
-            return true;
-        case keSpectrumBlackbody:
-            if (!(parameter > 0) || std::isinf(parameter)) return false;
-            // c2 = 1.4388e-2 m K (ITS-90)
-            for (int i = 0; i < kN; ++i) m_s[size_t(i)] = Planck(Wavelength(i), parameter, 1.4388e7);
-            return true;
-        case keSpectrumIlluminantA:
-            // Illuminant A is defined with the older c2 = 1.435e-2 m K at 2848 K.
-            for (int i = 0; i < kN; ++i) m_s[size_t(i)] = Planck(Wavelength(i), 2848.0, 1.435e7);
-            return true;
+    case keSpectrumZero: m_s.fill(0.0); return true;
+    case keSpectrumFlat: m_s.fill(parameter); return true;
+    case keSpectrumMonochromatic:
+        if (!(parameter >= 400.0 && parameter <= 700.0)) return false;
+        m_s.fill(0.0);
+        // The nearest sample takes the whole line.
+        m_s[size_t(WavelengthToSampleIndex(parameter + 5.0))] = 1.0;
+        return true;
+    case keSpectrumBlackbody:
+        if (!(parameter > 0) || std::isinf(parameter)) return false;
+        // c2 = 1.4388e-2 m K (ITS-90)
+        for (int i = 0; i < kN; ++i) m_s[size_t(i)] = Planck(Wavelength(i), parameter, 1.4388e7);
+        return true;
+    case keSpectrumIlluminantA:
+        // Illuminant A is defined with the older c2 = 1.435e-2 m K at 2848 K.
+        for (int i = 0; i < kN; ++i) m_s[size_t(i)] = Planck(Wavelength(i), 2848.0, 1.435e7);
+        return true;
     }
     return false;
 }
@@ -135,9 +132,8 @@ CSpectralColor CSpectralColor::LinearCombination(double a, const CSpectralColor&
     return s1 * a + s2 * b;
 }
 
-CSpectralColor CSpectralColor::LinearCombination(double a, const CSpectralColor& s1, double b,
-                                                 const CSpectralColor& s2, double c,
-                                                 const CSpectralColor& s3) noexcept {
+CSpectralColor CSpectralColor::LinearCombination(double a, const CSpectralColor& s1, double b, const CSpectralColor& s2,
+                                                 double c, const CSpectralColor& s3) noexcept {
     return s1 * a + s2 * b + s3 * c;
 }
 

@@ -38,24 +38,22 @@ double Segment(const double* t, int n, int i, double f, ESplineBasisType basis) 
     const double f2 = f * f, f3 = f2 * f;
     const double p1 = t[i], p2 = Sample(t, n, i + 1);
     switch (basis) {
-        case keSplineBSpline: {
-            const double p0 = Sample(t, n, i - 1), p3 = Sample(t, n, i + 2);
-            // ((1-f)^3 p0 + (3f^3 - 6f^2 + 4) p1 + (-3f^3 + 3f^2 + 3f + 1) p2 + f^3 p3)/6
-            const double g = 1.0 - f;
-            return (g * g * g * p0 + (3 * f3 - 6 * f2 + 4) * p1 + (-3 * f3 + 3 * f2 + 3 * f + 1) * p2 + f3 * p3) /
-                   6.0;
-        }
-        case keSplineMonotone: {
-            const double m1 = MonotoneTangent(t, n, i), m2 = MonotoneTangent(t, n, i + 1);
-            // Hermite: (2f^3 - 3f^2 + 1) p1 + (f^3 - 2f^2 + f) m1 + (-2f^3 + 3f^2) p2 + (f^3 - f^2) m2
-            return (2 * f3 - 3 * f2 + 1) * p1 + (f3 - 2 * f2 + f) * m1 + (-2 * f3 + 3 * f2) * p2 + (f3 - f2) * m2;
-        }
-        default: {
-            const double p0 = Sample(t, n, i - 1), p3 = Sample(t, n, i + 2);
-            // Catmull-Rom: (2p1 + (p2 - p0) f + (2p0 - 5p1 + 4p2 - p3) f^2 + (3p1 - p0 - 3p2 + p3) f^3)/2
-            return 0.5 * (2 * p1 + (p2 - p0) * f + (2 * p0 - 5 * p1 + 4 * p2 - p3) * f2 +
-                          (3 * p1 - p0 - 3 * p2 + p3) * f3);
-        }
+    case keSplineBSpline: {
+        const double p0 = Sample(t, n, i - 1), p3 = Sample(t, n, i + 2);
+        // ((1-f)^3 p0 + (3f^3 - 6f^2 + 4) p1 + (-3f^3 + 3f^2 + 3f + 1) p2 + f^3 p3)/6
+        const double g = 1.0 - f;
+        return (g * g * g * p0 + (3 * f3 - 6 * f2 + 4) * p1 + (-3 * f3 + 3 * f2 + 3 * f + 1) * p2 + f3 * p3) / 6.0;
+    }
+    case keSplineMonotone: {
+        const double m1 = MonotoneTangent(t, n, i), m2 = MonotoneTangent(t, n, i + 1);
+        // Hermite: (2f^3 - 3f^2 + 1) p1 + (f^3 - 2f^2 + f) m1 + (-2f^3 + 3f^2) p2 + (f^3 - f^2) m2
+        return (2 * f3 - 3 * f2 + 1) * p1 + (f3 - 2 * f2 + f) * m1 + (-2 * f3 + 3 * f2) * p2 + (f3 - f2) * m2;
+    }
+    default: {
+        const double p0 = Sample(t, n, i - 1), p3 = Sample(t, n, i + 2);
+        // Catmull-Rom: (2p1 + (p2 - p0) f + (2p0 - 5p1 + 4p2 - p3) f^2 + (3p1 - p0 - 3p2 + p3) f^3)/2
+        return 0.5 * (2 * p1 + (p2 - p0) * f + (2 * p0 - 5 * p1 + 4 * p2 - p3) * f2 + (3 * p1 - p0 - 3 * p2 + p3) * f3);
+    }
     }
 }
 

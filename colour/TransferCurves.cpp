@@ -73,19 +73,16 @@ void EachChannel(double r, double g, double b, double& ro, double& go, double& b
 
 }  // namespace
 
-void RGBDtoRGBY(double r, double g, double b, double& rY, double& gY, double& bY,
-                const SColorSpecRGB& cs) noexcept {
+void RGBDtoRGBY(double r, double g, double b, double& rY, double& gY, double& bY, const SColorSpecRGB& cs) noexcept {
     const ECurve curve = ResolveCurve(cs);
     EachChannel(r, g, b, rY, gY, bY, [&](double v) { return Decode(v, curve, cs.dGamma); });
 }
 
-void RGBDtoRGBL(double r, double g, double b, double& rL, double& gL, double& bL,
-                const SColorSpecRGB& cs) noexcept {
+void RGBDtoRGBL(double r, double g, double b, double& rL, double& gL, double& bL, const SColorSpecRGB& cs) noexcept {
     EachChannel(r, g, b, rL, gL, bL, [&](double v) { return DtoL(v, cs); });
 }
 
-void RGBLtoRGBD(double r, double g, double b, double& rD, double& gD, double& bD,
-                const SColorSpecRGB& cs) noexcept {
+void RGBLtoRGBD(double r, double g, double b, double& rD, double& gD, double& bD, const SColorSpecRGB& cs) noexcept {
     EachChannel(r, g, b, rD, gD, bD, [&](double v) { return LtoD(v, cs); });
 }
 
@@ -93,8 +90,7 @@ void RGBLtoRGBY(double r, double g, double b, double& rY, double& gY, double& bY
     EachChannel(r, g, b, rY, gY, bY, LtoY);
 }
 
-void RGBYtoRGBD(double r, double g, double b, double& rD, double& gD, double& bD,
-                const SColorSpecRGB& cs) noexcept {
+void RGBYtoRGBD(double r, double g, double b, double& rD, double& gD, double& bD, const SColorSpecRGB& cs) noexcept {
     const ECurve curve = ResolveCurve(cs);
     EachChannel(r, g, b, rD, gD, bD, [&](double v) { return Encode(v, curve, cs.dGamma); });
 }

@@ -20,7 +20,8 @@ void CCoordinator::GetCoordinates(POINT* out, const RECT& rect, RECT* bbox) {
         if (bbox) SetRectEmpty(bbox);
         return;
     }
-    for (int y = rect.top; y < rect.bottom; ++y) GetCoordinates(out + static_cast<size_t>(y - rect.top) * w, y, rect.left, w);
+    for (int y = rect.top; y < rect.bottom; ++y)
+        GetCoordinates(out + static_cast<size_t>(y - rect.top) * w, y, rect.left, w);
     if (!bbox || GetBBox(bbox, rect)) return;
     // The perimeter of the grid: first and last rows, first and last columns.
     RECT box{INT_MAX, INT_MAX, INT_MIN, INT_MIN};

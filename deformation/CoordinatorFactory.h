@@ -155,5 +155,4 @@ QGDI_API CCoordinator* Create_CCoordinatorOrnament(int tileWidth, int tileHeight
 // A magnifying rectangle rect[0..3] = left, top, right, bottom as fractions of the size:
 // s = lc + (p − lc)·g(t), t = max(|u|, |v|) across the lens, g = 1/m up to 1 − softness and
 // rising smoothly to 1 at the rim; m within [0.05, 50], softness within [0, 1]. Neutral m = 1.
-QGDI_API CCoordinator* Create_CCoordinatorRectangularLens4(double magnification, const double* rect,
-                                                           double softness);
+QGDI_API CCoordinator* Create_CCoordinatorRectangularLens4(double magnification, const double* rect, double softness);

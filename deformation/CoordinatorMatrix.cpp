@@ -41,8 +41,7 @@ void AffineRow(POINT* out, int count, double X, double Y, double dX, double dY) 
 }
 
 // As AffineRow with the homogeneous w: point i is (X/W, Y/W), one packed division.
-void PerspectiveRow(POINT* out, int count, double X, double Y, double W, double dX, double dY,
-                    double dW) noexcept {
+void PerspectiveRow(POINT* out, int count, double X, double Y, double W, double dX, double dY, double dW) noexcept {
 #if defined(__SSE2__)
     __m128d xy = _mm_set_pd(Y, X);
     const __m128d d = _mm_set_pd(dY, dX);
@@ -86,10 +85,8 @@ void QGDI_ResampleGetCoordinates256(POINT* out, int count, int x, int y, const d
 CCoordinatorMatrix::CCoordinatorMatrix(const double* m) noexcept { SetMatrix(m); }
 
 void CCoordinatorMatrix::SetMatrix(const double* m) noexcept {
-    if (m)
-        std::copy(m, m + 9, m_m);
-    else
-        QGDI_MatrixIdentity(m_m);
+    if (m) std::copy(m, m + 9, m_m);
+    else QGDI_MatrixIdentity(m_m);
 }
 
 bool CCoordinatorMatrix::Realize(int width, int height) {
@@ -138,7 +135,8 @@ void CCoordinatorMatrix::GetCoordinates(POINT* out, const RECT& rect, RECT* bbox
     // Rows are independent; small rectangles are not worth waking threads.
     const bool parallel = static_cast<int64_t>(w) * h >= (1 << 16);
 #pragma omp parallel for schedule(static) if (parallel)
-    for (int j = 0; j < h; ++j) QGDI_ResampleGetCoordinates256(out + static_cast<size_t>(j) * w, w, rect.left, rect.top + j, m_m);
+    for (int j = 0; j < h; ++j)
+        QGDI_ResampleGetCoordinates256(out + static_cast<size_t>(j) * w, w, rect.left, rect.top + j, m_m);
     if (bbox) {
         const POINT* last = out + static_cast<size_t>(h - 1) * w;
         *bbox = CornerBox(out[0], out[w - 1], last[0], last[w - 1]);

@@ -130,27 +130,26 @@ struct SOrnament {
         const bool oddI = std::fmod(std::fabs(i), 2.0) == 1.0, oddJ = std::fmod(std::fabs(j), 2.0) == 1.0;
         // Pixel-exact mirrors within a tile: f → size − 1 − f.
         switch (symmetry) {
-            case keOrnamentMirror:
-                if (oddI) fx = tw - 1.0 - fx;
-                break;
-            case keOrnamentMirror2:
-                if (oddI) fx = tw - 1.0 - fx;
-                if (oddJ) fy = th - 1.0 - fy;
-                break;
-            case keOrnamentHalfTurn:
-                if (oddI != oddJ) fx = tw - 1.0 - fx, fy = th - 1.0 - fy;
-                break;
-            case keOrnamentQuarterTurn: {
-                // Quarter turns 0, 1, 2, 3 around a 2 x 2 block, on cell centres (f + 1/2)/size.
-                const int q = oddJ ? (oddI ? 2 : 3) : (oddI ? 1 : 0);
-                const double a = (fx + 0.5) / tw, b = (fy + 0.5) / th;
-                const double ra[4] = {a, b, 1.0 - a, 1.0 - b}, rb[4] = {b, 1.0 - a, 1.0 - b, a};
-                fx = ra[q] * tw - 0.5;
-                fy = rb[q] * th - 0.5;
-                break;
-            }
-            default:
-                break;
+        case keOrnamentMirror:
+            if (oddI) fx = tw - 1.0 - fx;
+            break;
+        case keOrnamentMirror2:
+            if (oddI) fx = tw - 1.0 - fx;
+            if (oddJ) fy = th - 1.0 - fy;
+            break;
+        case keOrnamentHalfTurn:
+            if (oddI != oddJ) fx = tw - 1.0 - fx, fy = th - 1.0 - fy;
+            break;
+        case keOrnamentQuarterTurn: {
+            // Quarter turns 0, 1, 2, 3 around a 2 x 2 block, on cell centres (f + 1/2)/size.
+            const int q = oddJ ? (oddI ? 2 : 3) : (oddI ? 1 : 0);
+            const double a = (fx + 0.5) / tw, b = (fy + 0.5) / th;
+            const double ra[4] = {a, b, 1.0 - a, 1.0 - b}, rb[4] = {b, 1.0 - a, 1.0 - b, a};
+            fx = ra[q] * tw - 0.5;
+            fy = rb[q] * th - 0.5;
+            break;
+        }
+        default: break;
         }
         // s = offset + f·zoom
         sx = ox + fx * zoom;
@@ -217,7 +216,8 @@ CCoordinator* Create_CCoordinatorReflections(int axis, int position, int side, i
 
 CCoordinator* Create_CCoordinatorOrnament(int tileWidth, int tileHeight, int symmetry, int bCentred, double degrees,
                                           double zoom, double offsetX, double offsetY) {
-    const int sym = symmetry >= keOrnamentTranslate && symmetry <= keOrnamentQuarterTurn ? symmetry : keOrnamentTranslate;
+    const int sym = symmetry >= keOrnamentTranslate && symmetry <= keOrnamentQuarterTurn ? symmetry
+                                                                                         : keOrnamentTranslate;
     return NewMap<SOrnament>(keEdgeConstant, double(std::max(1, tileWidth)), double(std::max(1, tileHeight)), sym,
                              bCentred != 0, degrees * kQDegToRad, std::clamp(zoom, 0.01, 100.0), offsetX, offsetY);
 }

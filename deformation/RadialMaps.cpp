@@ -57,8 +57,8 @@ struct SRipple {
         sy = y;
         if (r < 1e-12) return;
         // Δ = A·sin(2πr/λ − φ)·exp(−damping·r/Rc)·min(1, r), along the ray
-        const double d = amplitude * std::sin(2.0 * kQPiFull * r / wavelength - phase) * std::exp(-damping * r / reach) *
-                         std::min(1.0, r);
+        const double d = amplitude * std::sin(2.0 * kQPiFull * r / wavelength - phase) *
+                         std::exp(-damping * r / reach) * std::min(1.0, r);
         sx += dx / r * d;
         sy += dy / r * d;
     }

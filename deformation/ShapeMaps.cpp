@@ -50,7 +50,9 @@ struct SOffset {
 };
 
 // u' = u + a·u·(1 − |u|) on one normalised axis, the identity beyond |u| = 1.
-inline double ThinAxis(double u, double a) noexcept { return std::fabs(u) <= 1.0 ? u + a * u * (1.0 - std::fabs(u)) : u; }
+inline double ThinAxis(double u, double a) noexcept {
+    return std::fabs(u) <= 1.0 ? u + a * u * (1.0 - std::fabs(u)) : u;
+}
 
 struct SThinify {
     double ax = 0.0, ay = 0.0;
@@ -192,7 +194,8 @@ CCoordinator* Create_CCoordinatorVCylinder(double amount) {
 }
 
 CCoordinator* Create_CCoordinatorWave(double amplitudeX, double wavelengthX, double amplitudeY, double wavelengthY) {
-    return NewMap<SWave>(keEdgeConstant, amplitudeX, std::max(1.0, wavelengthX), amplitudeY, std::max(1.0, wavelengthY));
+    return NewMap<SWave>(keEdgeConstant, amplitudeX, std::max(1.0, wavelengthX), amplitudeY,
+                         std::max(1.0, wavelengthY));
 }
 
 CCoordinator* Create_CCoordinatorCurlicues(double cellSize, double degrees, double offsetX, double offsetY,

@@ -44,7 +44,9 @@ const char* QGDI_LogLevelTag(EQLogLevel level) noexcept {
 }
 
 void QGDI_SetLogLevel(EQLogLevel level) noexcept { State().level.store(level, std::memory_order_relaxed); }
-EQLogLevel QGDI_GetLogLevel() noexcept { return static_cast<EQLogLevel>(State().level.load(std::memory_order_relaxed)); }
+EQLogLevel QGDI_GetLogLevel() noexcept {
+    return static_cast<EQLogLevel>(State().level.load(std::memory_order_relaxed));
+}
 
 void QGDI_SetLogSink(QGDILogSinkFn sink, void* context) noexcept {
     LogState& s = State();

@@ -50,7 +50,8 @@ double SignedArea(const std::vector<SQPOINT>& poly) {
 // that is known to contain it.
 std::vector<SQPOINT> ClipSlabs(const SQRECT& box, const std::vector<SQPOINT>& n, const std::vector<double>& lo,
                                const std::vector<double>& hi) {
-    std::vector<SQPOINT> poly = {{box.left, box.top}, {box.right, box.top}, {box.right, box.bottom}, {box.left, box.bottom}};
+    std::vector<SQPOINT> poly = {
+        {box.left, box.top}, {box.right, box.top}, {box.right, box.bottom}, {box.left, box.bottom}};
     for (size_t k = 0; k < n.size() && !poly.empty(); ++k) {
         if (std::fabs(n[k].x) + std::fabs(n[k].y) < 1e-12) continue;
         ClipHalfPlane(poly, n[k], hi[k]);
@@ -170,7 +171,6 @@ double TQSlabExtent<P>::MeasureDistance(const P& p) const noexcept {
 template class TQSlabExtent<SQPOINT>;
 template class TQSlabExtent<SQPOINT3>;
 
-
 CExtent2D::CExtent2D() : CExtent2D(4) {}
 
 CExtent2D::CExtent2D(int directions) {
@@ -235,7 +235,10 @@ std::vector<SQPOINT3> CExtent3D::GetVertices() const {
     if (m_empty) return out;
     // Every corner lies on three independent face planes: try each triple of
     // planes and keep the intersections that satisfy every slab.
-    struct Plane { SQPOINT3 n; double c; };
+    struct Plane {
+        SQPOINT3 n;
+        double c;
+    };
     std::vector<Plane> planes;
     double scale = 1.0;
     for (size_t k = 0; k < m_normals.size(); ++k) {

@@ -46,8 +46,7 @@ bool FactorLU(std::vector<double>& a, int n, std::vector<int>& perm, int& sign) 
 // Solves LU x = P b for each column of b (n x m, row-major) in place.
 void SolveLU(const std::vector<double>& lu, int n, const std::vector<int>& perm, std::vector<double>& b, int m) {
     std::vector<double> x(size_t(n) * m);
-    for (int r = 0; r < n; ++r)
-        std::copy_n(b.begin() + size_t(perm[r]) * m, m, x.begin() + size_t(r) * m);
+    for (int r = 0; r < n; ++r) std::copy_n(b.begin() + size_t(perm[r]) * m, m, x.begin() + size_t(r) * m);
     for (int r = 0; r < n; ++r)
         for (int k = 0; k < r; ++k) {
             const double l = lu[size_t(r) * n + k];
@@ -232,9 +231,21 @@ CGenMatrix CGenMatrix::transpose() const {
     return t;
 }
 
-CGenMatrix CGenMatrix::operator+(const CGenMatrix& o) const { CGenMatrix r(*this); r += o; return r; }
-CGenMatrix CGenMatrix::operator-(const CGenMatrix& o) const { CGenMatrix r(*this); r -= o; return r; }
-CGenMatrix CGenMatrix::operator*(double k) const { CGenMatrix r(*this); r *= k; return r; }
+CGenMatrix CGenMatrix::operator+(const CGenMatrix& o) const {
+    CGenMatrix r(*this);
+    r += o;
+    return r;
+}
+CGenMatrix CGenMatrix::operator-(const CGenMatrix& o) const {
+    CGenMatrix r(*this);
+    r -= o;
+    return r;
+}
+CGenMatrix CGenMatrix::operator*(double k) const {
+    CGenMatrix r(*this);
+    r *= k;
+    return r;
+}
 
 CGenMatrix& CGenMatrix::operator+=(const CGenMatrix& o) {
     requireSameShape(o);

@@ -76,7 +76,8 @@ void CLeastSquares::ComputeError() {
     for (int i = 0; i < n; ++i) {
         const double ci = m_coefficients[static_cast<size_t>(i)];
         sse -= 2.0 * ci * m_momentSums[static_cast<size_t>(i)];
-        for (int j = 0; j < n; ++j) sse += ci * m_coefficients[static_cast<size_t>(j)] * m_powerSums[static_cast<size_t>(i + j)];
+        for (int j = 0; j < n; ++j)
+            sse += ci * m_coefficients[static_cast<size_t>(j)] * m_powerSums[static_cast<size_t>(i + j)];
     }
     m_error = std::sqrt(std::max(0.0, sse) / m_powerSums[0]);
 }

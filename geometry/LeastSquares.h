@@ -37,7 +37,7 @@ private:
     double m_sumY2 = 0.0;
     std::vector<double> m_coefficients;
     double m_error = 0.0;
-    bool m_coefficientsDone = false;   // computed (or attempted) since the last sample
+    bool m_coefficientsDone = false;  // computed (or attempted) since the last sample
     bool m_haveFit = false;
     bool m_errorDone = false;
 };

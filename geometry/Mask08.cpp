@@ -170,8 +170,9 @@ bool CMask08::Morphology(int radius, bool square) {
     // offsets with dx² + dy² ≤ r² for the disc.
     std::vector<int> half(static_cast<size_t>(2 * r + 1));
     for (int dy = -r; dy <= r; ++dy)
-        half[static_cast<size_t>(dy + r)] =
-            square ? r : static_cast<int>(std::floor(std::sqrt(double(r) * r - double(dy) * dy) + 1e-9));
+        half[static_cast<size_t>(dy + r)] = square ? r
+                                                   : static_cast<int>(
+                                                         std::floor(std::sqrt(double(r) * r - double(dy) * dy) + 1e-9));
     const int width = m_width, height = m_height;
     // Per thread: the padded and block-extreme buffers of RunningExtreme, then one filtered row.
     const size_t scratchSize = 3 * static_cast<size_t>(width + 4 * r + 2) + static_cast<size_t>(width);
@@ -231,7 +232,9 @@ bool CMask08::Blur(int radius, int passes) {
         }
         // Vertical running sums, one per column, advanced a whole row at a time.
         std::fill(columns.begin(), columns.end(), 0u);
-        auto row = [&](int y) { return tmp.data() + static_cast<size_t>(std::clamp(y, 0, h - 1)) * static_cast<size_t>(w); };
+        auto row = [&](int y) {
+            return tmp.data() + static_cast<size_t>(std::clamp(y, 0, h - 1)) * static_cast<size_t>(w);
+        };
         for (int i = -r; i <= r; ++i) {
             const uint8_t* s = row(i);
             for (int x = 0; x < w; ++x) columns[static_cast<size_t>(x)] += s[x];
@@ -252,12 +255,14 @@ bool CMask08::Blur(int radius, int passes) {
 
 int64_t CMask08::RemoveHoles(uint8_t threshold, int64_t maxArea) {
     const uint8_t* bits = m_bits.data();
-    return ReplaceRegions(m_bits, m_width, m_height, [=](uint32_t i) { return bits[i] < threshold; }, true, maxArea, 255);
+    return ReplaceRegions(
+        m_bits, m_width, m_height, [=](uint32_t i) { return bits[i] < threshold; }, true, maxArea, 255);
 }
 
 int64_t CMask08::RemoveIslands(uint8_t threshold, int64_t maxArea) {
     const uint8_t* bits = m_bits.data();
-    return ReplaceRegions(m_bits, m_width, m_height, [=](uint32_t i) { return bits[i] >= threshold; }, false, maxArea, 0);
+    return ReplaceRegions(
+        m_bits, m_width, m_height, [=](uint32_t i) { return bits[i] >= threshold; }, false, maxArea, 0);
 }
 
 int64_t CMask08::SeedFill(int x, int y, uint8_t value, uint8_t tolerance) {
@@ -267,7 +272,8 @@ int64_t CMask08::SeedFill(int x, int y, uint8_t value, uint8_t tolerance) {
     std::vector<uint8_t> visited(m_bits.size(), 0);
     std::vector<uint32_t> pixels;
     const uint32_t start = static_cast<uint32_t>(y) * static_cast<uint32_t>(m_width) + static_cast<uint32_t>(x);
-    FloodRegion(m_width, m_height, start, [=](uint32_t i) { return std::abs(bits[i] - seed) <= tolerance; }, visited, pixels);
+    FloodRegion(
+        m_width, m_height, start, [=](uint32_t i) { return std::abs(bits[i] - seed) <= tolerance; }, visited, pixels);
     for (uint32_t i : pixels) m_bits[i] = value;
     return static_cast<int64_t>(pixels.size());
 }

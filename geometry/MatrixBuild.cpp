@@ -109,9 +109,8 @@ bool FromSimilarity(double* m, const SQPOINT* src, const SQPOINT* dst) {
     // (a + ib) = (e) / (d) as complex numbers.
     const double a = (ex * dx + ey * dy) / len2;
     const double b = (ey * dx - ex * dy) / len2;
-    const double r[9] = {a, -b, dst[0].x - (a * src[0].x - b * src[0].y),
-                         b, a,  dst[0].y - (b * src[0].x + a * src[0].y),
-                         0, 0, 1};
+    const double r[9] = {
+        a, -b, dst[0].x - (a * src[0].x - b * src[0].y), b, a, dst[0].y - (b * src[0].x + a * src[0].y), 0, 0, 1};
     std::memcpy(m, r, sizeof(r));
     return true;
 }

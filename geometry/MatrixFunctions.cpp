@@ -31,13 +31,18 @@ void QGDI_MatrixCopy(double* dst, const double* src) noexcept {
 
 void QGDI_MatrixMultiply(double* out, const double* a, const double* b) noexcept {
     if (!out) return;
-    if (!a) { QGDI_MatrixCopy(out, b); return; }
-    if (!b) { QGDI_MatrixCopy(out, a); return; }
+    if (!a) {
+        QGDI_MatrixCopy(out, b);
+        return;
+    }
+    if (!b) {
+        QGDI_MatrixCopy(out, a);
+        return;
+    }
     // out[r][c] = sum_k a[r][k] * b[k][c]; formed on the stack so out may alias a or b.
     double t[9];
     for (int r = 0; r < 3; ++r)
-        for (int c = 0; c < 3; ++c)
-            t[r * 3 + c] = a[r * 3] * b[c] + a[r * 3 + 1] * b[3 + c] + a[r * 3 + 2] * b[6 + c];
+        for (int c = 0; c < 3; ++c) t[r * 3 + c] = a[r * 3] * b[c] + a[r * 3 + 1] * b[3 + c] + a[r * 3 + 2] * b[6 + c];
     std::memcpy(out, t, sizeof(t));
 }
 
@@ -92,8 +97,7 @@ void QGDI_MatrixPerspectiveY(double* m, double k) noexcept {
 double QGDI_MatrixGetDeterminant(const double* m) noexcept {
     if (!m) return 1.0;
     // Expansion along the first column.
-    return m[0] * (m[4] * m[8] - m[5] * m[7]) - m[3] * (m[1] * m[8] - m[2] * m[7]) +
-           m[6] * (m[1] * m[5] - m[2] * m[4]);
+    return m[0] * (m[4] * m[8] - m[5] * m[7]) - m[3] * (m[1] * m[8] - m[2] * m[7]) + m[6] * (m[1] * m[5] - m[2] * m[4]);
 }
 
 void QGDI_MatrixGetAdjoint(const double* m, double* out) noexcept {
@@ -135,9 +139,8 @@ uint32_t QGDI_MatrixFlagGet(const double* m) noexcept {
     if (!m) return 0;
     // A bit is set when its quantity is not below the tolerance (NaN sets it too).
     auto bit = [](double v, uint32_t b) -> uint32_t { return std::fabs(v) < kQGeomTolerance ? 0u : b; };
-    return bit(m[2], keMatrixFlagTranslateX) | bit(m[5], keMatrixFlagTranslateY) |
-           bit(m[0] - 1.0, keMatrixFlagScaleX) | bit(m[4] - 1.0, keMatrixFlagScaleY) |
-           bit(m[1], keMatrixFlagShearX) | bit(m[3], keMatrixFlagShearY) |
+    return bit(m[2], keMatrixFlagTranslateX) | bit(m[5], keMatrixFlagTranslateY) | bit(m[0] - 1.0, keMatrixFlagScaleX) |
+           bit(m[4] - 1.0, keMatrixFlagScaleY) | bit(m[1], keMatrixFlagShearX) | bit(m[3], keMatrixFlagShearY) |
            bit(m[6], keMatrixFlagPerspectiveX) | bit(m[7], keMatrixFlagPerspectiveY) |
            bit(m[8] - 1.0, keMatrixFlagHomogeneous);
 }
@@ -163,8 +166,7 @@ bool QGDI_MatrixIsEqual(const double* a, const double* b) noexcept {
 bool QGDI_MatrixIsEqual2x2(const double* a, const double* b) noexcept {
     a = OrIdentity(a);
     b = OrIdentity(b);
-    return QGDI_IsEqual(a[0], b[0]) && QGDI_IsEqual(a[1], b[1]) && QGDI_IsEqual(a[3], b[3]) &&
-           QGDI_IsEqual(a[4], b[4]);
+    return QGDI_IsEqual(a[0], b[0]) && QGDI_IsEqual(a[1], b[1]) && QGDI_IsEqual(a[3], b[3]) && QGDI_IsEqual(a[4], b[4]);
 }
 
 void QGDI_MatrixTransform(const double* m, double* xy, int count) noexcept {

@@ -17,15 +17,15 @@
 // value by at least the geometry tolerance.
 enum EQMatrixFlag : uint32_t {
     keMatrixFlagNone = 0,
-    keMatrixFlagTranslateX = 1,     // m2
-    keMatrixFlagTranslateY = 2,     // m5
-    keMatrixFlagScaleX = 4,         // m0 - 1
-    keMatrixFlagScaleY = 8,         // m4 - 1
-    keMatrixFlagShearX = 16,        // m1
-    keMatrixFlagShearY = 32,        // m3
-    keMatrixFlagPerspectiveX = 64,  // m6
-    keMatrixFlagPerspectiveY = 128, // m7
-    keMatrixFlagHomogeneous = 256,  // m8 - 1
+    keMatrixFlagTranslateX = 1,      // m2
+    keMatrixFlagTranslateY = 2,      // m5
+    keMatrixFlagScaleX = 4,          // m0 - 1
+    keMatrixFlagScaleY = 8,          // m4 - 1
+    keMatrixFlagShearX = 16,         // m1
+    keMatrixFlagShearY = 32,         // m3
+    keMatrixFlagPerspectiveX = 64,   // m6
+    keMatrixFlagPerspectiveY = 128,  // m7
+    keMatrixFlagHomogeneous = 256,   // m8 - 1
     keMatrixFlagTranslate = 3,
     keMatrixFlagLinear = 60,
     keMatrixFlagProjective = 448,
@@ -79,5 +79,4 @@ QGDI_API void QGDI_MatrixTransform(const double* m, SQRECT& rc) noexcept;
 
 // Splits the linear part into row scales and one rotation, diag(sx, sy) x R(angle);
 // false (angle 0) for shear, mirroring or a degenerate linear part.
-QGDI_API bool QGDI_MatrixDecomposeScalingAndRotation(const double* m, double& sx, double& sy,
-                                                      double& angle) noexcept;
+QGDI_API bool QGDI_MatrixDecomposeScalingAndRotation(const double* m, double& sx, double& sy, double& angle) noexcept;

@@ -183,9 +183,7 @@ CPolynomial CPolynomial::Substitute(int v, const CPolynomial& q) const {
     return r.CombineLikeTerms();
 }
 
-CPolynomial CPolynomial::Substitute(int v, double value) const {
-    return Substitute(v, Constant(m_variables, value));
-}
+CPolynomial CPolynomial::Substitute(int v, double value) const { return Substitute(v, Constant(m_variables, value)); }
 
 CPolynomial CPolynomial::Power(int n) const {
     CPolynomial r = Constant(m_variables, 1.0);

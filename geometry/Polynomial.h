@@ -87,7 +87,10 @@ public:
     CPolynomial& operator*=(double k);
     friend CPolynomial operator+(CPolynomial a, const CPolynomial& b) { return a += b; }
     friend CPolynomial operator-(CPolynomial a, const CPolynomial& b) { return a -= b; }
-    friend CPolynomial operator*(const CPolynomial& a, const CPolynomial& b) { CPolynomial r(a); return r *= b; }
+    friend CPolynomial operator*(const CPolynomial& a, const CPolynomial& b) {
+        CPolynomial r(a);
+        return r *= b;
+    }
     friend CPolynomial operator*(CPolynomial a, double k) { return a *= k; }
 
     // Equal after combining like terms, coefficient by coefficient within tolerance.

@@ -86,9 +86,12 @@ bool CQLength::Parse(const char* text, CQLength& out, EQLengthUnit defaultUnit) 
     std::string unit(end);
     while (!unit.empty() && std::isspace(static_cast<unsigned char>(unit.back()))) unit.pop_back();
     for (char& c : unit) c = char(std::tolower(static_cast<unsigned char>(c)));
-    struct { const char* name; EQLengthUnit unit; } const kNames[] = {
-        {"px", keUnitPixels}, {"in", keUnitInches}, {"\"", keUnitInches}, {"cm", keUnitCentimeters},
-        {"mm", keUnitMillimeters}, {"pt", keUnitPoints}, {"pc", keUnitPicas}, {"%", keUnitPercent}};
+    struct {
+        const char* name;
+        EQLengthUnit unit;
+    } const kNames[] = {{"px", keUnitPixels},      {"in", keUnitInches},      {"\"", keUnitInches},
+                        {"cm", keUnitCentimeters}, {"mm", keUnitMillimeters}, {"pt", keUnitPoints},
+                        {"pc", keUnitPicas},       {"%", keUnitPercent}};
     EQLengthUnit u = Valid(defaultUnit);
     if (!unit.empty()) {
         bool found = false;

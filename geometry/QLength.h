@@ -10,9 +10,9 @@ enum EQLengthUnit : int {
     keUnitInches = 1,
     keUnitCentimeters = 2,
     keUnitMillimeters = 3,
-    keUnitPoints = 4,       // 1/72 inch
-    keUnitPicas = 5,        // 12 points
-    keUnitPercent = 6,      // of a reference length in pixels
+    keUnitPoints = 4,   // 1/72 inch
+    keUnitPicas = 5,    // 12 points
+    keUnitPercent = 6,  // of a reference length in pixels
 };
 
 class QGDI_API CQLength {
@@ -25,7 +25,10 @@ public:
 
     double GetValue() const noexcept { return m_value; }
     EQLengthUnit GetUnit() const noexcept { return m_unit; }
-    void Set(double value, EQLengthUnit unit) noexcept { m_value = value; m_unit = Valid(unit); }
+    void Set(double value, EQLengthUnit unit) noexcept {
+        m_value = value;
+        m_unit = Valid(unit);
+    }
 
     // In pixels at `dpi` pixels per inch; a percentage is of `reference` pixels.
     double ToPixels(double dpi, double reference = 0.0) const noexcept;
@@ -47,7 +50,9 @@ public:
     bool operator!=(const CQLength& o) const noexcept { return !(*this == o); }
 
 private:
-    static EQLengthUnit Valid(EQLengthUnit u) noexcept { return u >= keUnitPixels && u <= keUnitPercent ? u : keUnitPixels; }
+    static EQLengthUnit Valid(EQLengthUnit u) noexcept {
+        return u >= keUnitPixels && u <= keUnitPercent ? u : keUnitPixels;
+    }
 
     double m_value = 0.0;
     EQLengthUnit m_unit = keUnitPixels;

@@ -17,8 +17,8 @@ class QGDI_API CQMatrix3x3 {
 public:
     CQMatrix3x3() noexcept { Identity(); }
     // Row by row; the flags are computed on first use.
-    CQMatrix3x3(double m0, double m1, double m2, double m3, double m4, double m5, double m6 = 0.0,
-                double m7 = 0.0, double m8 = 1.0) noexcept;
+    CQMatrix3x3(double m0, double m1, double m2, double m3, double m4, double m5, double m6 = 0.0, double m7 = 0.0,
+                double m8 = 1.0) noexcept;
     explicit CQMatrix3x3(const double* m) noexcept { *this = m; }
     CQMatrix3x3(const CQMatrix3x3&) = default;
     CQMatrix3x3& operator=(const CQMatrix3x3&) = default;
@@ -30,7 +30,11 @@ public:
     void Identity() noexcept;
 
     CQMatrix3x3& operator*=(const CQMatrix3x3& other) noexcept;
-    CQMatrix3x3 operator*(const CQMatrix3x3& other) const noexcept { CQMatrix3x3 r(*this); r *= other; return r; }
+    CQMatrix3x3 operator*(const CQMatrix3x3& other) const noexcept {
+        CQMatrix3x3 r(*this);
+        r *= other;
+        return r;
+    }
     void Rotate(double radians) noexcept;
     // Degrees, brought into [0, 2 pi] before the rotation.
     void RotateAngle(double degrees) noexcept;
@@ -121,9 +125,15 @@ public:
     // The nine elements, for the QGDI_Matrix... functions.
     const double* Data() const noexcept { return m_d; }
     // Writable elements: the cached flags are invalidated first.
-    double* DataForWrite() noexcept { m_nFlags = keMatrixFlagsUnknown; return m_d; }
+    double* DataForWrite() noexcept {
+        m_nFlags = keMatrixFlagsUnknown;
+        return m_d;
+    }
     double GetScaleY() const noexcept { return m_d[4]; }
-    void GetTranslate(SQPOINT& p) const noexcept { p.x = m_d[2]; p.y = m_d[5]; }
+    void GetTranslate(SQPOINT& p) const noexcept {
+        p.x = m_d[2];
+        p.y = m_d[5];
+    }
 
     void Dump(const char* label, EQLogLevel level = keLogDebug) const;
 

@@ -20,22 +20,58 @@ public:
     constexpr explicit CQPoint(const POINT& p) noexcept : SQPOINT{double(p.x), double(p.y)} {}
     constexpr explicit CQPoint(const SIZE& s) noexcept : SQPOINT{double(s.cx), double(s.cy)} {}
 
-    void Set(double x0, double y0) noexcept { x = x0; y = y0; }
-    void Get(double& x0, double& y0) const noexcept { x0 = x; y0 = y; }
-    void Offset(double dx, double dy) noexcept { x += dx; y += dy; }
-    void Offset(const SQPOINT& d) noexcept { x += d.x; y += d.y; }
+    void Set(double x0, double y0) noexcept {
+        x = x0;
+        y = y0;
+    }
+    void Get(double& x0, double& y0) const noexcept {
+        x0 = x;
+        y0 = y;
+    }
+    void Offset(double dx, double dy) noexcept {
+        x += dx;
+        y += dy;
+    }
+    void Offset(const SQPOINT& d) noexcept {
+        x += d.x;
+        y += d.y;
+    }
 
     CQPoint operator+(const SQPOINT& o) const noexcept { return CQPoint(x + o.x, y + o.y); }
     CQPoint operator-(const SQPOINT& o) const noexcept { return CQPoint(x - o.x, y - o.y); }
     CQPoint operator-() const noexcept { return CQPoint(-x, -y); }
     CQPoint operator*(double k) const noexcept { return CQPoint(x * k, y * k); }
     CQPoint operator/(double k) const noexcept { return CQPoint(x / k, y / k); }
-    CQPoint& operator+=(const SQPOINT& o) noexcept { x += o.x; y += o.y; return *this; }
-    CQPoint& operator-=(const SQPOINT& o) noexcept { x -= o.x; y -= o.y; return *this; }
-    CQPoint& operator+=(const POINT& o) noexcept { x += o.x; y += o.y; return *this; }
-    CQPoint& operator-=(const POINT& o) noexcept { x -= o.x; y -= o.y; return *this; }
-    CQPoint& operator*=(double k) noexcept { x *= k; y *= k; return *this; }
-    CQPoint& operator/=(double k) noexcept { x /= k; y /= k; return *this; }
+    CQPoint& operator+=(const SQPOINT& o) noexcept {
+        x += o.x;
+        y += o.y;
+        return *this;
+    }
+    CQPoint& operator-=(const SQPOINT& o) noexcept {
+        x -= o.x;
+        y -= o.y;
+        return *this;
+    }
+    CQPoint& operator+=(const POINT& o) noexcept {
+        x += o.x;
+        y += o.y;
+        return *this;
+    }
+    CQPoint& operator-=(const POINT& o) noexcept {
+        x -= o.x;
+        y -= o.y;
+        return *this;
+    }
+    CQPoint& operator*=(double k) noexcept {
+        x *= k;
+        y *= k;
+        return *this;
+    }
+    CQPoint& operator/=(double k) noexcept {
+        x /= k;
+        y /= k;
+        return *this;
+    }
 
     bool operator==(const SQPOINT& o) const noexcept { return QGDI_IsEqual(x, o.x) && QGDI_IsEqual(y, o.y); }
     bool operator!=(const SQPOINT& o) const noexcept { return !(*this == o); }
@@ -56,7 +92,11 @@ public:
     void Round(CPoint& out) const noexcept;
     // Truncated toward zero.
     void CastPoint(CPoint& out) const noexcept;
-    CPoint Round() const noexcept { CPoint p; Round(p); return p; }
+    CPoint Round() const noexcept {
+        CPoint p;
+        Round(p);
+        return p;
+    }
 };
 
 // Both coordinates equal within the geometry tolerance.

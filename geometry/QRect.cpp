@@ -46,8 +46,14 @@ bool CQRect::UnionRect(const SQRECT& a, const SQRECT& b) noexcept {
         SetRectEmpty();
         return false;
     }
-    if (emptyA) { *this = b; return true; }
-    if (emptyB) { *this = a; return true; }
+    if (emptyA) {
+        *this = b;
+        return true;
+    }
+    if (emptyB) {
+        *this = a;
+        return true;
+    }
     *this = CQRect(std::min(a.left, b.left), std::min(a.top, b.top), std::max(a.right, b.right),
                    std::max(a.bottom, b.bottom));
     return true;

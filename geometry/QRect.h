@@ -18,13 +18,22 @@ public:
     constexpr CQRect() noexcept : SQRECT{0.0, 0.0, 0.0, 0.0} {}
     constexpr CQRect(double l, double t, double r, double b) noexcept : SQRECT{l, t, r, b} {}
     constexpr CQRect(const SQRECT& rc) noexcept : SQRECT(rc) {}
-    constexpr CQRect(const RECT& rc) noexcept : SQRECT{double(rc.left), double(rc.top), double(rc.right), double(rc.bottom)} {}
+    constexpr CQRect(const RECT& rc) noexcept
+        : SQRECT{double(rc.left), double(rc.top), double(rc.right), double(rc.bottom)} {}
     constexpr CQRect(const SQPOINT& tl, const SQPOINT& br) noexcept : SQRECT{tl.x, tl.y, br.x, br.y} {}
     CQRect(const SQPOINT& tl, const CQSize& sz) noexcept : SQRECT{tl.x, tl.y, tl.x + sz.cx, tl.y + sz.cy} {}
 
-    CQRect& operator=(const RECT& rc) noexcept { *this = CQRect(rc); return *this; }
+    CQRect& operator=(const RECT& rc) noexcept {
+        *this = CQRect(rc);
+        return *this;
+    }
 
-    void SetRect(double l, double t, double r, double b) noexcept { left = l; top = t; right = r; bottom = b; }
+    void SetRect(double l, double t, double r, double b) noexcept {
+        left = l;
+        top = t;
+        right = r;
+        bottom = b;
+    }
     void SetRectEmpty() noexcept { SetRect(0.0, 0.0, 0.0, 0.0); }
 
     double Width() const noexcept { return right - left; }
@@ -47,8 +56,14 @@ public:
     void DeflateRect(double dx, double dy) noexcept { InflateRect(-dx, -dy, -dx, -dy); }
     void OffsetRect(double dx, double dy) noexcept;
     void OffsetRect(const SQPOINT& d) noexcept { OffsetRect(d.x, d.y); }
-    CQRect& operator+=(const SQPOINT& d) noexcept { OffsetRect(d.x, d.y); return *this; }
-    CQRect& operator-=(const SQPOINT& d) noexcept { OffsetRect(-d.x, -d.y); return *this; }
+    CQRect& operator+=(const SQPOINT& d) noexcept {
+        OffsetRect(d.x, d.y);
+        return *this;
+    }
+    CQRect& operator-=(const SQPOINT& d) noexcept {
+        OffsetRect(-d.x, -d.y);
+        return *this;
+    }
 
     // As the platform's functions: an empty intersection leaves this empty and
     // returns false; empty operands do not take part in a union.
@@ -59,10 +74,24 @@ public:
     // Grows this to contain the point (edges inclusive).
     void IncludePoint(const SQPOINT& p) noexcept;
 
-    CQRect& operator&=(const SQRECT& o) noexcept { IntersectRect(*this, o); return *this; }
-    CQRect& operator|=(const SQRECT& o) noexcept { UnionRect(*this, o); return *this; }
-    CQRect operator&(const SQRECT& o) const noexcept { CQRect r; r.IntersectRect(*this, o); return r; }
-    CQRect operator|(const SQRECT& o) const noexcept { CQRect r; r.UnionRect(*this, o); return r; }
+    CQRect& operator&=(const SQRECT& o) noexcept {
+        IntersectRect(*this, o);
+        return *this;
+    }
+    CQRect& operator|=(const SQRECT& o) noexcept {
+        UnionRect(*this, o);
+        return *this;
+    }
+    CQRect operator&(const SQRECT& o) const noexcept {
+        CQRect r;
+        r.IntersectRect(*this, o);
+        return r;
+    }
+    CQRect operator|(const SQRECT& o) const noexcept {
+        CQRect r;
+        r.UnionRect(*this, o);
+        return r;
+    }
 
     // Lexicographic over left, top, right, bottom with the geometry tolerance: -1, 0 or +1.
     int Compare(const SQRECT& o) const noexcept;
@@ -78,5 +107,9 @@ public:
     // The smallest integer rectangle that covers this one (floor of left and
     // top, ceiling of right and bottom), for pixel loops over a mapped area.
     void GetBoundingRect(CRect& out) const noexcept;
-    CRect CastRect() const noexcept { CRect r; CastRect(r); return r; }
+    CRect CastRect() const noexcept {
+        CRect r;
+        CastRect(r);
+        return r;
+    }
 };

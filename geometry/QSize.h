@@ -17,8 +17,14 @@ public:
     CQSize& operator=(const CQSize&) = default;
     virtual ~CQSize() = default;
 
-    void Set(double w, double h) noexcept { cx = w; cy = h; }
-    void Get(double& w, double& h) const noexcept { w = cx; h = cy; }
+    void Set(double w, double h) noexcept {
+        cx = w;
+        cy = h;
+    }
+    void Get(double& w, double& h) const noexcept {
+        w = cx;
+        h = cy;
+    }
 
     CQSize operator+(const CQSize& o) const noexcept { return CQSize(cx + o.cx, cy + o.cy); }
     CQSize operator-(const CQSize& o) const noexcept { return CQSize(cx - o.cx, cy - o.cy); }
@@ -26,10 +32,26 @@ public:
     CQSize operator-(const SIZE& o) const noexcept { return CQSize(cx - o.cx, cy - o.cy); }
     CQSize operator-() const noexcept { return CQSize(-cx, -cy); }
     CQSize operator*(double k) const noexcept { return CQSize(cx * k, cy * k); }
-    CQSize& operator+=(const CQSize& o) noexcept { cx += o.cx; cy += o.cy; return *this; }
-    CQSize& operator-=(const CQSize& o) noexcept { cx -= o.cx; cy -= o.cy; return *this; }
-    CQSize& operator+=(const SIZE& o) noexcept { cx += o.cx; cy += o.cy; return *this; }
-    CQSize& operator-=(const SIZE& o) noexcept { cx -= o.cx; cy -= o.cy; return *this; }
+    CQSize& operator+=(const CQSize& o) noexcept {
+        cx += o.cx;
+        cy += o.cy;
+        return *this;
+    }
+    CQSize& operator-=(const CQSize& o) noexcept {
+        cx -= o.cx;
+        cy -= o.cy;
+        return *this;
+    }
+    CQSize& operator+=(const SIZE& o) noexcept {
+        cx += o.cx;
+        cy += o.cy;
+        return *this;
+    }
+    CQSize& operator-=(const SIZE& o) noexcept {
+        cx -= o.cx;
+        cy -= o.cy;
+        return *this;
+    }
 
     // Per component.
     CQSize Min(const CQSize& o) const noexcept { return CQSize(cx < o.cx ? cx : o.cx, cy < o.cy ? cy : o.cy); }
@@ -37,7 +59,11 @@ public:
 
     // Nearest integers, ties to even (0.5 -> 0, 1.5 -> 2, 2.5 -> 2).
     void Round(CSize& out) const noexcept;
-    CSize Round() const noexcept { CSize s; Round(s); return s; }
+    CSize Round() const noexcept {
+        CSize s;
+        Round(s);
+        return s;
+    }
     LONG RoundX() const noexcept;
     LONG RoundY() const noexcept;
 

@@ -28,9 +28,7 @@ int32_t CRandomMinStd::Next() noexcept {
     return s;
 }
 
-int32_t CRandomMinStd::Get(int32_t n) noexcept {
-    return static_cast<int32_t>(Next() % BoundedModulus(n));
-}
+int32_t CRandomMinStd::Get(int32_t n) noexcept { return static_cast<int32_t>(Next() % BoundedModulus(n)); }
 
 int32_t CRandomMinStd::Get(int32_t lo, int32_t hi) noexcept {
     const int64_t span = int64_t{hi} - lo;

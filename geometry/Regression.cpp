@@ -95,9 +95,7 @@ CPolynomial CMultipleLinearRegression::GetPolynomial() {
     return p.CombineLikeTerms();
 }
 
-double CMultipleLinearRegression::Predict(const double* x) {
-    return x && EnsureFit() ? m_model.Evaluate(x) : kNaN;
-}
+double CMultipleLinearRegression::Predict(const double* x) { return x && EnsureFit() ? m_model.Evaluate(x) : kNaN; }
 
 double CMultipleLinearRegression::GetRSquared() {
     if (!EnsureFit()) return kNaN;
@@ -128,7 +126,7 @@ bool CMultipleLinearRegression::GetGradient(const double* x, double* gradient) {
 }
 
 EQExtremumKind CMultipleLinearRegression::FindLocalExtremum(const double* start, double* at, double* value,
-                                                           int maxIterations) {
+                                                            int maxIterations) {
     if (!start || !EnsureFit()) return keExtremumNone;
     const int n = GetVariableCount();
     const size_t nn = static_cast<size_t>(n);

@@ -11,10 +11,10 @@
 
 // What a stationary point of the fitted surface is.
 enum EQExtremumKind : int {
-    keExtremumNone = 0,     // no stationary point found
+    keExtremumNone = 0,  // no stationary point found
     keExtremumMinimum = 1,
     keExtremumMaximum = 2,
-    keExtremumSaddle = 3,   // also where the curvature is degenerate
+    keExtremumSaddle = 3,  // also where the curvature is degenerate
 };
 
 class QGDI_API CMultipleLinearRegression {
@@ -71,11 +71,11 @@ public:
 private:
     bool EnsureFit();
 
-    CPolynomial m_model;                 // terms, with the fitted coefficients once computed
-    std::vector<double> m_x;             // samples, GetVariableCount() values each
+    CPolynomial m_model;      // terms, with the fitted coefficients once computed
+    std::vector<double> m_x;  // samples, GetVariableCount() values each
     std::vector<double> m_y;
     bool m_computed = false;
-    bool m_failed = false;               // the last fit over the current samples failed
+    bool m_failed = false;  // the last fit over the current samples failed
     double m_sse = 0.0, m_sst = 0.0;
     std::vector<CPolynomial> m_gradient;  // ∂/∂x_v of the fitted model
     std::vector<CPolynomial> m_hessian;   // ∂²/∂x_i∂x_j, row-major

@@ -17,14 +17,14 @@ class QGDI_API CQTransformOp {
 public:
     double m_dScaleX = 1.0;
     double m_dScaleY = 1.0;
-    double m_dRotation = 0.0;   // degrees, turning +x toward +y
-    double m_dShearX = 0.0;     // degrees; x moves in proportion to y
-    double m_dShearY = 0.0;     // degrees; y moves in proportion to x
+    double m_dRotation = 0.0;  // degrees, turning +x toward +y
+    double m_dShearX = 0.0;    // degrees; x moves in proportion to y
+    double m_dShearY = 0.0;    // degrees; y moves in proportion to x
     bool m_bFlipHorizontal = false;
     bool m_bFlipVertical = false;
-    double m_dOffsetX = 0.0;    // canvas pixels, after centring
+    double m_dOffsetX = 0.0;  // canvas pixels, after centring
     double m_dOffsetY = 0.0;
-    CQSize m_canvas;            // destination size; empty means "fit the result"
+    CQSize m_canvas;  // destination size; empty means "fit the result"
     EQTransformResample m_eResample = keTransformBilinear;
     RGBQUAD m_background = {0, 0, 0, 0};
 

@@ -24,9 +24,9 @@ bool ProcessorHas(ETarget target) noexcept {
         return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma") && __builtin_cpu_supports("bmi") &&
                __builtin_cpu_supports("bmi2");
     case ETarget::kAVX512:
-        return ProcessorHas(ETarget::kAVX2) && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-               __builtin_cpu_supports("avx512cd") && __builtin_cpu_supports("avx512dq") &&
-               __builtin_cpu_supports("avx512vl");
+        return ProcessorHas(ETarget::kAVX2) && __builtin_cpu_supports("avx512f") &&
+               __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512cd") &&
+               __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl");
 #else
     case ETarget::kAVX2: return __builtin_cpu_supports("x86-64-v3");
     case ETarget::kAVX512: return __builtin_cpu_supports("x86-64-v4");

@@ -44,15 +44,15 @@ constexpr bool kWideVectors = kPassTarget != dispatch::ETarget::kBaseline;
 
 // Declares `decl` (a function declaration without its namespace) in every
 // target's namespace, so that the baseline pass can name each compilation.
-#define QGDI_DECLARE_PER_TARGET(decl)  \
-    namespace qgdi::k_baseline {       \
-    decl;                              \
-    }                                  \
-    namespace qgdi::k_avx2 {           \
-    decl;                              \
-    }                                  \
-    namespace qgdi::k_avx512 {         \
-    decl;                              \
+#define QGDI_DECLARE_PER_TARGET(decl) \
+    namespace qgdi::k_baseline {      \
+    decl;                             \
+    }                                 \
+    namespace qgdi::k_avx2 {          \
+    decl;                             \
+    }                                 \
+    namespace qgdi::k_avx512 {        \
+    decl;                             \
     }
 
 #ifdef QGDI_HAVE_TARGET_AVX2
@@ -67,4 +67,5 @@ constexpr bool kWideVectors = kPassTarget != dispatch::ETarget::kBaseline;
 #endif
 
 // The compilation of function `f` (declared with QGDI_DECLARE_PER_TARGET) for the active target.
-#define QGDI_DISPATCH(f) ::qgdi::dispatch::Pick(&::qgdi::k_baseline::f, QGDI_TARGET_FN_AVX2(f), QGDI_TARGET_FN_AVX512(f))
+#define QGDI_DISPATCH(f) \
+    ::qgdi::dispatch::Pick(&::qgdi::k_baseline::f, QGDI_TARGET_FN_AVX2(f), QGDI_TARGET_FN_AVX512(f))

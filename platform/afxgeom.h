@@ -12,8 +12,14 @@ public:
     CSize operator+(SIZE o) const noexcept { return CSize(cx + o.cx, cy + o.cy); }
     CSize operator-(SIZE o) const noexcept { return CSize(cx - o.cx, cy - o.cy); }
     CSize operator-() const noexcept { return CSize(-cx, -cy); }
-    void operator+=(SIZE o) noexcept { cx += o.cx; cy += o.cy; }
-    void operator-=(SIZE o) noexcept { cx -= o.cx; cy -= o.cy; }
+    void operator+=(SIZE o) noexcept {
+        cx += o.cx;
+        cy += o.cy;
+    }
+    void operator-=(SIZE o) noexcept {
+        cx -= o.cx;
+        cy -= o.cy;
+    }
 };
 
 class CPoint : public POINT {
@@ -22,9 +28,15 @@ public:
     constexpr CPoint(int x0, int y0) noexcept : POINT{x0, y0} {}
     constexpr CPoint(POINT p) noexcept : POINT(p) {}
     constexpr CPoint(SIZE s) noexcept : POINT{s.cx, s.cy} {}
-    void Offset(int dx, int dy) noexcept { x += dx; y += dy; }
+    void Offset(int dx, int dy) noexcept {
+        x += dx;
+        y += dy;
+    }
     void Offset(POINT p) noexcept { Offset(p.x, p.y); }
-    void SetPoint(int x0, int y0) noexcept { x = x0; y = y0; }
+    void SetPoint(int x0, int y0) noexcept {
+        x = x0;
+        y = y0;
+    }
     bool operator==(const POINT& o) const noexcept { return x == o.x && y == o.y; }
     bool operator!=(const POINT& o) const noexcept { return !(*this == o); }
     CPoint operator+(SIZE s) const noexcept { return CPoint(x + s.cx, y + s.cy); }
@@ -32,10 +44,22 @@ public:
     CPoint operator+(POINT p) const noexcept { return CPoint(x + p.x, y + p.y); }
     CSize operator-(POINT p) const noexcept { return CSize(x - p.x, y - p.y); }
     CPoint operator-() const noexcept { return CPoint(-x, -y); }
-    void operator+=(SIZE s) noexcept { x += s.cx; y += s.cy; }
-    void operator-=(SIZE s) noexcept { x -= s.cx; y -= s.cy; }
-    void operator+=(POINT p) noexcept { x += p.x; y += p.y; }
-    void operator-=(POINT p) noexcept { x -= p.x; y -= p.y; }
+    void operator+=(SIZE s) noexcept {
+        x += s.cx;
+        y += s.cy;
+    }
+    void operator-=(SIZE s) noexcept {
+        x -= s.cx;
+        y -= s.cy;
+    }
+    void operator+=(POINT p) noexcept {
+        x += p.x;
+        y += p.y;
+    }
+    void operator-=(POINT p) noexcept {
+        x -= p.x;
+        y -= p.y;
+    }
 };
 
 class CRect : public RECT {
@@ -72,8 +96,16 @@ public:
     bool EqualRect(const RECT* o) const noexcept { return ::EqualRect(this, o); }
     bool operator==(const RECT& o) const noexcept { return ::EqualRect(this, &o); }
     bool operator!=(const RECT& o) const noexcept { return !::EqualRect(this, &o); }
-    CRect operator&(const RECT& o) const noexcept { CRect r; r.IntersectRect(this, &o); return r; }
-    CRect operator|(const RECT& o) const noexcept { CRect r; r.UnionRect(this, &o); return r; }
+    CRect operator&(const RECT& o) const noexcept {
+        CRect r;
+        r.IntersectRect(this, &o);
+        return r;
+    }
+    CRect operator|(const RECT& o) const noexcept {
+        CRect r;
+        r.UnionRect(this, &o);
+        return r;
+    }
     operator RECT*() noexcept { return this; }
     operator const RECT*() const noexcept { return this; }
 };

@@ -43,7 +43,9 @@ template <class T>
 class CComPtr {
 public:
     CComPtr() noexcept = default;
-    CComPtr(T* p) noexcept : p(p) { if (p) p->AddRef(); }
+    CComPtr(T* p) noexcept : p(p) {
+        if (p) p->AddRef();
+    }
     CComPtr(const CComPtr& o) noexcept : CComPtr(o.p) {}
     CComPtr(CComPtr&& o) noexcept : p(std::exchange(o.p, nullptr)) {}
     ~CComPtr() { Release(); }
@@ -55,14 +57,20 @@ public:
     }
     CComPtr& operator=(const CComPtr& o) noexcept { return *this = o.p; }
     CComPtr& operator=(CComPtr&& o) noexcept {
-        if (this != std::addressof(o)) { Release(); p = std::exchange(o.p, nullptr); }
+        if (this != std::addressof(o)) {
+            Release();
+            p = std::exchange(o.p, nullptr);
+        }
         return *this;
     }
     void Release() noexcept {
         if (T* q = std::exchange(p, nullptr)) q->Release();
     }
     // Takes over a reference without adding one.
-    void Attach(T* q) noexcept { Release(); p = q; }
+    void Attach(T* q) noexcept {
+        Release();
+        p = q;
+    }
     T* Detach() noexcept { return std::exchange(p, nullptr); }
     T* operator->() const noexcept { return p; }
     operator T*() const noexcept { return p; }
@@ -79,8 +87,15 @@ public:
     CComQIPtr() noexcept = default;
     CComQIPtr(T* q) noexcept : CComPtr<T>(q) {}
     CComQIPtr(IUnknown* u) noexcept { Query(u); }
-    CComQIPtr& operator=(T* q) noexcept { CComPtr<T>::operator=(q); return *this; }
-    CComQIPtr& operator=(IUnknown* u) noexcept { this->Release(); Query(u); return *this; }
+    CComQIPtr& operator=(T* q) noexcept {
+        CComPtr<T>::operator=(q);
+        return *this;
+    }
+    CComQIPtr& operator=(IUnknown* u) noexcept {
+        this->Release();
+        Query(u);
+        return *this;
+    }
 
 private:
     void Query(IUnknown* u) noexcept {

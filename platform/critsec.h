@@ -18,8 +18,12 @@ inline bool TryEnterCriticalSection(CRITICAL_SECTION* cs) { return cs->mutex.try
 // Scoped Enter/Leave.
 class CCriticalSectionLock {
 public:
-    explicit CCriticalSectionLock(CRITICAL_SECTION* cs) : m_cs(cs) { if (m_cs) EnterCriticalSection(m_cs); }
-    ~CCriticalSectionLock() { if (m_cs) LeaveCriticalSection(m_cs); }
+    explicit CCriticalSectionLock(CRITICAL_SECTION* cs) : m_cs(cs) {
+        if (m_cs) EnterCriticalSection(m_cs);
+    }
+    ~CCriticalSectionLock() {
+        if (m_cs) LeaveCriticalSection(m_cs);
+    }
     CCriticalSectionLock(const CCriticalSectionLock&) = delete;
     CCriticalSectionLock& operator=(const CCriticalSectionLock&) = delete;
 

@@ -23,10 +23,10 @@ using COLORREF = DWORD;
 #define FALSE 0
 #endif
 
-#define RGB(r, g, b) \
+#define RGB(r, g, b)                                                                               \
     (static_cast<COLORREF>(static_cast<BYTE>(r) | (static_cast<WORD>(static_cast<BYTE>(g)) << 8) | \
                            (static_cast<DWORD>(static_cast<BYTE>(b)) << 16)))
-#define GetRValue(c) static_cast<BYTE>((c) & 0xFF)
+#define GetRValue(c) static_cast<BYTE>((c)&0xFF)
 #define GetGValue(c) static_cast<BYTE>(((c) >> 8) & 0xFF)
 #define GetBValue(c) static_cast<BYTE>(((c) >> 16) & 0xFF)
 
@@ -143,8 +143,14 @@ inline BOOL IntersectRect(RECT* dst, const RECT* a, const RECT* b) {
 
 inline BOOL UnionRect(RECT* dst, const RECT* a, const RECT* b) {
     if (!dst || !a || !b) return FALSE;
-    if (IsRectEmpty(a)) { *dst = *b; return !IsRectEmpty(b); }
-    if (IsRectEmpty(b)) { *dst = *a; return TRUE; }
+    if (IsRectEmpty(a)) {
+        *dst = *b;
+        return !IsRectEmpty(b);
+    }
+    if (IsRectEmpty(b)) {
+        *dst = *a;
+        return TRUE;
+    }
     *dst = RECT{std::min(a->left, b->left), std::min(a->top, b->top), std::max(a->right, b->right),
                 std::max(a->bottom, b->bottom)};
     return TRUE;

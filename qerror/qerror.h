@@ -8,8 +8,8 @@
 // The exception of the error-code library: a code plus where it was raised.
 class QERROR_API CQException : public std::exception {
 public:
-    CQException(QuorErrorCode code, const wchar_t* text = nullptr, bool logged = false,
-                const wchar_t* file = nullptr, int line = 0);
+    CQException(QuorErrorCode code, const wchar_t* text = nullptr, bool logged = false, const wchar_t* file = nullptr,
+                int line = 0);
     CQException(const CQException& other);
     CQException& operator=(const CQException& other);
     virtual ~CQException();
@@ -38,8 +38,7 @@ private:
 class [[nodiscard]] QERROR_API CErrorAutoThrow {
 public:
     CErrorAutoThrow() noexcept = default;
-    CErrorAutoThrow(QuorErrorCode code, const wchar_t* file = nullptr, const wchar_t* function = nullptr,
-                    int line = 0);
+    CErrorAutoThrow(QuorErrorCode code, const wchar_t* file = nullptr, const wchar_t* function = nullptr, int line = 0);
     explicit CErrorAutoThrow(const CQException& ex);
     CErrorAutoThrow(const CErrorAutoThrow& other) noexcept;
     CErrorAutoThrow(CErrorAutoThrow&& other) noexcept;
@@ -48,17 +47,35 @@ public:
     CErrorAutoThrow& operator=(QuorErrorCode code);
     ~CErrorAutoThrow() noexcept(false);
 
-    bool IsError() const noexcept { m_examined = true; return m_code != keQuorErrSuccess; }
-    bool operator!() const noexcept { m_examined = true; return m_code == keQuorErrSuccess; }
-    bool operator==(QuorErrorCode code) const noexcept { m_examined = true; return m_code == code; }
-    bool operator!=(QuorErrorCode code) const noexcept { m_examined = true; return m_code != code; }
-    operator QuorErrorCode() const noexcept { m_examined = true; return m_code; }
+    bool IsError() const noexcept {
+        m_examined = true;
+        return m_code != keQuorErrSuccess;
+    }
+    bool operator!() const noexcept {
+        m_examined = true;
+        return m_code == keQuorErrSuccess;
+    }
+    bool operator==(QuorErrorCode code) const noexcept {
+        m_examined = true;
+        return m_code == code;
+    }
+    bool operator!=(QuorErrorCode code) const noexcept {
+        m_examined = true;
+        return m_code != code;
+    }
+    operator QuorErrorCode() const noexcept {
+        m_examined = true;
+        return m_code;
+    }
 
     // The code without marking the result examined (diagnostics, tests).
     QuorErrorCode PeekCode() const noexcept { return m_code; }
     // Marks the result examined and returns the code; for callers that
     // deliberately drop an error (cleanup paths).
-    QuorErrorCode Ignore() const noexcept { m_examined = true; return m_code; }
+    QuorErrorCode Ignore() const noexcept {
+        m_examined = true;
+        return m_code;
+    }
 
 private:
     QuorErrorCode m_code = keQuorErrSuccess;

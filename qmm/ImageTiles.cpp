@@ -4,7 +4,10 @@
 #include <new>
 
 CImageTileObject::CImageTileObject(int tileX, int tileY, int width, int height, int bytesPerPixel)
-    : m_tileX(tileX), m_tileY(tileY), m_width(width), m_height(height),
+    : m_tileX(tileX),
+      m_tileY(tileY),
+      m_width(width),
+      m_height(height),
       m_stride(static_cast<size_t>(std::max(0, width)) * static_cast<size_t>(std::max(0, bytesPerPixel))),
       m_handle(QMM_NULL) {
     if (width > 0 && height > 0 && bytesPerPixel > 0)
@@ -22,12 +25,17 @@ uint8_t* CImageTileObject::Lock(const char* file, int line) {
     return static_cast<uint8_t*>(_QMM_GlobalLock(m_handle, 0, QMM_FLAG_IMAGE, file, line));
 }
 
-void CImageTileObject::Unlock(const char* file, int line) { _QMM_GlobalUnlock(m_handle, 0, QMM_FLAG_IMAGE, file, line); }
+void CImageTileObject::Unlock(const char* file, int line) {
+    _QMM_GlobalUnlock(m_handle, 0, QMM_FLAG_IMAGE, file, line);
+}
 
 CImageTileManager::CImageTileManager(int width, int height, int bytesPerPixel, int tileSize)
-    : m_width(std::max(0, width)), m_height(std::max(0, height)), m_bpp(std::max(0, bytesPerPixel)),
+    : m_width(std::max(0, width)),
+      m_height(std::max(0, height)),
+      m_bpp(std::max(0, bytesPerPixel)),
       m_tileSize(std::max(1, tileSize)),
-      m_across((m_width + m_tileSize - 1) / m_tileSize), m_down((m_height + m_tileSize - 1) / m_tileSize) {
+      m_across((m_width + m_tileSize - 1) / m_tileSize),
+      m_down((m_height + m_tileSize - 1) / m_tileSize) {
     m_tiles.assign(static_cast<size_t>(m_across) * static_cast<size_t>(m_down), nullptr);
 }
 

@@ -49,7 +49,9 @@ public:
     // grid or when memory is short. The manager keeps ownership.
     CImageTileObject* GetTile(int tileX, int tileY);
     // The tile holding pixel (x, y).
-    CImageTileObject* GetTileAt(int x, int y) { return m_tileSize > 0 && x >= 0 && y >= 0 ? GetTile(x / m_tileSize, y / m_tileSize) : nullptr; }
+    CImageTileObject* GetTileAt(int x, int y) {
+        return m_tileSize > 0 && x >= 0 && y >= 0 ? GetTile(x / m_tileSize, y / m_tileSize) : nullptr;
+    }
     bool HasTile(int tileX, int tileY) const;
     // Frees a tile; its pixels read as zero when it is created again.
     void DiscardTile(int tileX, int tileY);

@@ -84,11 +84,22 @@ inline void Bump(std::atomic<uint64_t>& a, uint64_t by) noexcept {
     a.store(a.load(std::memory_order_relaxed) + by, std::memory_order_relaxed);
 }
 
-const char* const kEventNames[keMemEventCount] = {
-    "Alloc", "Realloc", "Free", "Lock", "Unlock", "Refused",
-    "IteratorGetRow", "IteratorReleaseRow", "IteratorGetRowCopyBytes", "IteratorReleaseRowCopyBytes",
-    "IteratorReleaseAllRows", "IteratorCopy", "IteratorModeChange", "IteratorPixelFormatChange",
-    "IteratorChannelAccessChange", "NewDib"};
+const char* const kEventNames[keMemEventCount] = {"Alloc",
+                                                  "Realloc",
+                                                  "Free",
+                                                  "Lock",
+                                                  "Unlock",
+                                                  "Refused",
+                                                  "IteratorGetRow",
+                                                  "IteratorReleaseRow",
+                                                  "IteratorGetRowCopyBytes",
+                                                  "IteratorReleaseRowCopyBytes",
+                                                  "IteratorReleaseAllRows",
+                                                  "IteratorCopy",
+                                                  "IteratorModeChange",
+                                                  "IteratorPixelFormatChange",
+                                                  "IteratorChannelAccessChange",
+                                                  "NewDib"};
 
 }  // namespace
 

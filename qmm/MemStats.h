@@ -48,7 +48,9 @@ public:
     void LogIteratorReleaseAllRowsEx(const char* file, int line) noexcept {
         Count(keIteratorReleaseAllRows, 0, file, line);
     }
-    void LogIteratorCopyEx(uint64_t bytes, const char* file, int line) noexcept { Count(keIteratorCopy, bytes, file, line); }
+    void LogIteratorCopyEx(uint64_t bytes, const char* file, int line) noexcept {
+        Count(keIteratorCopy, bytes, file, line);
+    }
     void LogIteratorModeChangeEx(const char* file, int line) noexcept { Count(keIteratorModeChange, 0, file, line); }
     void LogIteratorPixelFormatChangeEx(const char* file, int line) noexcept {
         Count(keIteratorPixelFormatChange, 0, file, line);

@@ -21,7 +21,7 @@ constexpr uint32_t GMEM_ZEROINIT = 0x0040;
 constexpr uint32_t GHND = GMEM_MOVEABLE | GMEM_ZEROINIT;
 // Flags of the memory manager (the second flag word).
 constexpr uint32_t QMM_FLAG_NONE = 0x0000;
-constexpr uint32_t QMM_FLAG_IMAGE = 0x0001;  // block holds pixels (counted apart in the report)
+constexpr uint32_t QMM_FLAG_IMAGE = 0x0001;     // block holds pixels (counted apart in the report)
 constexpr uint32_t QMM_FLAG_READONLY = 0x0002;  // lock for reading only (accounting)
 
 // Blocks larger than this are refused rather than attempted.
@@ -94,7 +94,8 @@ public:
 // destructor undoes every Lock() not yet undone.
 class QMM_API CLockAccessorEx {
 public:
-    explicit CLockAccessorEx(QMMHANDLE h, uint32_t qmmFlags = QMM_FLAG_NONE) noexcept : m_handle(h), m_flags(qmmFlags) {}
+    explicit CLockAccessorEx(QMMHANDLE h, uint32_t qmmFlags = QMM_FLAG_NONE) noexcept
+        : m_handle(h), m_flags(qmmFlags) {}
     ~CLockAccessorEx();
     CLockAccessorEx(const CLockAccessorEx&) = delete;
     CLockAccessorEx& operator=(const CLockAccessorEx&) = delete;

@@ -12,11 +12,11 @@
 namespace qgdi::rowop {
 
 struct SKindSample {
-    const char* name;       // the kind's name without "keRo", or the shared dictionary's label
-    EQRowOpType type;       // the kind its definitions report
+    const char* name;  // the kind's name without "keRo", or the shared dictionary's label
+    EQRowOpType type;  // the kind its definitions report
     const SRowOpDictEntry* (*getDict)() noexcept;
-    std::size_t entries;    // the stated size of the dictionary
-    bool coverage;          // the kind's work is laid through a coverage mask
+    std::size_t entries;                         // the stated size of the dictionary
+    bool coverage;                               // the kind's work is laid through a coverage mask
     std::unique_ptr<CRowOpDef> (*makeSample)();  // non-trivial settings, the same on every call
 };
 

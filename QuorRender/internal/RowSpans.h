@@ -5,8 +5,8 @@
 #include <cstring>
 
 #include "QuorRender/RowOp.h"
-#include "qdibcore/Source/internal/pixel/Pixel.h"
 #include "platform/TargetPass.h"
+#include "qdibcore/Source/internal/pixel/Pixel.h"
 
 namespace qgdi::rowop {
 // Each kernel pass has its own copies (see platform/TargetPass.h).

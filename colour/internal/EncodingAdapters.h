@@ -16,8 +16,8 @@ inline void FromDevice(double r, double g, double b, double& o1, double& o2, dou
 }
 
 template <auto YFn, class... Extra>
-inline void FromLightness(double r, double g, double b, double& o1, double& o2, double& o3,
-                          const SColorSpecRGB& cs, Extra... extra) noexcept {
+inline void FromLightness(double r, double g, double b, double& o1, double& o2, double& o3, const SColorSpecRGB& cs,
+                          Extra... extra) noexcept {
     RGBLtoRGBY(r, g, b, r, g, b);
     YFn(r, g, b, o1, o2, o3, cs, extra...);
 }

@@ -70,8 +70,7 @@ inline void RefLabtoRGBD(const T* src, T* dst, const SColorSpecRGB& cs, bool bL1
 // Relative saturation moved by `amount` (-100..100), weighted toward the
 // highlights (smootherstep of the lightness) or the shadows (its complement).
 template <class T>
-inline void RefRelSaturation(const T* src, T* dst, const SColorSpecRGB& cs, double amount,
-                             bool highlights) noexcept {
+inline void RefRelSaturation(const T* src, T* dst, const SColorSpecRGB& cs, double amount, bool highlights) noexcept {
     const double r = ToUnit(src[2]), g = ToUnit(src[1]), b = ToUnit(src[0]);
     if (amount == 0) {
         dst[0] = src[0], dst[1] = src[1], dst[2] = src[2];

@@ -17,24 +17,24 @@ enum class ECurve { Power, SRGB, LStar, Rec709 };
 // and every unknown kind fall back to sRGB.
 inline ECurve ResolveCurve(const SColorSpecRGB& cs) noexcept {
     switch (cs.nGammaType) {
-        case keGammaPower: return cs.dGamma > 0 ? ECurve::Power : ECurve::SRGB;
-        case keGammaLStar: return ECurve::LStar;
-        case keGammaRec709: return ECurve::Rec709;
-        default: return ECurve::SRGB;
+    case keGammaPower: return cs.dGamma > 0 ? ECurve::Power : ECurve::SRGB;
+    case keGammaLStar: return ECurve::LStar;
+    case keGammaRec709: return ECurve::Rec709;
+    default: return ECurve::SRGB;
     }
 }
 
 // Decode of |x| (x >= 0).
 inline double DecodeMagnitude(double x, ECurve curve, double gamma) noexcept {
     switch (curve) {
-        case ECurve::Power: return std::pow(x, gamma);
-        case ECurve::SRGB: return x <= 0.04045 ? x / 12.92 : std::pow((x + 0.055) / 1.055, 2.4);
-        case ECurve::LStar: {
-            // t = 100x; (t + 16)^3 / 116^3 expanded in Horner form, linear below t = 8.
-            const double t = 100.0 * x;
-            return t <= 8.0 ? t * 27.0 / 24389.0 : (((t + 48.0) * t + 768.0) * t + 4096.0) / 1560896.0;
-        }
-        case ECurve::Rec709: return x <= 0.081 ? x / 4.5 : std::pow((x + 0.099) / 1.099, 1.0 / 0.45);
+    case ECurve::Power: return std::pow(x, gamma);
+    case ECurve::SRGB: return x <= 0.04045 ? x / 12.92 : std::pow((x + 0.055) / 1.055, 2.4);
+    case ECurve::LStar: {
+        // t = 100x; (t + 16)^3 / 116^3 expanded in Horner form, linear below t = 8.
+        const double t = 100.0 * x;
+        return t <= 8.0 ? t * 27.0 / 24389.0 : (((t + 48.0) * t + 768.0) * t + 4096.0) / 1560896.0;
+    }
+    case ECurve::Rec709: return x <= 0.081 ? x / 4.5 : std::pow((x + 0.099) / 1.099, 1.0 / 0.45);
     }
     return x;
 }
@@ -42,11 +42,10 @@ inline double DecodeMagnitude(double x, ECurve curve, double gamma) noexcept {
 // Encode of |y| (y >= 0).
 inline double EncodeMagnitude(double y, ECurve curve, double gamma) noexcept {
     switch (curve) {
-        case ECurve::Power: return std::pow(y, 1.0 / gamma);
-        case ECurve::SRGB: return y <= 0.0031308 ? 12.92 * y : 1.055 * std::pow(y, 1.0 / 2.4) - 0.055;
-        case ECurve::LStar:
-            return y <= kLabEpsilon ? y * 24389.0 / 27.0 / 100.0 : (116.0 * std::cbrt(y) - 16.0) / 100.0;
-        case ECurve::Rec709: return y <= 0.018 ? 4.5 * y : 1.099 * std::pow(y, 0.45) - 0.099;
+    case ECurve::Power: return std::pow(y, 1.0 / gamma);
+    case ECurve::SRGB: return y <= 0.0031308 ? 12.92 * y : 1.055 * std::pow(y, 1.0 / 2.4) - 0.055;
+    case ECurve::LStar: return y <= kLabEpsilon ? y * 24389.0 / 27.0 / 100.0 : (116.0 * std::cbrt(y) - 16.0) / 100.0;
+    case ECurve::Rec709: return y <= 0.018 ? 4.5 * y : 1.099 * std::pow(y, 0.45) - 0.099;
     }
     return y;
 }

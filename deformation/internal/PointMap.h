@@ -23,10 +23,10 @@ namespace qgdi::deform {
 // Source size and the usual reference points of a map.
 struct SMapFrame {
     int width = 0, height = 0;
-    double cx = 0.0, cy = 0.0;   // centre pixel position, ((W − 1)/2, (H − 1)/2)
-    double ax = 0.5, ay = 0.5;   // half extents, at least 1/2 so that ratios stay finite
-    double inner = 0.5;          // radius of the inscribed circle, min(ax, ay)
-    double outer = 0.5;          // distance from the centre to a corner
+    double cx = 0.0, cy = 0.0;  // centre pixel position, ((W − 1)/2, (H − 1)/2)
+    double ax = 0.5, ay = 0.5;  // half extents, at least 1/2 so that ratios stay finite
+    double inner = 0.5;         // radius of the inscribed circle, min(ax, ay)
+    double outer = 0.5;         // distance from the centre to a corner
 };
 
 inline SMapFrame MakeFrame(int width, int height) noexcept {
@@ -78,8 +78,7 @@ public:
                 sx = FoldEdge(sx, m_frame.width, m_edge);
                 sy = FoldEdge(sy, m_frame.height, m_edge);
             });
-        else
-            Row(out, y, x, count, [](double&, double&) {});
+        else Row(out, y, x, count, [](double&, double&) {});
     }
 
     // Every point is at hand here, so the box is exact rather than the perimeter's.

@@ -15,7 +15,9 @@ constexpr uint32_t kBiRgb = 0, kBiRle8 = 1, kBiRle4 = 2, kBiBitfields = 3, kBiJp
 constexpr size_t kFileHeader = 14;
 
 uint16_t Rd16(const uint8_t* p) noexcept { return static_cast<uint16_t>(p[0] | p[1] << 8); }
-uint32_t Rd32(const uint8_t* p) noexcept { return uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24; }
+uint32_t Rd32(const uint8_t* p) noexcept {
+    return uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24;
+}
 void Wr16(uint8_t* p, uint32_t v) noexcept {
     p[0] = uint8_t(v);
     p[1] = uint8_t(v >> 8);
@@ -98,23 +100,27 @@ CErrorAutoThrow ParseHeaders(const uint8_t* f, size_t n, SBmpInfo& info) {
     }
     if (planes != 1 || info.width <= 0 || info.height == 0 || info.height == INT32_MIN) return Fail();
     // Densities that are negative, or that make a pixel hundreds of times wider than tall, are corrupt.
-    if (xppm < 0 || yppm < 0 || (xppm && yppm && (int64_t(xppm) > 256 * int64_t(yppm) || int64_t(yppm) > 256 * int64_t(xppm))))
+    if (xppm < 0 || yppm < 0 ||
+        (xppm && yppm && (int64_t(xppm) > 256 * int64_t(yppm) || int64_t(yppm) > 256 * int64_t(xppm))))
         return Fail();
     const uint32_t c = info.compression;
     if (info.os2 && (c == 3 || c == 4)) return QERR(keQuorErrFormatNotSupported);  // Huffman 1D, 24-bit RLE
     if (c == kBiJpeg || c == kBiPng) return QERR(keQuorErrFormatNotSupported);
     if (c > kBiAlphaBitfields) return Fail();
     switch (info.bits) {
-    case 1: case 2: case 4: case 8:
+    case 1:
+    case 2:
+    case 4:
+    case 8:
         if (c != kBiRgb && !(c == kBiRle8 && info.bits == 8) && !(c == kBiRle4 && info.bits == 4)) return Fail();
         break;
-    case 16: case 24: case 32:
+    case 16:
+    case 24:
+    case 32:
         if (c == kBiRle8 || c == kBiRle4 || (info.bits == 24 && c != kBiRgb)) return Fail();
         break;
-    case 64:
-        return QERR(keQuorErrFormatNotSupported);
-    default:
-        return Fail();
+    case 64: return QERR(keQuorErrFormatNotSupported);
+    default: return Fail();
     }
     if ((c == kBiRle8 || c == kBiRle4) && info.height < 0) return Fail();
 
@@ -139,7 +145,8 @@ CErrorAutoThrow ParseHeaders(const uint8_t* f, size_t n, SBmpInfo& info) {
         info.masks[2] = 0x000000FF;
     }
     if (info.bits == 16)
-        for (uint32_t& m : info.masks) if (m > 0xFFFF) return Fail();
+        for (uint32_t& m : info.masks)
+            if (m > 0xFFFF) return Fail();
 
     info.paletteStart = after;
     int64_t declared = clrUsed ? int64_t(clrUsed) : (info.bits <= 8 ? int64_t(1) << info.bits : 0);
@@ -169,7 +176,8 @@ struct SOut {
 
 void PutIndex(uint8_t* row, int bits, int x, uint32_t v) noexcept {
     if (bits == 8) row[x] = static_cast<uint8_t>(v);
-    else if (bits == 4) row[x >> 1] = static_cast<uint8_t>((row[x >> 1] & ((x & 1) ? 0xF0 : 0x0F)) | (v & 15) << ((x & 1) ? 0 : 4));
+    else if (bits == 4)
+        row[x >> 1] = static_cast<uint8_t>((row[x >> 1] & ((x & 1) ? 0xF0 : 0x0F)) | (v & 15) << ((x & 1) ? 0 : 4));
     else row[x >> 3] = static_cast<uint8_t>((row[x >> 3] & ~(0x80 >> (x & 7))) | ((v & 1) << (7 - (x & 7))));
 }
 
@@ -197,9 +205,7 @@ CErrorAutoThrow DecodeRows(const uint8_t* f, size_t n, const SBmpInfo& info, con
                 PutIndex(row, out.bits, x, v);
             }
             break;
-        case 24:
-            std::memcpy(row, in, size_t(out.width) * 3);
-            break;
+        case 24: std::memcpy(row, in, size_t(out.width) * 3); break;
         default:
             for (int x = 0; x < out.width; ++x) {
                 const uint32_t px = info.bits == 16 ? Rd16(in + 2 * size_t(x)) : Rd32(in + 4 * size_t(x));

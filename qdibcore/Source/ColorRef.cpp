@@ -12,12 +12,10 @@ using namespace qgdi::px;
 
 template <class E>
 TColour<TWork<E>> Channels(const CColorRef& c) noexcept {
-    if constexpr (std::is_same_v<E, uint8_t>)
-        return {c.GetBlue8(), c.GetGreen8(), c.GetRed8(), c.GetAlpha8()};
+    if constexpr (std::is_same_v<E, uint8_t>) return {c.GetBlue8(), c.GetGreen8(), c.GetRed8(), c.GetAlpha8()};
     else if constexpr (std::is_same_v<E, uint16_t>)
         return {c.GetBlue16(), c.GetGreen16(), c.GetRed16(), c.GetAlpha16()};
-    else
-        return {c.GetBlueFloat(), c.GetGreenFloat(), c.GetRedFloat(), c.GetAlphaFloat()};
+    else return {c.GetBlueFloat(), c.GetGreenFloat(), c.GetRedFloat(), c.GetAlphaFloat()};
 }
 
 template <class E>

@@ -96,8 +96,8 @@ public:
     bool ToPixel(void* pixel, EQPixelFormat format, const RGBQUAD* palette = nullptr, int paletteCount = 0,
                  int pixelOffset = 0) const noexcept;
     // Writes `count` pixels of this colour starting at `pixelOffset` of the first byte.
-    bool FillPixels(void* row, int count, EQPixelFormat format, const RGBQUAD* palette = nullptr,
-                    int paletteCount = 0, int pixelOffset = 0) const noexcept;
+    bool FillPixels(void* row, int count, EQPixelFormat format, const RGBQUAD* palette = nullptr, int paletteCount = 0,
+                    int pixelOffset = 0) const noexcept;
     // Index of the palette entry nearest in RGB (squared distance, first of
     // equals); -1 for an empty palette.
     int FindNearestIndex(const RGBQUAD* palette, int count) const noexcept;

@@ -36,24 +36,21 @@ bool QGDI_ChannelIsMember(EQChannelSet set, EQChannel channel) noexcept {
     case keChannelSetGreen:
     case keChannelSetRed:
     case keChannelSetAlpha:
-    case keChannelSetGrey:
-        return static_cast<int>(set) == static_cast<int>(channel);
+    case keChannelSetGrey: return static_cast<int>(set) == static_cast<int>(channel);
     case keChannelSetAllButAlpha:
         return channel == keChannelBlue || channel == keChannelGreen || channel == keChannelRed ||
                channel == keChannelGrey || channel == keChannelSixth;
-    case keChannelSetAll:
-        return channel >= keChannelBlue && channel <= keChannelSixth;
-    case keChannelSetSixth:
-        return channel == keChannelSixth;
-    default:
-        return false;
+    case keChannelSetAll: return channel >= keChannelBlue && channel <= keChannelSixth;
+    case keChannelSetSixth: return channel == keChannelSixth;
+    default: return false;
     }
 }
 
 bool CQPixelFormat::IsGreyPalette(const RGBQUAD* palette, int count) noexcept {
     if (!palette || count != 256) return false;
     for (uint32_t i = 0; i < 256; ++i) {
-        uint32_t v = uint32_t(palette[i].rgbBlue) | uint32_t(palette[i].rgbGreen) << 8 | uint32_t(palette[i].rgbRed) << 16;
+        uint32_t v = uint32_t(palette[i].rgbBlue) | uint32_t(palette[i].rgbGreen) << 8 |
+                     uint32_t(palette[i].rgbRed) << 16;
         if (v != i * 0x010101u) return false;
     }
     return true;
@@ -62,7 +59,8 @@ bool CQPixelFormat::IsGreyPalette(const RGBQUAD* palette, int count) noexcept {
 CQPixelFormat::CQPixelFormat(const BITMAPINFOHEADER& header) noexcept {
     auto greyTest = [&] {
         return header.biClrUsed == 256 &&
-               IsGreyPalette(reinterpret_cast<const RGBQUAD*>(reinterpret_cast<const uint8_t*>(&header) + sizeof header), 256);
+               IsGreyPalette(
+                   reinterpret_cast<const RGBQUAD*>(reinterpret_cast<const uint8_t*>(&header) + sizeof header), 256);
     };
     switch (header.biBitCount) {
     case 1: m_format = keFormatIndex1; break;
@@ -76,7 +74,9 @@ CQPixelFormat::CQPixelFormat(const BITMAPINFOHEADER& header) noexcept {
 }
 
 int CQPixelFormat::GetBitsPerPixel() const noexcept { return Query(m_format, &SQPixelFormatTraits::bitsPerPixel, 0); }
-int CQPixelFormat::GetBitsPerChannel() const noexcept { return Query(m_format, &SQPixelFormatTraits::bitsPerChannel, 0); }
+int CQPixelFormat::GetBitsPerChannel() const noexcept {
+    return Query(m_format, &SQPixelFormatTraits::bitsPerChannel, 0);
+}
 int CQPixelFormat::GetChannelCount() const noexcept { return Query(m_format, &SQPixelFormatTraits::channelCount, 0); }
 const wchar_t* CQPixelFormat::GetFormatAsString() const noexcept {
     return Query(m_format, &SQPixelFormatTraits::name, L"<unknown");
@@ -113,16 +113,28 @@ bool CQPixelFormat::IsFloat() const noexcept { return m_format >= keFormatGrey_f
 bool CQPixelFormat::IsIndexedColor() const noexcept { return GetFormatClass() == keFormatClassIndexed; }
 bool CQPixelFormat::IsGreyscale() const noexcept { return GetFormatClass() == keFormatClassGreyscale; }
 bool CQPixelFormat::IsRGBColor() const noexcept { return GetFormatClass() == keFormatClassRGB; }
-bool CQPixelFormat::IsAlphaChannelPresent() const noexcept { return Query(m_format, &SQPixelFormatTraits::alpha, false); }
+bool CQPixelFormat::IsAlphaChannelPresent() const noexcept {
+    return Query(m_format, &SQPixelFormatTraits::alpha, false);
+}
 bool CQPixelFormat::IsAlphaPremultiplied() const noexcept {
     return Query(m_format, &SQPixelFormatTraits::premultiplied, false);
 }
 
-EQPixelFormat CQPixelFormat::Get8bitFormat() const noexcept { return Query(m_format, &SQPixelFormatTraits::to8bit, keFormatNone); }
-EQPixelFormat CQPixelFormat::Get16bitFormat() const noexcept { return Query(m_format, &SQPixelFormatTraits::to16bit, keFormatNone); }
-EQPixelFormat CQPixelFormat::GetFloatFormat() const noexcept { return Query(m_format, &SQPixelFormatTraits::toFloat, keFormatNone); }
-EQPixelFormat CQPixelFormat::GetFlatFormat() const noexcept { return Query(m_format, &SQPixelFormatTraits::flat, m_format); }
-EQPixelFormat CQPixelFormat::GetNonFlatFormat() const noexcept { return Query(m_format, &SQPixelFormatTraits::nonFlat, m_format); }
+EQPixelFormat CQPixelFormat::Get8bitFormat() const noexcept {
+    return Query(m_format, &SQPixelFormatTraits::to8bit, keFormatNone);
+}
+EQPixelFormat CQPixelFormat::Get16bitFormat() const noexcept {
+    return Query(m_format, &SQPixelFormatTraits::to16bit, keFormatNone);
+}
+EQPixelFormat CQPixelFormat::GetFloatFormat() const noexcept {
+    return Query(m_format, &SQPixelFormatTraits::toFloat, keFormatNone);
+}
+EQPixelFormat CQPixelFormat::GetFlatFormat() const noexcept {
+    return Query(m_format, &SQPixelFormatTraits::flat, m_format);
+}
+EQPixelFormat CQPixelFormat::GetNonFlatFormat() const noexcept {
+    return Query(m_format, &SQPixelFormatTraits::nonFlat, m_format);
+}
 EQPixelFormat CQPixelFormat::GetPremultipliedFormat() const noexcept {
     return Query(m_format, &SQPixelFormatTraits::premul, m_format);
 }
@@ -152,7 +164,8 @@ void CQPixelFormat::GetPixelInFormat(void* pixel, uint32_t colour) const noexcep
         switch (t->bitsPerChannel) {
         case 8:
             // The byte forms keep QGDI_RGBAtoRGBxA's rule, which fills have always written.
-            bytes[i] = scale ? static_cast<uint8_t>(QGDI_GetChannelColor(QGDI_RGBAtoRGBxA(colour), ch)) : static_cast<uint8_t>(v8);
+            bytes[i] = scale ? static_cast<uint8_t>(QGDI_GetChannelColor(QGDI_RGBAtoRGBxA(colour), ch))
+                             : static_cast<uint8_t>(v8);
             break;
         case 16: {
             uint16_t v = qgdi::px::Widen8(v8);

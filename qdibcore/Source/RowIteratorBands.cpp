@@ -12,9 +12,7 @@
 
 namespace {
 
-bool IsStorableFormat(EQPixelFormat format) noexcept {
-    return format >= keFormatIndex1 && format <= keFormatLast;
-}
+bool IsStorableFormat(EQPixelFormat format) noexcept { return format >= keFormatIndex1 && format <= keFormatLast; }
 
 // Grey formats carry the grey ramp; indexed formats with no palette get a
 // ramp of as many levels as their indices reach.
@@ -202,8 +200,7 @@ CErrorAutoThrow CRowIteratorBands::Attach(const CRowIteratorBands& other, const 
     const SState& o = *other.m_state;
     const RECT request = rect ? *rect : o.rect;
     RECT clipped;
-    if (!::IntersectRect(&clipped, &request, &o.rect) || !::EqualRect(&clipped, &request))
-        return QERR(keQuorErrFailed);
+    if (!::IntersectRect(&clipped, &request, &o.rect) || !::EqualRect(&clipped, &request)) return QERR(keQuorErrFailed);
     SState& s = *m_state;
     s.storage = o.storage;
     s.rect = request;
@@ -339,16 +336,18 @@ CErrorAutoThrow CRowIteratorBands::CreateGreyA(int width, int height, const CCol
 }
 CErrorAutoThrow CRowIteratorBands::CreateIndexed(int width, int height, int bits, const RGBQUAD* palette,
                                                  int paletteCount) {
-    const EQPixelFormat format = bits == 1 ? keFormatIndex1 : bits == 4 ? keFormatIndex4 : bits == 8 ? keFormatIndex8
-                                                                                                      : keFormatNone;
+    const EQPixelFormat format = bits == 1   ? keFormatIndex1
+                                 : bits == 4 ? keFormatIndex4
+                                 : bits == 8 ? keFormatIndex8
+                                             : keFormatNone;
     if (format == keFormatNone || paletteCount > (1 << bits)) return QERR(keQuorErrFailed);
     return Create(width, height, format, nullptr, palette, paletteCount);
 }
 
 CErrorAutoThrow CRowIteratorBands::CreateCompatible(const CRowIteratorBands& other, int width, int height) {
     if (!other.IsAttached()) return QERR(keQuorErrIteratorState);
-    return Create(width < 0 ? other.GetWidth() : width, height < 0 ? other.GetHeight() : height,
-                  other.GetPixelFormat(), nullptr, other.GetPalette(), other.GetPaletteCount());
+    return Create(width < 0 ? other.GetWidth() : width, height < 0 ? other.GetHeight() : height, other.GetPixelFormat(),
+                  nullptr, other.GetPalette(), other.GetPaletteCount());
 }
 
 CErrorAutoThrow CRowIteratorBands::Consume(CRowIteratorBands& other) {

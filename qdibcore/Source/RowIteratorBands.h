@@ -257,8 +257,7 @@ public:
     // ---- Presentation -----------------------------------------------------
     // Presents the pixels in `format` (the native format ends the conversion).
     // 120 when no converter joins the two formats, 101 while rows are held.
-    virtual CErrorAutoThrow SetPixelFormat(EQPixelFormat format,
-                                           EImageModifyMode mode = keImageModifyReadWrite) const;
+    virtual CErrorAutoThrow SetPixelFormat(EQPixelFormat format, EImageModifyMode mode = keImageModifyReadWrite) const;
     // Presents one channel as a grey image (a set of all colour channels: the
     // image without alpha); keChannelSetAll ends channel access.
     virtual CErrorAutoThrow SetChannelAccess(EQChannelSet channels,
@@ -364,8 +363,7 @@ protected:
 
 private:
     friend struct SRowIteratorAccess;
-    CErrorAutoThrow GetRowImpl(const uint8_t*& row, int y, int x, int count, int* pixelOffset,
-                               bool modifiable) const;
+    CErrorAutoThrow GetRowImpl(const uint8_t*& row, int y, int x, int count, int* pixelOffset, bool modifiable) const;
     CErrorAutoThrow GetConvertedRow(const uint8_t*& row, int y, int x, int count, int* pixelOffset,
                                     bool modifiable) const;
     template <class P>
@@ -420,8 +418,8 @@ QGDI_API std::ostream& operator<<(std::ostream& out, const CRowIteratorBands& it
 // Reads the binary form; a failure sets failbit and leaves the iterator detached.
 QGDI_API std::istream& operator>>(std::istream& in, CRowIteratorBands& iterator);
 // "FULL" and the record for an attached iterator, "NULL" otherwise.
-QGDI_API CErrorAutoThrow WriteSerializeRowIterator(const CRowIteratorBands* iterator, std::ostream& out,
-                                                   uint32_t flags, int level);
+QGDI_API CErrorAutoThrow WriteSerializeRowIterator(const CRowIteratorBands* iterator, std::ostream& out, uint32_t flags,
+                                                   int level);
 
 // The whole row through GetRow, the result code dropped: null on failure.
 QGDI_API uint8_t* QGDI_GetPixelRow(CRowIteratorBands* iterator, int y) noexcept;

@@ -20,8 +20,8 @@ CErrorAutoThrow CRowIteratorBands::CreateFromCopy(const CRowIteratorBands& other
     const bool keepPalette = CQPixelFormat(format).IsIndexedColor() && other.GetPaletteCount() > 0;
     QGDI_TRY(Create(request.right - request.left, request.bottom - request.top, format, nullptr,
                     keepPalette ? other.GetPalette() : nullptr, keepPalette ? other.GetPaletteCount() : 0));
-    CErrorAutoThrow r = QGDI_CopyIteratorRect(*this, 0, 0, other, request.left - whole.left,
-                                              request.top - whole.top, GetWidth(), GetHeight());
+    CErrorAutoThrow r = QGDI_CopyIteratorRect(*this, 0, 0, other, request.left - whole.left, request.top - whole.top,
+                                              GetWidth(), GetHeight());
     if (r.IsError()) {
         Reset();
         return r;
@@ -84,7 +84,8 @@ CErrorAutoThrow CRowIteratorBands::OwnCopy() {
             in.pixelOffset = o.pixelOffset;
             QGDI_ConvertSpan(m_state->NativeRow(y), out, o.NativeRow(y), in, o.Width(), scratch);
         }
-        QGDI_IteratorStats().LogIteratorCopyEx(QGDI_SpanBytes(o.nativeBpp, o.Width(), 0) * size_t(o.Height()), QMM_HERE);
+        QGDI_IteratorStats().LogIteratorCopyEx(QGDI_SpanBytes(o.nativeBpp, o.Width(), 0) * size_t(o.Height()),
+                                               QMM_HERE);
         SState& s = *m_state;
         s.rect = o.rect;
         s.origin = POINT{o.rect.left, o.rect.top};

@@ -77,8 +77,8 @@ size_t PackedSize(const CRowIteratorBands& it, const RECT& rect) noexcept {
 
 // Formats a screen or another program reads from a packed bitmap as they are.
 bool IsDisplayFormat(EQPixelFormat format) noexcept {
-    return format == keFormatIndex1 || format == keFormatIndex4 || format == keFormatIndex8 ||
-           format == keFormatGrey || format == keFormatBGR || format == keFormatBGRA;
+    return format == keFormatIndex1 || format == keFormatIndex4 || format == keFormatIndex8 || format == keFormatGrey ||
+           format == keFormatBGR || format == keFormatBGRA;
 }
 
 // A packed bitmap of the area, through a converted copy unless `format` is None.

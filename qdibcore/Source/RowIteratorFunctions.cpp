@@ -103,7 +103,8 @@ template <bool Forward>
 void PremultiplyInPlace(uint8_t* row, EQPixelFormat format, int count) {
     switch (format) {
     case keFormatGreyA:
-        Forward ? CRowIteratorBands::ConvertGreyAToGreyxA(row, row, count) : CRowIteratorBands::ConvertGreyxAToGreyA(row, row, count);
+        Forward ? CRowIteratorBands::ConvertGreyAToGreyxA(row, row, count)
+                : CRowIteratorBands::ConvertGreyxAToGreyA(row, row, count);
         break;
     case keFormatGreyA_u16:
         Forward ? CRowIteratorBands::ConvertGreyA16ToGreyxA16(row, row, count)

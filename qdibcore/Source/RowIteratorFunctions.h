@@ -25,9 +25,8 @@ QGDI_API CErrorAutoThrow RowIterator_CopyAlpha(CRowIterator& dst, const CRowIter
 QGDI_API CErrorAutoThrow RowIterator_CopyChannel(CRowIterator& dst, EQChannel dstChannel, const CRowIterator& src,
                                                  EQChannel srcChannel, CStatusControl* status = nullptr);
 // The same between any channel depths, rescaling the values.
-QGDI_API CErrorAutoThrow RowIterator_CopyChannel_Conv(CRowIterator& dst, EQChannel dstChannel,
-                                                      const CRowIterator& src, EQChannel srcChannel,
-                                                      CStatusControl* status = nullptr);
+QGDI_API CErrorAutoThrow RowIterator_CopyChannel_Conv(CRowIterator& dst, EQChannel dstChannel, const CRowIterator& src,
+                                                      EQChannel srcChannel, CStatusControl* status = nullptr);
 // Colour channels to zero, alpha kept.
 QGDI_API CErrorAutoThrow RowIterator_ClearRGB(CRowIterator& it, CStatusControl* status = nullptr);
 // Multiplies colour by alpha in place; BGRA formats become their premultiplied

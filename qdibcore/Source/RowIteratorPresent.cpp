@@ -38,9 +38,18 @@ SChannelStep SingleChannelMovers(int channels, int index, EQPixelFormat grey) {
     step.index = index;
     step.presented = grey;
     switch (channels) {
-    case 2: step.read = &GetChannel<E, 2>; step.write = &MoveChannel<E, 2>; break;
-    case 3: step.read = &GetChannel<E, 3>; step.write = &MoveChannel<E, 3>; break;
-    case 4: step.read = &GetChannel<E, 4>; step.write = &MoveChannel<E, 4>; break;
+    case 2:
+        step.read = &GetChannel<E, 2>;
+        step.write = &MoveChannel<E, 2>;
+        break;
+    case 3:
+        step.read = &GetChannel<E, 3>;
+        step.write = &MoveChannel<E, 3>;
+        break;
+    case 4:
+        step.read = &GetChannel<E, 4>;
+        step.write = &MoveChannel<E, 4>;
+        break;
     default: step.error = keQuorErrFormatNotSupported; break;
     }
     return step;
@@ -70,7 +79,9 @@ SChannelStep ChannelStepFor(EQPixelFormat format, EQChannelSet channels) {
                                              : SingleChannelMovers<float>(2, 0, keFormatGrey_f32);
             return step;
         }
-        step.presented = t->bitsPerChannel == 8 ? keFormatBGR : t->bitsPerChannel == 16 ? keFormatBGR_u16 : keFormatBGR_f32;
+        step.presented = t->bitsPerChannel == 8    ? keFormatBGR
+                         : t->bitsPerChannel == 16 ? keFormatBGR_u16
+                                                   : keFormatBGR_f32;
         if (t->bitsPerChannel == 8) {
             step.read = &GetColourChannels<uint8_t>;
             step.write = &MoveColourChannels<uint8_t>;
@@ -279,8 +290,7 @@ CErrorAutoThrow CRowIteratorBands::OverridePixelFormat(EQPixelFormat format) {
         std::memcpy(s.palette, CDibIterator::sm_aoGreyPalette, sizeof(RGBQUAD) * 256);
         s.paletteCount = 256;
     }
-    s.writablePalette = CQPixelFormat(format).IsIndexedColor() &&
-                        (!s.storage->header || s.storage->paletteSlots > 0);
+    s.writablePalette = CQPixelFormat(format).IsIndexedColor() && (!s.storage->header || s.storage->paletteSlots > 0);
     if (followed) s.pres.target = format;
     if (ChannelStepFor(s.pres.target, s.pres.channels).error != keQuorErrSuccess) s.pres.channels = keChannelSetAll;
     QGDI_IteratorStats().LogIteratorPixelFormatChangeEx(QMM_HERE);
@@ -392,7 +402,8 @@ CErrorAutoThrow CRowIteratorBands::ReleaseConvertedRow(int y) const {
     }
     // Draining: this thread alone touches the entry until it publishes.
     const bool writeBack = e.writable && p.mode != keImageModifyReadOnly &&
-                           (p.channelRead ? (p.channelWrite && (!p.convertRead || p.convertWrite)) : p.convertWrite != nullptr);
+                           (p.channelRead ? (p.channelWrite && (!p.convertRead || p.convertWrite))
+                                          : p.convertWrite != nullptr);
     if (writeBack) {
         uint8_t* native = s.NativeRow(y) + e.offset;
         SQRowConvertContext ctx = s.Context();

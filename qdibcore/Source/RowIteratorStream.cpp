@@ -240,8 +240,8 @@ CErrorAutoThrow CRowIteratorBands::StreamIn(std::istream& in) {
     if (kind.IsGreyscale() ? !CQPixelFormat::IsGreyPalette(palette, static_cast<int>(paletteCount)) || !zeroReserved()
                            : (!kind.IsIndexedColor() && paletteCount != 0))
         return QERR(keQuorErrFailed);
-    QGDI_TRY(Create(static_cast<int>(width), static_cast<int>(height), pf, nullptr,
-                    paletteCount ? palette : nullptr, static_cast<int>(paletteCount)));
+    QGDI_TRY(Create(static_cast<int>(width), static_cast<int>(height), pf, nullptr, paletteCount ? palette : nullptr,
+                    static_cast<int>(paletteCount)));
     // An indexed image may come without a palette.
     if (kind.IsIndexedColor()) m_state->paletteCount = static_cast<int>(paletteCount);
     const SState& s = *m_state;
@@ -264,7 +264,8 @@ CErrorAutoThrow CRowIteratorBands::StreamIn(std::istream& in) {
         }
         SQSpanFormat native = packed;
         native.pixelOffset = s.pixelOffset;
-        QGDI_ConvertSpan(s.NativeRow(static_cast<int>(y)), native, row.data(), packed, static_cast<int>(width), scratch);
+        QGDI_ConvertSpan(s.NativeRow(static_cast<int>(y)), native, row.data(), packed, static_cast<int>(width),
+                         scratch);
     }
     const uint32_t computed = rd.Crc();
     uint8_t b[4];

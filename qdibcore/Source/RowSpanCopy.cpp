@@ -10,7 +10,8 @@ namespace {
 bool SamePalette(const SQSpanFormat& a, const SQSpanFormat& b) noexcept {
     return a.paletteCount == b.paletteCount &&
            (a.palette == b.palette ||
-            (a.palette && b.palette && std::memcmp(a.palette, b.palette, sizeof(RGBQUAD) * size_t(a.paletteCount)) == 0));
+            (a.palette && b.palette &&
+             std::memcmp(a.palette, b.palette, sizeof(RGBQUAD) * size_t(a.paletteCount)) == 0));
 }
 
 SQRowConvertContext ContextFor(const SQSpanFormat& dst, const SQSpanFormat& src) noexcept {

@@ -191,7 +191,8 @@ void CStatusControl::SetStep(int step) { MoveStep(step); }
 
 uint32_t CStatusControl::GetCurrentStatusLocation() {
     if (m_nProgressRange != 0) {
-        uint64_t loc = static_cast<uint64_t>(static_cast<uint32_t>(Trunc(m_dStepWidth))) * m_nProgress / m_nProgressRange +
+        uint64_t loc = static_cast<uint64_t>(static_cast<uint32_t>(Trunc(m_dStepWidth))) * m_nProgress /
+                           m_nProgressRange +
                        static_cast<uint32_t>(m_nBase);
         m_nLocation = static_cast<uint32_t>(std::min<uint64_t>(100, loc));
     }
@@ -251,7 +252,8 @@ void CStatusControl::Cancel() {
     if (m_bAborted.load(std::memory_order_relaxed)) return;
     for (CStatusControl* s = this;;) {
         s->m_bAborted.store(1, std::memory_order_relaxed);
-        for (CStatusControl* c = s->m_pChild; c && c != s; c = c->m_pChild) c->m_bAborted.store(1, std::memory_order_relaxed);
+        for (CStatusControl* c = s->m_pChild; c && c != s; c = c->m_pChild)
+            c->m_bAborted.store(1, std::memory_order_relaxed);
         if (s->m_pParent == s) break;
         s = s->m_pParent;
         if (s->m_bAborted.load(std::memory_order_relaxed)) break;

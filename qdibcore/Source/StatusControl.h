@@ -28,8 +28,8 @@ public:
 };
 
 using QStatusUpdateTextFn = void (*)(CStatusControl* status, const wchar_t* text);
-using QStatusUpdateFn = int (*)(CStatusControl* status);       // nonzero: go on
-using QStatusAbortCheckFn = int (*)(CStatusControl* status);   // nonzero: cancel
+using QStatusUpdateFn = int (*)(CStatusControl* status);      // nonzero: go on
+using QStatusAbortCheckFn = int (*)(CStatusControl* status);  // nonzero: cancel
 using QStatusRemoveFn = int (*)(CStatusControl* status, bool);
 using QStatusSDKFn = bool (*)(uint32_t percent, void* context1, void* context2);  // false: cancel
 using QStatusInterruptFn = int (*)(CStatusControl* status);
@@ -81,7 +81,9 @@ public:
     CStatusControl* GetChild() noexcept;   // the innermost open nested status, or this
     CStatusControl* GetDirectParent() const noexcept { return m_pParent; }
     CStatusControl* GetDirectChild() const noexcept { return m_pChild; }
-    void SetParent(CStatusControl* parent) noexcept { if (parent) m_pParent = parent; }
+    void SetParent(CStatusControl* parent) noexcept {
+        if (parent) m_pParent = parent;
+    }
     void ClearParent() noexcept { m_pParent = this; }
     void SetChild(CStatusControl* child) noexcept { m_pChild = child; }
     bool IsRoot() const noexcept { return m_pParent == this; }

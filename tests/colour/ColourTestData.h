@@ -38,7 +38,11 @@ inline void ExpectNear3(const V3& got, const V3& want, double tol, const std::st
     for (size_t k = 0; k < 3; ++k) EXPECT_NEAR(got[k], want[k], tol) << what << " [" << k << "]";
 }
 
-struct SCsv { std::vector<std::string> header; std::vector<std::vector<std::string>> rows; bool ok = false; };
+struct SCsv {
+    std::vector<std::string> header;
+    std::vector<std::vector<std::string>> rows;
+    bool ok = false;
+};
 
 inline SCsv ReadCsv(const std::string& relative) {
     SCsv csv;
@@ -62,6 +66,6 @@ inline SCsv ReadCsv(const std::string& relative) {
 }  // namespace qgdi::test
 
 // Skips the test when a data file of the shared test data is missing.
-#define COLOUR_REQUIRE_CSV(csv, relative)                                                   \
-    const qgdi::test::SCsv csv = qgdi::test::ReadCsv(relative);                           \
+#define COLOUR_REQUIRE_CSV(csv, relative)                       \
+    const qgdi::test::SCsv csv = qgdi::test::ReadCsv(relative); \
     if (!csv.ok) GTEST_SKIP() << "test data " << relative << " not found under " QGDI_TESTDATA_DIR

@@ -50,7 +50,8 @@ TEST(ChromaticAdaptation, WhiteGoesToWhiteForEveryType) {
     }
     // Unknown types are Bradford; XYZ scaling is the diagonal of the white ratios.
     const CGenMatrix b = CreateChromaticAdaptationMatrix(kD65[0], 1, kD65[2], kD50[0], 1, kD50[2], keAdaptBradford);
-    EXPECT_EQ(CreateChromaticAdaptationMatrix(kD65[0], 1, kD65[2], kD50[0], 1, kD50[2], EChromaticAdaptationType(7)), b);
+    EXPECT_EQ(CreateChromaticAdaptationMatrix(kD65[0], 1, kD65[2], kD50[0], 1, kD50[2], EChromaticAdaptationType(7)),
+              b);
     const CGenMatrix s = CreateChromaticAdaptationMatrix(2, 4, 5, 1, 1, 1, keAdaptXYZScaling);
     EXPECT_NEAR(s(0, 0), 0.5, 1e-15);
     EXPECT_NEAR(s(2, 2), 0.2, 1e-15);
@@ -66,7 +67,9 @@ TEST(ChromaticAdaptation, WhiteGoesToWhiteForEveryType) {
 // BSD-3-Clause): CIE 1976 and CIE 1994 with graphic-arts weights.
 TEST(DeltaE, PublishedPairs) {
     const double ref[3] = {100.0, 21.57210357, 272.2281935};
-    struct SCase { double L, a, b, de76, de94; };
+    struct SCase {
+        double L, a, b, de76, de94;
+    };
     const SCase cases[] = {
         {100.0, 426.67945353, 72.39590835, 451.7133019736, 83.7792255009},
         {100.0, 74.05216981, 276.45318193, 52.6498611564, 10.0539319546},

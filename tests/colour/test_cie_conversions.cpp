@@ -20,7 +20,8 @@ using qgdi::test::kD65;
 TEST(CIEConversions, SRGBMatricesMatchPublishedValues) {
     COLOUR_REQUIRE_CSV(csv, "lindbloom-matrices/matrices.csv");
     SColorSpecRGB built{};
-    ASSERT_TRUE(QGDI_MakeColorSpec(0.64, 0.33, 0.30, 0.60, 0.15, 0.06, kD65[0], kD65[1], kD65[2], keGammaSRGB, 2.4, built));
+    ASSERT_TRUE(
+        QGDI_MakeColorSpec(0.64, 0.33, 0.30, 0.60, 0.15, 0.06, kD65[0], kD65[1], kD65[2], keGammaSRGB, 2.4, built));
     int checked = 0;
     for (const auto& row : csv.rows) {
         const bool forward = row[0] == "srgb_to_xyz", inverse = row[0] == "xyz_to_srgb";
@@ -46,7 +47,9 @@ TEST(CIEConversions, SRGBMatricesMatchPublishedValues) {
 // Lab of the sRGB primaries and white under D65 (Lindbloom's colour calculator,
 // sRGB with reference white D65, as widely reproduced to 4 decimals).
 TEST(CIEConversions, LabOfSRGBPrimaries) {
-    struct SCase { double r, g, b, L, a, bb; };
+    struct SCase {
+        double r, g, b, L, a, bb;
+    };
     const SCase cases[] = {
         {1, 0, 0, 53.2408, 80.0925, 67.2032},
         {0, 1, 0, 87.7347, -86.1827, 83.1793},
@@ -64,7 +67,7 @@ TEST(CIEConversions, RoundTripsAreInverses) {
     std::mt19937 rng(11);
     std::uniform_real_distribution<double> unit(-0.1, 1.1), Ld(0, 100), ab(-120, 120);
     const SColorSpecRGB spaces[4] = {ExactSRGB(), ExactSRGB(keGammaLStar, 0), ExactSRGB(keGammaRec709, 0),
-                                    ExactSRGB(keGammaPower, 1.8)};
+                                     ExactSRGB(keGammaPower, 1.8)};
     for (int n = 0; n < 2000; ++n) {
         const SColorSpecRGB& cs = spaces[n % 4];
         const double r = unit(rng), g = unit(rng), b = unit(rng);
@@ -100,21 +103,26 @@ TEST(CIEConversions, LChKeepsChromaAndQuadrantSigns) {
         LCHabtoLab(40, 25, hue, L, a, b);
         EXPECT_EQ(L, 40);
         EXPECT_NEAR(std::hypot(a, b), 25, 1e-9) << hue;
-        EXPECT_EQ(a < 0, hue > 90 && hue < 270) << hue;
-        EXPECT_EQ(b < 0, hue > 180) << hue;
+        EXPECT_EQ(a<0, hue> 90 && hue < 270) << hue;
+        EXPECT_EQ(b<0, hue> 180) << hue;
     }
 }
 
 TEST(CIEConversions, LabPackingEnds) {
-    struct SCase { double L, a, b; bool l100; int L8, a8, b8; };
+    struct SCase {
+        double L, a, b;
+        bool l100;
+        int L8, a8, b8;
+    };
     const SCase cases[] = {
-        {100, 0, 0, true, 255, 128, 128},   {100, 0, 0, false, 100, 128, 128}, {0, -128, -128, true, 0, 0, 0},
-        {255, 127, 127, false, 255, 255, 255}, {-5, -300, 300, true, 0, 0, 255}, {50, -0.5, 0.5, true, 127, 127, 129},
+        {100, 0, 0, true, 255, 128, 128},      {100, 0, 0, false, 100, 128, 128}, {0, -128, -128, true, 0, 0, 0},
+        {255, 127, 127, false, 255, 255, 255}, {-5, -300, 300, true, 0, 0, 255},  {50, -0.5, 0.5, true, 127, 127, 129},
     };
     for (const SCase& c : cases) {
         uint8_t L8, a8, b8;
         EncodeLab(c.L, c.a, c.b, L8, a8, b8, c.l100);
-        EXPECT_EQ(std::tuple(int(L8), int(a8), int(b8)), std::tuple(c.L8, c.a8, c.b8)) << c.L << "," << c.a << "," << c.b;
+        EXPECT_EQ(std::tuple(int(L8), int(a8), int(b8)), std::tuple(c.L8, c.a8, c.b8))
+            << c.L << "," << c.a << "," << c.b;
     }
     uint16_t L16, a16, b16;
     EncodeLab(100, 0, 0, L16, a16, b16, true);

@@ -57,7 +57,8 @@ TEST(Gamut, ResultsStayOnTheLineToTheGrey) {
     };
     for (int n = 0; n < 2000; ++n) {
         const double c = g01(rng), in[3] = {d(rng), d(rng), d(rng)};
-        const double inside[3] = {std::clamp(in[0], 0.0, 1.0), std::clamp(in[1], 0.0, 1.0), std::clamp(in[2], 0.0, 1.0)};
+        const double inside[3] = {std::clamp(in[0], 0.0, 1.0), std::clamp(in[1], 0.0, 1.0),
+                                  std::clamp(in[2], 0.0, 1.0)};
         double cl[3], ex[3];
         ClampRGBColor3D(in[0], in[1], in[2], cl[0], cl[1], cl[2], c);
         ExpandRGBColor3D(inside[0], inside[1], inside[2], ex[0], ex[1], ex[2], c);

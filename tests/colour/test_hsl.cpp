@@ -15,12 +15,16 @@ namespace {
 
 using qgdi::test::ExpectNear3;
 
-
 // Hexcone values worked by hand: (0.2, 0.4, 0.6) has L = 0.4, S = 0.4/0.8, H = 3.5/6.
 TEST(ClassicHSL, KnownValuesAndRoundTrip) {
-    struct SCase { double r, g, b, h, s, l; };
-    const SCase cases[] = {{1, 0, 0, 0, 1, 0.5},     {0.2, 0.4, 0.6, 3.5 / 6, 0.5, 0.4}, {1, 1, 0, 1.0 / 6, 1, 0.5},
-                           {0.5, 0.5, 0.5, 0, 0, 0.5}, {0.9, 0.8, 0.85, 5.5 / 6, 1.0 / 3, 0.85}};
+    struct SCase {
+        double r, g, b, h, s, l;
+    };
+    const SCase cases[] = {{1, 0, 0, 0, 1, 0.5},
+                           {0.2, 0.4, 0.6, 3.5 / 6, 0.5, 0.4},
+                           {1, 1, 0, 1.0 / 6, 1, 0.5},
+                           {0.5, 0.5, 0.5, 0, 0, 0.5},
+                           {0.9, 0.8, 0.85, 5.5 / 6, 1.0 / 3, 0.85}};
     for (const SCase& c : cases) {
         double h, s, l;
         ClassicRGBtoHSL(c.r, c.g, c.b, h, s, l);

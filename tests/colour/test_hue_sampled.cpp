@@ -37,10 +37,12 @@ TEST(HueSelectiveEdit, InterpolationAcrossTheWrap) {
     edit.SetHueData(0, {30, 20, 0.2, 0.5, 0.8});
     edit.SetHueData(1, {150, 170, 0.5, 0.5, 0.5});
     edit.SetHueData(2, {300, 350, 0.8, 0.5, 0.2});
-    struct SCase { double h, shifted, f, dst, brightness; };
+    struct SCase {
+        double h, shifted, f, dst, brightness;
+    };
     const SCase cases[] = {
-        {90, 90, 0.5, 95, 0.35},           // plain segment 30 -> 150
-        {330, 330, 1.0 / 3, 0, 0.6},       // 350 -> 380 (= 20) a third of the way: 360 -> 0
+        {90, 90, 0.5, 95, 0.35},                                 // plain segment 30 -> 150
+        {330, 330, 1.0 / 3, 0, 0.6},                             // 350 -> 380 (= 20) a third of the way: 360 -> 0
         {10, 370, 7.0 / 9, 13.333333333333, 0.2 + 0.6 * 2 / 9},  // h shifted by 360
         {30, 30, 0, 20, 0.2},
     };
@@ -90,7 +92,11 @@ TEST(HueSelectiveEdit, SaturationAndGreys) {
 }
 
 TEST(SpectralColor, SampleIndexHelpers) {
-    struct SCase { double nm; bool legal; int index; };
+    struct SCase {
+        double nm;
+        bool legal;
+        int index;
+    };
     for (const SCase& c : {SCase{400, true, 0}, SCase{405, false, 0}, SCase{415, false, 1}, SCase{700, true, 30},
                            SCase{710, false, 30}, SCase{390, false, 0}, SCase{-50, false, 0}}) {
         EXPECT_EQ(CSpectralColor::IsLegalWavelength(c.nm), c.legal) << c.nm;

@@ -63,7 +63,9 @@ TEST(Temperature, ReferenceGridBothWays) {
 // CIE illuminant A is 2856 K and D65 is about 6504 K (CIE 15:2004); both sit
 // just off the Planckian locus in the 1960 plane.
 TEST(Temperature, StandardIlluminants) {
-    struct SCase { double x, y, T, tolerance; };
+    struct SCase {
+        double x, y, T, tolerance;
+    };
     for (const SCase& c : {SCase{0.44757, 0.40745, 2856, 2}, SCase{0.31271, 0.32902, 6504, 4}}) {
         double X, Y, Z, T, tint;
         xyYtoXYZ(c.x, c.y, 1.0, X, Y, Z);

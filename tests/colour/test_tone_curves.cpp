@@ -30,9 +30,13 @@ TEST(ToneCurves, BrightnessAndContrastIdentitiesAndInverses) {
 TEST(ToneCurves, LinearLookupAndInverse) {
     const double t[5] = {0.0, 0.1, 0.5, 0.5, 1.0};
     // Missing or one-entry tables, clamping beyond the ends, and interpolation inside.
-    const struct { double x; const double* table; int n; double y; } lookups[] = {
-        {0.3, nullptr, 5, 0.0}, {0.3, t, 0, 0.0}, {0.3, t + 2, 1, 0.5}, {-1.0, t, 5, 0.0},
-        {2.0, t, 5, 1.0},       {0.125, t, 5, 0.05}, {0.25, t, 5, 0.1}};
+    const struct {
+        double x;
+        const double* table;
+        int n;
+        double y;
+    } lookups[] = {{0.3, nullptr, 5, 0.0}, {0.3, t, 0, 0.0},    {0.3, t + 2, 1, 0.5}, {-1.0, t, 5, 0.0},
+                   {2.0, t, 5, 1.0},       {0.125, t, 5, 0.05}, {0.25, t, 5, 0.1}};
     for (const auto& c : lookups) EXPECT_DOUBLE_EQ(LutLinear(c.x, c.table, c.n), c.y) << c.x;
     // Inverse: beyond the ends clamps, a flat run answers its first x.
     for (auto [y, x] : {std::pair{-3.0, 0.0}, std::pair{3.0, 1.0}, std::pair{0.5, 0.5}})

@@ -3,8 +3,8 @@
 
 #include <cctype>
 #include <cmath>
-#include <string>
 #include <latch>
+#include <string>
 #include <thread>
 #include <vector>
 

@@ -74,10 +74,9 @@ TEST_P(PixelFormatRow, PropertiesAndMappings) {
     const std::vector<int> grey = {5, 6, 10, 11, 15, 16}, rgb = {7, 8, 9, 12, 13, 14, 17, 18, 19};
     EXPECT_EQ(pf.IsGreyscale(), std::count(grey.begin(), grey.end(), r.value) == 1);
     EXPECT_EQ(pf.IsRGBColor(), std::count(rgb.begin(), rgb.end(), r.value) == 1);
-    const EQPixelFormat got[7] = {pf.Get8bitFormat(),          pf.Get16bitFormat(),
-                                  pf.GetFloatFormat(),         pf.GetFlatFormat(),
-                                  pf.GetNonFlatFormat(),       pf.GetPremultipliedFormat(),
-                                  pf.GetNonPremultipliedFormat()};
+    const EQPixelFormat got[7] = {
+        pf.Get8bitFormat(),    pf.Get16bitFormat(),         pf.GetFloatFormat(),           pf.GetFlatFormat(),
+        pf.GetNonFlatFormat(), pf.GetPremultipliedFormat(), pf.GetNonPremultipliedFormat()};
     for (int i = 0; i < 7; ++i) EXPECT_EQ(got[i], r.map[i]) << "mapping " << i;
 }
 
@@ -112,10 +111,10 @@ TEST(PixelFormat, ChannelOffsets) {
         int blue, green, red, alpha, grey;
     };
     const SCase cases[] = {
-        {keFormatIndex8, 0, 0, 0, 0, 0},     {keFormatIndex8A, 0, 0, 0, 1, 0},   {keFormatGreyA, 0, 0, 0, 1, 0},
-        {keFormatGreyA_u16, 0, 0, 0, 1, 0},  {keFormatGreyA_f32, 0, 0, 0, 1, 0}, {keFormatBGR, 0, 1, 2, 0, 0},
-        {keFormatBGR_f32, 0, 1, 2, 0, 0},    {keFormatBGRA, 0, 1, 2, 3, 0},     {keFormatBGRxA_u16, 0, 1, 2, 3, 0},
-        {keFormatGrey, 0, 0, 0, 0, 0},       {keFormatNone, 0, 0, 0, 0, 0},
+        {keFormatIndex8, 0, 0, 0, 0, 0},    {keFormatIndex8A, 0, 0, 0, 1, 0},   {keFormatGreyA, 0, 0, 0, 1, 0},
+        {keFormatGreyA_u16, 0, 0, 0, 1, 0}, {keFormatGreyA_f32, 0, 0, 0, 1, 0}, {keFormatBGR, 0, 1, 2, 0, 0},
+        {keFormatBGR_f32, 0, 1, 2, 0, 0},   {keFormatBGRA, 0, 1, 2, 3, 0},      {keFormatBGRxA_u16, 0, 1, 2, 3, 0},
+        {keFormatGrey, 0, 0, 0, 0, 0},      {keFormatNone, 0, 0, 0, 0, 0},
     };
     for (const SCase& c : cases) {
         CQPixelFormat pf(c.format);
@@ -151,10 +150,10 @@ TEST(PixelFormat, FromBitmapHeader) {
         EQPixelFormat expected;
     };
     const SCase cases[] = {
-        {&grey, 1, keFormatIndex1},  {&grey, 4, keFormatIndex4},     {&grey, 8, keFormatGrey},
-        {&grey, 16, keFormatGreyA},  {&colour, 8, keFormatIndex8},   {&colour, 16, keFormatIndex8A},
-        {&fewer, 8, keFormatIndex8}, {&grey, 24, keFormatBGR},       {&grey, 32, keFormatBGRA},
-        {&grey, 2, keFormatNone},    {&grey, 0, keFormatNone},       {&grey, 48, keFormatNone},
+        {&grey, 1, keFormatIndex1},  {&grey, 4, keFormatIndex4},   {&grey, 8, keFormatGrey},
+        {&grey, 16, keFormatGreyA},  {&colour, 8, keFormatIndex8}, {&colour, 16, keFormatIndex8A},
+        {&fewer, 8, keFormatIndex8}, {&grey, 24, keFormatBGR},     {&grey, 32, keFormatBGRA},
+        {&grey, 2, keFormatNone},    {&grey, 0, keFormatNone},     {&grey, 48, keFormatNone},
     };
     for (const SCase& c : cases) {
         SPackedHeader bmp = *c.bmp;
@@ -176,7 +175,8 @@ TEST(PixelFormat, PixelInFormat) {
     EXPECT_EQ(std::vector<int>(b, b + 4), (std::vector<int>{0xC0, 0x40, 0x20, 0}));
     put(keFormatBGRxA);
     const uint32_t pm = QGDI_RGBAtoRGBxA(colour);
-    EXPECT_EQ(std::vector<int>(b, b + 4), (std::vector<int>{int(pm >> 16 & 255), int(pm >> 8 & 255), int(pm & 255), 0x80}));
+    EXPECT_EQ(std::vector<int>(b, b + 4),
+              (std::vector<int>{int(pm >> 16 & 255), int(pm >> 8 & 255), int(pm & 255), 0x80}));
     put(keFormatGreyA);
     EXPECT_EQ(b[0], QGDI_GetChannelColor(colour, keChannelGrey));
     EXPECT_EQ(b[1], 0x80);
@@ -251,7 +251,8 @@ TEST(Channels, SetMappingAndMembership) {
     const char* members[] = {"100000", "010000", "001000", "000100", "000010", "111011", "111111", "000001"};
     for (int s = 0; s < 8; ++s)
         for (int c = 0; c < 6; ++c)
-            EXPECT_EQ(QGDI_ChannelIsMember(static_cast<EQChannelSet>(s), static_cast<EQChannel>(c)), members[s][c] == '1')
+            EXPECT_EQ(QGDI_ChannelIsMember(static_cast<EQChannelSet>(s), static_cast<EQChannel>(c)),
+                      members[s][c] == '1')
                 << "set " << s << " channel " << c;
     EXPECT_FALSE(QGDI_ChannelIsMember(static_cast<EQChannelSet>(8), keChannelBlue));
     EXPECT_FALSE(QGDI_ChannelIsMember(keChannelSetNone, keChannelBlue));
@@ -259,8 +260,8 @@ TEST(Channels, SetMappingAndMembership) {
 }
 
 TEST(QuorType, NamesSizesSignedness) {
-    const char* names[] = {"null", "uint08", "int08", "uint16", "int16 ", "uint32",
-                           "int32", "real32", "uint64", "int64", "real64"};
+    const char* names[] = {"null",  "uint08", "int08",  "uint16", "int16 ", "uint32",
+                           "int32", "real32", "uint64", "int64",  "real64"};
     const size_t sizes[] = {0, 1, 1, 2, 2, 4, 4, 4, 8, 8, 8};
     const bool signedness[] = {false, false, true, false, true, false, true, true, false, true, true};
     for (int t = 0; t <= 10; ++t) {

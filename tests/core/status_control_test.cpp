@@ -152,7 +152,10 @@ TEST_F(StatusTest, UpdateCallbackOnlyOnMainThread) {
     CStatusControl::CreateCS();  // the calling thread becomes the main UI thread
     ASSERT_TRUE(QPlatform_IsMainUIThread());
     CStatusControl s;
-    s.SetUpdateStatusCallback([](CStatusControl*) { ++calls; return 1; });
+    s.SetUpdateStatusCallback([](CStatusControl*) {
+        ++calls;
+        return 1;
+    });
     std::thread([&] { s.SetProgress(10); }).join();
     EXPECT_EQ(calls, 0);
     g_now = 2.0;

@@ -30,7 +30,11 @@ TEST(CCoordinatorMatrix, IdentityRealisesTheSourceSizeAndExactRows) {
     EXPECT_EQ(std::tuple(row[0].x, row[0].y, row[1].x, row[1].y), std::tuple(768, 1792, 1024, 1792));
 }
 
-struct RealiseCase { const char* name; double m[9]; int srcW, srcH, dstW, dstH; };
+struct RealiseCase {
+    const char* name;
+    double m[9];
+    int srcW, srcH, dstW, dstH;
+};
 
 class MatrixRealise : public ::testing::TestWithParam<RealiseCase> {};
 
@@ -51,7 +55,8 @@ INSTANTIATE_TEST_SUITE_P(
         RealiseCase{"Shift", {1, 0, 10, 0, 1, -3, 0, 0, 1}, 30, 20, 30, 20},
         RealiseCase{"HalfPixelShift", {1, 0, 0.5, 0, 1, 0, 0, 0, 1}, 30, 20, 31, 20},
         // Rounding noise of a quarter turn stays inside the tolerance.
-        RealiseCase{"QuarterTurn", {6.123233995736766e-17, 1, 0, -1, 6.123233995736766e-17, 99, 0, 0, 1}, 100, 50, 50, 100},
+        RealiseCase{
+            "QuarterTurn", {6.123233995736766e-17, 1, 0, -1, 6.123233995736766e-17, 99, 0, 0, 1}, 100, 50, 50, 100},
         // Homogeneous scale 2 halves the image like the linear one.
         RealiseCase{"Homogeneous", {1, 0, 0, 0, 1, 0, 0, 0, 0.5}, 100, 100, 51, 51}),
     [](const auto& info) { return std::string(info.param.name); });
@@ -76,8 +81,8 @@ TEST(CCoordinator, ResultRectIsCentred) {
     ASSERT_TRUE(m.Realize(50, 50));
     RECT out;
     // Larger than the frame (the last case): negative offsets truncate toward zero.
-    const RECT frames[3][2] = {{{0, 0, 101, 101}, {25, 25, 75, 75}}, {{10, 20, 60, 70}, {10, 20, 60, 70}},
-                               {{0, 0, 47, 47}, {-1, -1, 49, 49}}};
+    const RECT frames[3][2] = {
+        {{0, 0, 101, 101}, {25, 25, 75, 75}}, {{10, 20, 60, 70}, {10, 20, 60, 70}}, {{0, 0, 47, 47}, {-1, -1, 49, 49}}};
     for (const auto& f : frames) {
         m.GetResultRect(f[0], out);
         EXPECT_TRUE(EqualRect(&out, &f[1])) << out.left << "," << out.top << "," << out.right << "," << out.bottom;
@@ -86,7 +91,10 @@ TEST(CCoordinator, ResultRectIsCentred) {
 
 TEST(QGDI_ResampleGetCoordinates256, TiesRoundToEven) {
     // Translations by k/512 pixel land exactly on halves of 1/256.
-    struct Case { double shift; int expected[3]; };
+    struct Case {
+        double shift;
+        int expected[3];
+    };
     for (auto c : {Case{0.5 / 256, {0, 256, 512}}, Case{1.5 / 256, {2, 258, 514}}, Case{2.5 / 256, {2, 258, 514}},
                    Case{-0.5 / 256, {0, 256, 512}}, Case{-1.5 / 256, {-2, 254, 510}}}) {
         const double m[9] = {1, 0, c.shift, 0, 1, 0, 0, 0, 1};
@@ -113,12 +121,20 @@ TEST(QGDI_ResampleGetCoordinates256, MatchesScalarRecurrenceAndDirectEvaluation)
     auto r = [&](double lo, double hi) { return lo + rnd.GetDecimal() * (hi - lo); };
     for (int trial = 0; trial < 60; ++trial) {
         const bool perspective = trial % 2 == 1;
-        const double m[9] = {r(-2, 2),  r(-2, 2), r(-500, 500), r(-2, 2), r(-2, 2), r(-500, 500),
-                             perspective ? r(-1e-4, 1e-4) : 0.0, perspective ? r(-1e-4, 1e-4) : 0.0, perspective ? r(0.8, 1.2) : 1.0};
+        const double m[9] = {r(-2, 2),
+                             r(-2, 2),
+                             r(-500, 500),
+                             r(-2, 2),
+                             r(-2, 2),
+                             r(-500, 500),
+                             perspective ? r(-1e-4, 1e-4) : 0.0,
+                             perspective ? r(-1e-4, 1e-4) : 0.0,
+                             perspective ? r(0.8, 1.2) : 1.0};
         const int x = static_cast<int>(r(-100, 100)), y = static_cast<int>(r(-100, 100)), count = 1 + trial * 37;
         std::vector<POINT> out(static_cast<size_t>(count));
         QGDI_ResampleGetCoordinates256(out.data(), count, x, y, m);
-        double X = (m[0] * x + m[1] * y + m[2]) * 256, Y = (m[3] * x + m[4] * y + m[5]) * 256, W = m[6] * x + m[7] * y + m[8];
+        double X = (m[0] * x + m[1] * y + m[2]) * 256, Y = (m[3] * x + m[4] * y + m[5]) * 256,
+               W = m[6] * x + m[7] * y + m[8];
         for (int i = 0; i < count; ++i) {
             const double ex = perspective ? X / W : X, ey = perspective ? Y / W : Y;
             ASSERT_EQ(out[static_cast<size_t>(i)].x, static_cast<LONG>(std::nearbyint(ex))) << trial << " #" << i;
@@ -230,26 +246,64 @@ const CQPoint kSquashed[4] = {{10, 0}, {90, 0}, {100, 50}, {0, 50}};
 INSTANTIATE_TEST_SUITE_P(
     Factories, MatrixFactories,
     ::testing::Values(
-        FactoryCase{"Flip", [] { return Create_CCoordinatorFlip(); }, 40, 30, 40, 30, {{{0, 0, 0, 29}}, {{5, 29, 5, 0}}}},
-        FactoryCase{"Mirror", [] { return Create_CCoordinatorMirror(); }, 40, 30, 40, 30, {{{0, 0, 39, 0}}, {{39, 7, 0, 7}}}},
+        FactoryCase{
+            "Flip", [] { return Create_CCoordinatorFlip(); }, 40, 30, 40, 30, {{{0, 0, 0, 29}}, {{5, 29, 5, 0}}}},
+        FactoryCase{
+            "Mirror", [] { return Create_CCoordinatorMirror(); }, 40, 30, 40, 30, {{{0, 0, 39, 0}}, {{39, 7, 0, 7}}}},
         // Clockwise: the bottom-left corner of the source comes to the top-left.
-        FactoryCase{"Rotate90", [] { return Create_CCoordinatorRotate(90); }, 100, 50, 50, 100,
+        FactoryCase{"Rotate90",
+                    [] { return Create_CCoordinatorRotate(90); },
+                    100,
+                    50,
+                    50,
+                    100,
                     {{{0, 0, 0, 49}}, {{49, 0, 0, 0}}, {{0, 99, 99, 49}}}},
         FactoryCase{"Rotate0", [] { return Create_CCoordinatorRotate(0); }, 64, 48, 64, 48, {{{17, 9, 17, 9}}}},
-        FactoryCase{"Scale", [] { return Create_CCoordinatorScale(2, 0.5); }, 100, 50, 199, 26,
+        FactoryCase{"Scale",
+                    [] { return Create_CCoordinatorScale(2, 0.5); },
+                    100,
+                    50,
+                    199,
+                    26,
                     {{{10, 10, 5, 20}}, {{198, 24, 99, 48}}}},
         FactoryCase{"ScaleMirrors", [] { return Create_CCoordinatorScale(-1, 1); }, 20, 10, 20, 10, {{{0, 3, 19, 3}}}},
-        FactoryCase{"Skew", [] { return Create_CCoordinatorSkew(45, 0); }, 11, 11, 21, 11, {{{15, 5, 10, 5}}, {{10, 10, 0, 10}}}},
+        FactoryCase{"Skew",
+                    [] { return Create_CCoordinatorSkew(45, 0); },
+                    11,
+                    11,
+                    21,
+                    11,
+                    {{{15, 5, 10, 5}}, {{10, 10, 0, 10}}}},
         // The right edge shrinks to half the height about its middle.
-        FactoryCase{"HPerspective", [] { return Create_CCoordinatorHPerspective(0.5); }, 101, 101, 101, 101,
+        FactoryCase{"HPerspective",
+                    [] { return Create_CCoordinatorHPerspective(0.5); },
+                    101,
+                    101,
+                    101,
+                    101,
                     {{{100, 25, 100, 0}}, {{100, 50, 100, 50}}, {{100, 10, 100, -30}}, {{0, 77, 0, 77}}}},
-        FactoryCase{"VPerspective", [] { return Create_CCoordinatorVPerspective(-0.5); }, 101, 101, 101, 101,
+        FactoryCase{"VPerspective",
+                    [] { return Create_CCoordinatorVPerspective(-0.5); },
+                    101,
+                    101,
+                    101,
+                    101,
                     {{{25, 0, 0, 0}}, {{50, 0, 50, 0}}, {{13, 100, 13, 100}}}},
-        FactoryCase{"Quadrilateral", [] { return Create_CCoordinatorMatrixPerspective(kSquashed, CSize(101, 51), false); },
-                    101, 51, 101, 51, {{{10, 0, 0, 0}}, {{90, 0, 100, 0}}, {{0, 50, 0, 50}}, {{50, 0, 50, 0}}}},
+        FactoryCase{"Quadrilateral",
+                    [] { return Create_CCoordinatorMatrixPerspective(kSquashed, CSize(101, 51), false); },
+                    101,
+                    51,
+                    101,
+                    51,
+                    {{{10, 0, 0, 0}}, {{90, 0, 100, 0}}, {{0, 50, 0, 50}}, {{50, 0, 50, 0}}}},
         // A source realised at twice the size is stretched onto the same quadrilateral.
-        FactoryCase{"QuadrilateralRescaled", [] { return Create_CCoordinatorMatrixPerspective(kSquashed, CSize(101, 51), true); },
-                    201, 101, 101, 51, {{{90, 0, 200, 0}}, {{0, 50, 0, 100}}}}),
+        FactoryCase{"QuadrilateralRescaled",
+                    [] { return Create_CCoordinatorMatrixPerspective(kSquashed, CSize(101, 51), true); },
+                    201,
+                    101,
+                    101,
+                    51,
+                    {{{90, 0, 200, 0}}, {{0, 50, 0, 100}}}}),
     [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace

@@ -33,8 +33,8 @@ constexpr uint8_t kGuardByte = 0xA5;
 // Floats a kernel may meet: mostly 0..1, some beyond, a few infinities and NaN.
 void HostileFloats(std::mt19937& rng, uint8_t* bytes, size_t n) {
     constexpr float kInf = std::numeric_limits<float>::infinity();
-    const float special[] = {0.0f, 1.0f, -0.0f, -1e-30f, 1.0000001f, 65535.0f, -kInf, kInf,
-                             std::numeric_limits<float>::quiet_NaN()};
+    const float special[] = {
+        0.0f, 1.0f, -0.0f, -1e-30f, 1.0000001f, 65535.0f, -kInf, kInf, std::numeric_limits<float>::quiet_NaN()};
     std::uniform_real_distribution<float> u(-0.5f, 1.5f);
     for (size_t i = 0; i < n / 4; ++i) {
         const uint32_t r = rng();
@@ -70,7 +70,8 @@ testing::AssertionResult SameResult(const Bytes& base, const Bytes& wide, bool f
                 continue;
             }
         }
-        return testing::AssertionFailure() << "byte " << b << ": " << int(wide[b]) << " where the baseline has " << int(base[b]);
+        return testing::AssertionFailure()
+               << "byte " << b << ": " << int(wide[b]) << " where the baseline has " << int(base[b]);
     }
     return testing::AssertionSuccess();
 }
@@ -139,10 +140,11 @@ TEST_P(TargetsMatchBaseline, EveryEntryBitForBit) {
                             data.y = n;
                             kernels[k](*def, data);
                         }
-                        ASSERT_TRUE(SameResult(out[0], out[1], CQPixelFormat(dstFormat).IsFloat())) << kind.name << " " << CQPixelFormat(dstFormat).GetFormatAsString() << " <- "
-                                                  << CQPixelFormat(srcFormat).GetFormatAsString() << ", "
-                                                  << qgdi::dispatch::TargetName(target) << ", n = " << n
-                                                  << ", offset " << offset << (masked ? ", masked" : "");
+                        ASSERT_TRUE(SameResult(out[0], out[1], CQPixelFormat(dstFormat).IsFloat()))
+                            << kind.name << " " << CQPixelFormat(dstFormat).GetFormatAsString() << " <- "
+                            << CQPixelFormat(srcFormat).GetFormatAsString() << ", "
+                            << qgdi::dispatch::TargetName(target) << ", n = " << n << ", offset " << offset
+                            << (masked ? ", masked" : "");
                     }
         }
         ASSERT_FALSE(wide[i].pfnKernel) << "more entries";
@@ -180,10 +182,11 @@ TEST(TargetsMatchBaselineConverters, EveryPairBitForBit) {
                         SQRowConvertContext ctx;
                         ctx.palette = palette;
                         ctx.paletteCount = 256;
-                        for (int k = 0; k < 2; ++k) fns[k](out[k].data() + kGuard + offset, src.data() + kGuard + offset, n, ctx);
+                        for (int k = 0; k < 2; ++k)
+                            fns[k](out[k].data() + kGuard + offset, src.data() + kGuard + offset, n, ctx);
                         ASSERT_TRUE(SameResult(out[0], out[1], CQPixelFormat(t).IsFloat()))
-                            << CQPixelFormat(t).GetFormatAsString() << " <- " << CQPixelFormat(f).GetFormatAsString() << ", "
-                            << qgdi::dispatch::TargetName(target) << ", n = " << n << ", offset " << offset;
+                            << CQPixelFormat(t).GetFormatAsString() << " <- " << CQPixelFormat(f).GetFormatAsString()
+                            << ", " << qgdi::dispatch::TargetName(target) << ", n = " << n << ", offset " << offset;
                     }
             }
     EXPECT_GT(pairs, 300);
@@ -198,7 +201,8 @@ TEST(KernelTarget, ChoiceAndTestHook) {
     EXPECT_STREQ(QGDI_GetKernelTarget(), TargetName(start));
     // Without QGDI_CPU the widest supported target is chosen.
     if (!std::getenv("QGDI_CPU")) {
-        for (int t = int(start) + 1; t < kTargetCount; ++t) EXPECT_FALSE(IsSupported(ETarget(t))) << TargetName(ETarget(t));
+        for (int t = int(start) + 1; t < kTargetCount; ++t)
+            EXPECT_FALSE(IsSupported(ETarget(t))) << TargetName(ETarget(t));
     }
     ASSERT_TRUE(SetTargetForTesting(ETarget::kBaseline));
     EXPECT_EQ(ActiveTarget(), ETarget::kBaseline);

@@ -9,7 +9,10 @@
 namespace {
 
 TEST(Extent2D, PolygonsOfKnownShapes) {
-    struct Case { std::vector<SQPOINT> points; double expand, area, thickness; };
+    struct Case {
+        std::vector<SQPOINT> points;
+        double expand, area, thickness;
+    };
     // A point grown by 1 along four directions becomes the regular octagon of
     // inradius 1, area 8 tan(pi/8); the right triangle is reproduced exactly.
     const Case cases[] = {
@@ -74,7 +77,10 @@ TEST(Extent2D, EmptyStatesAndCustomNormals) {
 }
 
 TEST(Extent3D, VolumesOfKnownSolids) {
-    struct Case { std::vector<SQPOINT3> points; double volume, thickness; };
+    struct Case {
+        std::vector<SQPOINT3> points;
+        double volume, thickness;
+    };
     const Case cases[] = {
         {{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}}, 1.0 / 6, 1 / std::sqrt(3.0)},
         {{{0, 0, 0}, {2, 0, 0}}, 0, 0},

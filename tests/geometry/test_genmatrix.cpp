@@ -61,7 +61,8 @@ void ExpectOrthonormalColumns(const CGenMatrix& q) {
 TEST(GenMatrix, HilbertInversesMatchTheirIntegerInverses) {
     // The published order-3 and order-4 inverses anchor the closed form.
     const int64_t h3[9] = {9, -36, 30, -36, 192, -180, 30, -180, 180};
-    const int64_t h4[16] = {16, -120, 240, -140, -120, 1200, -2700, 1680, 240, -2700, 6480, -4200, -140, 1680, -4200, 2800};
+    const int64_t h4[16] = {16,  -120,  240,  -140,  -120, 1200, -2700, 1680,
+                            240, -2700, 6480, -4200, -140, 1680, -4200, 2800};
     for (int i = 0; i < 9; ++i) ASSERT_EQ(InverseHilbert(3, i / 3 + 1, i % 3 + 1), h3[i]);
     for (int i = 0; i < 16; ++i) ASSERT_EQ(InverseHilbert(4, i / 4 + 1, i % 4 + 1), h4[i]);
     for (int n = 3; n <= 6; ++n) {
@@ -69,7 +70,8 @@ TEST(GenMatrix, HilbertInversesMatchTheirIntegerInverses) {
         for (int i = 0; i < n; ++i)
             for (int j = 0; j < n; ++j) {
                 const double expected = double(InverseHilbert(n, i + 1, j + 1));
-                EXPECT_NEAR(inv(i, j), expected, 1e-7 * std::fabs(expected)) << "order " << n << " (" << i << "," << j << ")";
+                EXPECT_NEAR(inv(i, j), expected, 1e-7 * std::fabs(expected))
+                    << "order " << n << " (" << i << "," << j << ")";
             }
     }
     EXPECT_NEAR(Hilbert(3).determinant(), 1.0 / 2160, 1e-17);
@@ -130,7 +132,9 @@ TEST(GenMatrix, SolveAndLeastSquares) {
     EXPECT_LT((v.leastSquares(y) - CGenMatrix(3, 1, {2, -3, 0.5})).maxAbs(), 1e-12);
 }
 
-struct Shape { int rows, cols, rank; };
+struct Shape {
+    int rows, cols, rank;
+};
 
 class GenMatrixDecompositions : public testing::TestWithParam<Shape> {};
 
@@ -182,16 +186,18 @@ TEST_P(GenMatrixDecompositions, EvdOfSymmetricProduct) {
     for (size_t i = 0; i < S.size(); ++i) EXPECT_NEAR(values[i], S[i] * S[i], 1e-10 * values[0]);
 }
 
-INSTANTIATE_TEST_SUITE_P(Shapes, GenMatrixDecompositions, testing::Values(
-    Shape{1, 1, -1}, Shape{3, 3, -1}, Shape{8, 5, -1}, Shape{5, 8, -1}, Shape{20, 20, -1}, Shape{64, 64, -1},
-    Shape{50, 3, -1}, Shape{6, 4, 2}, Shape{4, 6, 3}, Shape{10, 10, 1}, Shape{12, 9, 5}));
+INSTANTIATE_TEST_SUITE_P(Shapes, GenMatrixDecompositions,
+                         testing::Values(Shape{1, 1, -1}, Shape{3, 3, -1}, Shape{8, 5, -1}, Shape{5, 8, -1},
+                                         Shape{20, 20, -1}, Shape{64, 64, -1}, Shape{50, 3, -1}, Shape{6, 4, 2},
+                                         Shape{4, 6, 3}, Shape{10, 10, 1}, Shape{12, 9, 5}));
 
 TEST(GenMatrix, KnownSpectra) {
     CGenMatrix U, V;
     std::vector<double> S;
     // A^T A = [25 20; 20 25] has eigenvalues 45 and 5.
     CGenMatrix(2, 2, {3, 0, 4, 5}).svd(U, S, V);
-    EXPECT_TRUE(std::fabs(S[0] - std::sqrt(45.0)) < 1e-14 && std::fabs(S[1] - std::sqrt(5.0)) < 1e-14) << S[0] << " " << S[1];
+    EXPECT_TRUE(std::fabs(S[0] - std::sqrt(45.0)) < 1e-14 && std::fabs(S[1] - std::sqrt(5.0)) < 1e-14)
+        << S[0] << " " << S[1];
 
     std::vector<double> values;
     CGenMatrix vectors;

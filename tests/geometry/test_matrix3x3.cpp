@@ -26,7 +26,11 @@ void ExpectPt(const SQPOINT& p, double x, double y, double tol) {
 
 // ---- flag word ----
 
-struct FlagCase { int index; double value; uint32_t expected; };
+struct FlagCase {
+    int index;
+    double value;
+    uint32_t expected;
+};
 
 class MatrixFlagBoundary : public testing::TestWithParam<FlagCase> {};
 
@@ -41,16 +45,14 @@ TEST_P(MatrixFlagBoundary, BitSetExactlyAtTolerance) {
 
 // Off-diagonal elements are tested at exactly 1e-6; the diagonal ones at 1 +/- 1.1e-6
 // because 1 + 1e-6 - 1 rounds below 1e-6 in doubles.
-INSTANTIATE_TEST_SUITE_P(Elements, MatrixFlagBoundary, testing::Values(
-    FlagCase{2, 1e-6, 1}, FlagCase{2, -1e-6, 1}, FlagCase{2, 9.99e-7, 0},
-    FlagCase{5, 1e-6, 2}, FlagCase{5, -9.99e-7, 0},
-    FlagCase{0, 1 + 1.1e-6, 4}, FlagCase{0, 1 - 0.9e-6, 0}, FlagCase{0, -1, 4},
-    FlagCase{4, 1 - 1.1e-6, 8}, FlagCase{4, 1 + 0.9e-6, 0},
-    FlagCase{1, 1e-6, 16}, FlagCase{1, 1e-7, 0},
-    FlagCase{3, -1e-6, 32}, FlagCase{3, 5e-7, 0},
-    FlagCase{6, 1e-6, 64}, FlagCase{7, -1e-6, 128}, FlagCase{7, 9e-7, 0},
-    FlagCase{8, 2, 256}, FlagCase{8, 1 + 0.5e-6, 0},
-    FlagCase{2, NAN, 1}));
+INSTANTIATE_TEST_SUITE_P(Elements, MatrixFlagBoundary,
+                         testing::Values(FlagCase{2, 1e-6, 1}, FlagCase{2, -1e-6, 1}, FlagCase{2, 9.99e-7, 0},
+                                         FlagCase{5, 1e-6, 2}, FlagCase{5, -9.99e-7, 0}, FlagCase{0, 1 + 1.1e-6, 4},
+                                         FlagCase{0, 1 - 0.9e-6, 0}, FlagCase{0, -1, 4}, FlagCase{4, 1 - 1.1e-6, 8},
+                                         FlagCase{4, 1 + 0.9e-6, 0}, FlagCase{1, 1e-6, 16}, FlagCase{1, 1e-7, 0},
+                                         FlagCase{3, -1e-6, 32}, FlagCase{3, 5e-7, 0}, FlagCase{6, 1e-6, 64},
+                                         FlagCase{7, -1e-6, 128}, FlagCase{7, 9e-7, 0}, FlagCase{8, 2, 256},
+                                         FlagCase{8, 1 + 0.5e-6, 0}, FlagCase{2, NAN, 1}));
 
 TEST(MatrixFlags, CacheInvalidatedBySetCellAndRecomputedOnRead) {
     CQMatrix3x3 m;
@@ -65,8 +67,10 @@ TEST(MatrixFlags, CacheInvalidatedBySetCellAndRecomputedOnRead) {
 }
 
 TEST(MatrixFlags, Predicates) {
-    struct { double tx, ty; bool translate; } cases[] = {
-        {0, 0, false}, {1e-7, 0, false}, {1e-6, 0, true}, {0, -3, true}, {2, 3, true}};
+    struct {
+        double tx, ty;
+        bool translate;
+    } cases[] = {{0, 0, false}, {1e-7, 0, false}, {1e-6, 0, true}, {0, -3, true}, {2, 3, true}};
     for (const auto& c : cases) {
         CQMatrix3x3 m;
         m.Translate(c.tx, c.ty);
@@ -111,17 +115,23 @@ struct OpPair {
 };
 
 const OpPair kOps[] = {
-    {[](CQMatrix3x3& m, double a, double) { m.Rotate(a); }, [](double* m, double a, double) { QGDI_MatrixRotate(m, a); }},
-    {[](CQMatrix3x3& m, double a, double b) { m.Scale(a, b); }, [](double* m, double a, double b) { QGDI_MatrixScale(m, a, b); }},
+    {[](CQMatrix3x3& m, double a, double) { m.Rotate(a); },
+     [](double* m, double a, double) { QGDI_MatrixRotate(m, a); }},
+    {[](CQMatrix3x3& m, double a, double b) { m.Scale(a, b); },
+     [](double* m, double a, double b) { QGDI_MatrixScale(m, a, b); }},
     {[](CQMatrix3x3& m, double a, double b) { m.Translate(a, b); },
      [](double* m, double a, double b) { QGDI_MatrixTranslate(m, a, b); }},
-    {[](CQMatrix3x3& m, double a, double) { m.ShearX(a); }, [](double* m, double a, double) { QGDI_MatrixShearX(m, a); }},
-    {[](CQMatrix3x3& m, double a, double) { m.ShearY(a); }, [](double* m, double a, double) { QGDI_MatrixShearY(m, a); }},
+    {[](CQMatrix3x3& m, double a, double) { m.ShearX(a); },
+     [](double* m, double a, double) { QGDI_MatrixShearX(m, a); }},
+    {[](CQMatrix3x3& m, double a, double) { m.ShearY(a); },
+     [](double* m, double a, double) { QGDI_MatrixShearY(m, a); }},
     {[](CQMatrix3x3& m, double a, double) { m.PerspectiveX(a * 0.1); },
      [](double* m, double a, double) { QGDI_MatrixPerspectiveX(m, a * 0.1); }},
     {[](CQMatrix3x3& m, double a, double) { m.PerspectiveY(a * 0.1); },
      [](double* m, double a, double) { QGDI_MatrixPerspectiveY(m, a * 0.1); }},
-    {[](CQMatrix3x3& m, double a, double b) { m *= Mat({a, b, 1, 0.5, 2, a, 0, 0, 1}); },
+    {[](CQMatrix3x3& m, double a, double b) {
+         m *= Mat({a, b, 1, 0.5, 2, a, 0, 0, 1});
+     },
      [](double* m, double a, double b) {
          const double o[9] = {a, b, 1, 0.5, 2, a, 0, 0, 1};
          QGDI_MatrixMulEquals(m, o);
@@ -133,7 +143,10 @@ TEST(MatrixCompose, ReversedSequencesAgreeForEveryOperation) {
     std::uniform_real_distribution<double> u(-2, 2);
     std::uniform_int_distribution<int> pick(0, int(std::size(kOps)) - 1);
     for (int trial = 0; trial < 200; ++trial) {
-        struct Step { int kind; double a, b; };
+        struct Step {
+            int kind;
+            double a, b;
+        };
         Step steps[5];
         for (Step& st : steps) st = {pick(rng), u(rng), u(rng)};
         CQMatrix3x3 k;
@@ -196,7 +209,9 @@ TEST(MatrixCompose, MultiplyHandlesAliasingAndNulls) {
 }
 
 TEST(MatrixCompose, RotateAngleReducesDegrees) {
-    struct { double a, b; } same[] = {{450, 90}, {-90, 270}, {720, 0}, {-450, 270}, {1e9, std::fmod(1e9, 360.0)}};
+    struct {
+        double a, b;
+    } same[] = {{450, 90}, {-90, 270}, {720, 0}, {-450, 270}, {1e9, std::fmod(1e9, 360.0)}};
     for (const auto& c : same) {
         CQMatrix3x3 a, b;
         a.RotateAngle(c.a);
@@ -206,7 +221,10 @@ TEST(MatrixCompose, RotateAngleReducesDegrees) {
 }
 
 TEST(MatrixCompose, NamedBuildersMoveAProbePoint) {
-    struct { void (*build)(CQMatrix3x3&); SQPOINT in, out; } cases[] = {
+    struct {
+        void (*build)(CQMatrix3x3&);
+        SQPOINT in, out;
+    } cases[] = {
         {[](CQMatrix3x3& m) { m.RotateAngle(90); }, {1, 0}, {0, 1}},
         {[](CQMatrix3x3& m) { m.ShearAngleX(45); }, {0, 2}, {2, 2}},
         {[](CQMatrix3x3& m) { m.ShearAngleY(-45); }, {2, 0}, {2, -2}},
@@ -225,7 +243,10 @@ TEST(MatrixCompose, NamedBuildersMoveAProbePoint) {
 // ---- inverse and transforms ----
 
 TEST(MatrixInverse, SingularBoundary) {
-    struct { double d; int expected; } cases[] = {{1e-11, 0}, {1e-10, 1}, {0, 0}};
+    struct {
+        double d;
+        int expected;
+    } cases[] = {{1e-11, 0}, {1e-10, 1}, {0, 0}};
     for (const auto& c : cases) {
         // diag(d, d, d) has determinant d^3: 1e-33 and 1e-30.
         const CQMatrix3x3 m = Mat({c.d, 0, 0, 0, c.d, 0, 0, 0, c.d});
@@ -249,8 +270,8 @@ TEST(MatrixInverse, RandomProjectiveRoundTrip) {
     std::mt19937 rng(3);
     std::uniform_real_distribution<double> u(-1, 1);
     for (int t = 0; t < 100; ++t) {
-        CQMatrix3x3 m = Mat({2 + u(rng), u(rng), 10 * u(rng), u(rng), 2 + u(rng), 10 * u(rng), 0.01 * u(rng),
-                             0.01 * u(rng), 1});
+        CQMatrix3x3 m = Mat(
+            {2 + u(rng), u(rng), 10 * u(rng), u(rng), 2 + u(rng), 10 * u(rng), 0.01 * u(rng), 0.01 * u(rng), 1});
         CQMatrix3x3 inv;
         ASSERT_EQ(m.GetInverse(inv), 1);
         CQMatrix3x3 prod = m * inv;
@@ -268,7 +289,10 @@ TEST(MatrixInverse, RandomProjectiveRoundTrip) {
     }
 }
 
-struct IntPointCase { double tx, ty, scale; POINT in, expected; };
+struct IntPointCase {
+    double tx, ty, scale;
+    POINT in, expected;
+};
 
 class MatrixIntegerPoint : public testing::TestWithParam<IntPointCase> {};
 
@@ -281,13 +305,13 @@ TEST_P(MatrixIntegerPoint, Rounding) {
     EXPECT_EQ(std::pair(p.x, p.y), std::pair(c.expected.x, c.expected.y));
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, MatrixIntegerPoint, testing::Values(
-    IntPointCase{2.5, -2.5, 1, {0, 0}, {3, -3}},
-    IntPointCase{2.5, -2.5, 1 + 1e-5, {0, 0}, {2, -2}},
-    IntPointCase{0.4999, -0.5, 1, {10, 10}, {10, 9}},
-    IntPointCase{-1.7, 1.7, 1 + 1e-5, {0, 0}, {-1, 1}},
-    IntPointCase{0, 0, 2, {-3, 3}, {-6, 6}},
-    IntPointCase{1e12, 0, 1, {0, 0}, {INT32_MAX, 0}}));
+INSTANTIATE_TEST_SUITE_P(Cases, MatrixIntegerPoint,
+                         testing::Values(IntPointCase{2.5, -2.5, 1, {0, 0}, {3, -3}},
+                                         IntPointCase{2.5, -2.5, 1 + 1e-5, {0, 0}, {2, -2}},
+                                         IntPointCase{0.4999, -0.5, 1, {10, 10}, {10, 9}},
+                                         IntPointCase{-1.7, 1.7, 1 + 1e-5, {0, 0}, {-1, 1}},
+                                         IntPointCase{0, 0, 2, {-3, 3}, {-6, 6}},
+                                         IntPointCase{1e12, 0, 1, {0, 0}, {INT32_MAX, 0}}));
 
 TEST(MatrixTransform, RectanglesBoundTheirCorners) {
     CQMatrix3x3 r;
@@ -304,8 +328,8 @@ TEST(MatrixTransform, RectanglesBoundTheirCorners) {
 }
 
 TEST(MatrixTransform, ArrayFormsMatchSinglePoints) {
-    const CQMatrix3x3 cases[] = {CQMatrix3x3(), Mat({1, 0, 3, 0, 1, -2, 0, 0, 1}),
-                                 Mat({2, 1, 3, -1, 2, 4, 0, 0, 1}), Mat({2, 1, 3, -1, 2, 4, 1e-3, 2e-3, 1.5})};
+    const CQMatrix3x3 cases[] = {CQMatrix3x3(), Mat({1, 0, 3, 0, 1, -2, 0, 0, 1}), Mat({2, 1, 3, -1, 2, 4, 0, 0, 1}),
+                                 Mat({2, 1, 3, -1, 2, 4, 1e-3, 2e-3, 1.5})};
     for (const CQMatrix3x3& m : cases) {
         SQPOINT pts[7], free[7], arr[7];
         for (int i = 0; i < 7; ++i) pts[i] = free[i] = arr[i] = {i * 3.5 - 4, 10.0 - i};
@@ -334,7 +358,10 @@ TEST(MatrixTransform, DistanceIgnoresTranslation) {
 // ---- ordering ----
 
 TEST(MatrixCompare, LastDifferingRowWins) {
-    struct { CQMatrix3x3 a, b; int expected; } cases[] = {
+    struct {
+        CQMatrix3x3 a, b;
+        int expected;
+    } cases[] = {
         {Mat({0, 0, 0, 0, 1, 0, 0, 0, 2}), CQMatrix3x3(), 1},
         {Mat({2, 0, 0, 0, 1, 0, 0, 0, 0}), CQMatrix3x3(), -1},
         {Mat({1, 5, -5, 0, 1, 0, 0, 0, 1}), CQMatrix3x3(), 1},
@@ -352,7 +379,11 @@ TEST(MatrixCompare, LastDifferingRowWins) {
 
 // ---- decomposition ----
 
-struct DecomposeCase { double m[9]; bool ok; double sx, sy, angle; };
+struct DecomposeCase {
+    double m[9];
+    bool ok;
+    double sx, sy, angle;
+};
 
 class MatrixDecompose : public testing::TestWithParam<DecomposeCase> {};
 
@@ -366,32 +397,41 @@ TEST_P(MatrixDecompose, ScalingAndRotation) {
 
 // A rotation by a is [cos -sin; sin cos]; the decomposition returns atan2(-m1/sx, m0/sx).
 const double kC = std::cos(2.0), kS = std::sin(2.0);
-INSTANTIATE_TEST_SUITE_P(Cases, MatrixDecompose, testing::Values(
-    DecomposeCase{{1, 0, 5, 0, 1, 6, 0, 0, 1}, true, 1, 1, 0},
-    DecomposeCase{{0, -3, 0, 3, 0, 0, 0, 0, 1}, true, 3, 3, kQPiFull / 2},
-    DecomposeCase{{-2, 0, 0, 0, -2, 0, 0, 0, 1}, true, 2, 2, kQPiFull},
-    DecomposeCase{{2 * kC, -2 * kS, 0, 2 * kS, 2 * kC, 0, 0, 0, 1}, true, 2, 2, 2.0},
-    DecomposeCase{{2 * kC, 2 * kS, 0, -2 * kS, 2 * kC, 0, 0, 0, 1}, true, 2, 2, -2.0},
-    DecomposeCase{{1, 0.5, 0, 0, 1, 0, 0, 0, 1}, false, 0, 0, 0},
-    DecomposeCase{{-1, 0, 0, 0, 1, 0, 0, 0, 1}, false, 0, 0, 0},
-    DecomposeCase{{2, 0, 0, 0, 3, 0, 0, 0, 1}, true, 2, 3, 0},
-    DecomposeCase{{2 * kC, -2 * kS, 0, 5 * kS, 5 * kC, 0, 0, 0, 1}, true, 2, 5, 2.0},
-    DecomposeCase{{2 * kC, -2 * kS, 0, 2 * kS, -2 * kC, 0, 0, 0, 1}, false, 0, 0, 0},
-    DecomposeCase{{0, 0, 0, 0, 1, 0, 0, 0, 1}, false, 0, 0, 0}));
+INSTANTIATE_TEST_SUITE_P(
+    Cases, MatrixDecompose,
+    testing::Values(DecomposeCase{{1, 0, 5, 0, 1, 6, 0, 0, 1}, true, 1, 1, 0},
+                    DecomposeCase{{0, -3, 0, 3, 0, 0, 0, 0, 1}, true, 3, 3, kQPiFull / 2},
+                    DecomposeCase{{-2, 0, 0, 0, -2, 0, 0, 0, 1}, true, 2, 2, kQPiFull},
+                    DecomposeCase{{2 * kC, -2 * kS, 0, 2 * kS, 2 * kC, 0, 0, 0, 1}, true, 2, 2, 2.0},
+                    DecomposeCase{{2 * kC, 2 * kS, 0, -2 * kS, 2 * kC, 0, 0, 0, 1}, true, 2, 2, -2.0},
+                    DecomposeCase{{1, 0.5, 0, 0, 1, 0, 0, 0, 1}, false, 0, 0, 0},
+                    DecomposeCase{{-1, 0, 0, 0, 1, 0, 0, 0, 1}, false, 0, 0, 0},
+                    DecomposeCase{{2, 0, 0, 0, 3, 0, 0, 0, 1}, true, 2, 3, 0},
+                    DecomposeCase{{2 * kC, -2 * kS, 0, 5 * kS, 5 * kC, 0, 0, 0, 1}, true, 2, 5, 2.0},
+                    DecomposeCase{{2 * kC, -2 * kS, 0, 2 * kS, -2 * kC, 0, 0, 0, 1}, false, 0, 0, 0},
+                    DecomposeCase{{0, 0, 0, 0, 1, 0, 0, 0, 1}, false, 0, 0, 0}));
 
 // ---- angles ----
 
 TEST(Angles, Quadrants) {
-    struct { double a; int q; } cases[] = {
-        {0, 0}, {1.5, 0}, {kQPiHalf, 1}, {3.1, 1}, {4.0, 1}, {-kQPiHalf, 3}, {-0.1, 3}, {-1.6, 2}, {-3.1, 2},
-        {-kQPiFull / 2, 2}};
+    struct {
+        double a;
+        int q;
+    } cases[] = {{0, 0},         {1.5, 0},  {kQPiHalf, 1}, {3.1, 1},  {4.0, 1},
+                 {-kQPiHalf, 3}, {-0.1, 3}, {-1.6, 2},     {-3.1, 2}, {-kQPiFull / 2, 2}};
     for (const auto& c : cases) EXPECT_EQ(QGDI_AngleQuadrant(c.a), c.q) << c.a;
 }
 
 TEST(Angles, Normalisation) {
-    struct { double in, out; } cases[] = {
-        {0, 0}, {kQPi, kQPi}, {-kQPi, -kQPi}, {4.0, 4.0 - kQ2Pi}, {-4.0, -4.0 + kQ2Pi},
-        {7 * kQ2Pi + 0.5, 0.5}, {-7 * kQ2Pi - 0.5, -0.5}};
+    struct {
+        double in, out;
+    } cases[] = {{0, 0},
+                 {kQPi, kQPi},
+                 {-kQPi, -kQPi},
+                 {4.0, 4.0 - kQ2Pi},
+                 {-4.0, -4.0 + kQ2Pi},
+                 {7 * kQ2Pi + 0.5, 0.5},
+                 {-7 * kQ2Pi - 0.5, -0.5}};
     for (const auto& c : cases) {
         const double n = QGDI_AngleNormalized(c.in);
         EXPECT_NEAR(n, c.out, 1e-12) << c.in;
@@ -401,12 +441,15 @@ TEST(Angles, Normalisation) {
 }
 
 TEST(Angles, BetweenVectors) {
-    struct { SQPOINT a, v, b; bool ok; double angle; } cases[] = {
-        {{2, 1}, {1, 1}, {1, 2}, true, kQPiFull / 2},
-        {{1, 2}, {1, 1}, {2, 1}, true, -kQPiFull / 2},
-        {{2, 1}, {1, 1}, {0, 1}, true, kQPiFull},
-        {{5, 5}, {0, 0}, {-5, 5}, true, kQPiFull / 2},
-        {{1, 1}, {1, 1}, {2, 2}, false, 0}};
+    struct {
+        SQPOINT a, v, b;
+        bool ok;
+        double angle;
+    } cases[] = {{{2, 1}, {1, 1}, {1, 2}, true, kQPiFull / 2},
+                 {{1, 2}, {1, 1}, {2, 1}, true, -kQPiFull / 2},
+                 {{2, 1}, {1, 1}, {0, 1}, true, kQPiFull},
+                 {{5, 5}, {0, 0}, {-5, 5}, true, kQPiFull / 2},
+                 {{1, 1}, {1, 1}, {2, 2}, false, 0}};
     for (const auto& c : cases) {
         double a = -9;
         EXPECT_EQ(QGDI_GetAngle(a, c.a, c.v, c.b), c.ok);

@@ -22,8 +22,8 @@ TEST(MatrixBuild, RecoversRandomMapsFromCorrespondences) {
     std::mt19937 rng(11);
     std::uniform_real_distribution<double> u(-1, 1);
     for (int t = 0; t < 50; ++t) {
-        const double truth[9] = {2 + u(rng), u(rng), 300 * u(rng), u(rng), 2 + u(rng), 300 * u(rng),
-                                 1e-3 * u(rng), 1e-3 * u(rng), 1};
+        const double truth[9] = {2 + u(rng),   u(rng),        300 * u(rng),  u(rng), 2 + u(rng),
+                                 300 * u(rng), 1e-3 * u(rng), 1e-3 * u(rng), 1};
         const double affine[9] = {truth[0], truth[1], truth[2], truth[3], truth[4], truth[5], 0, 0, 1};
         SQPOINT src[12], dstP[12], dstA[12];
         for (int i = 0; i < 12; ++i) {
@@ -88,9 +88,11 @@ TEST(MatrixBuild, RectOntoQuadAndBackThroughParameters) {
 }
 
 TEST(MatrixBuild, ParametersRoundTrip) {
-    const SQMatrixParams cases[] = {
-        {}, {2, 3, 30, 0, 5, 6, 0, 0}, {1, -1, 0, 0, 0, 0, 0, 0}, {0.5, 2, -120, 20, -7, 8, 0, 0},
-        {1.5, 1.5, 170, -35, 100, 200, 1e-3, -2e-3}};
+    const SQMatrixParams cases[] = {{},
+                                    {2, 3, 30, 0, 5, 6, 0, 0},
+                                    {1, -1, 0, 0, 0, 0, 0, 0},
+                                    {0.5, 2, -120, 20, -7, 8, 0, 0},
+                                    {1.5, 1.5, 170, -35, 100, 200, 1e-3, -2e-3}};
     for (const SQMatrixParams& p : cases) {
         double m[9];
         QGDI_MatrixFromParameters(m, p);
@@ -117,8 +119,10 @@ TEST(MatrixBuild, ParametersRoundTrip) {
 
 TEST(MatrixBuild, SpaceMaps) {
     const SQRECT from{0, 0, 100, 50}, to{10, 10, 310, 60};
-    struct { EQSpaceMapMode mode; double sx, sy; } cases[] = {
-        {keSpaceMapStretch, 3, 1}, {keSpaceMapFit, 1, 1}, {keSpaceMapFill, 3, 3}, {keSpaceMapCenter, 1, 1}};
+    struct {
+        EQSpaceMapMode mode;
+        double sx, sy;
+    } cases[] = {{keSpaceMapStretch, 3, 1}, {keSpaceMapFit, 1, 1}, {keSpaceMapFill, 3, 3}, {keSpaceMapCenter, 1, 1}};
     for (const auto& c : cases) {
         double m[9];
         ASSERT_TRUE(QGDI_MatrixGetSpaceMap(m, from, to, c.mode));
@@ -139,9 +143,13 @@ TEST(MatrixBuild, SpaceMaps) {
 
 TEST(MatrixBuild, RotateBoxKeepsTheBoundsAtTheBoxOrigin) {
     const double r2 = std::sqrt(2.0);
-    struct { SQRECT box; double deg, w, h; } cases[] = {
-        {{10, 20, 14, 22}, 90, 2, 4}, {{10, 20, 14, 22}, 180, 4, 2}, {{10, 20, 13, 23}, 45, 3 * r2, 3 * r2},
-        {{10, 20, 14, 22}, 0, 4, 2}};
+    struct {
+        SQRECT box;
+        double deg, w, h;
+    } cases[] = {{{10, 20, 14, 22}, 90, 2, 4},
+                 {{10, 20, 14, 22}, 180, 4, 2},
+                 {{10, 20, 13, 23}, 45, 3 * r2, 3 * r2},
+                 {{10, 20, 14, 22}, 0, 4, 2}};
     for (const auto& c : cases) {
         CQMatrix3x3 k;
         SQRECT bounds;

@@ -5,8 +5,11 @@
 namespace {
 
 TEST(QSize, RoundsTiesToEven) {
-    struct { double v; LONG r; } cases[] = {{0.5, 0}, {1.5, 2}, {2.5, 2}, {-0.5, 0}, {-1.5, -2}, {2.4999, 2},
-                                            {-2.6, -3}, {1e20, INT32_MAX}, {-1e20, INT32_MIN}};
+    struct {
+        double v;
+        LONG r;
+    } cases[] = {{0.5, 0},    {1.5, 2},   {2.5, 2},          {-0.5, 0},         {-1.5, -2},
+                 {2.4999, 2}, {-2.6, -3}, {1e20, INT32_MAX}, {-1e20, INT32_MIN}};
     for (const auto& c : cases) {
         CQSize s(c.v, -c.v);
         CSize out;
@@ -18,9 +21,14 @@ TEST(QSize, RoundsTiesToEven) {
 }
 
 TEST(QRect, EmptinessAndNormalisation) {
-    struct { CQRect rc; bool empty, null; } cases[] = {
-        {{0, 0, 0, 0}, true, true}, {{0, 0, 5e-7, 10}, true, false}, {{0, 0, 1e-6, 1e-6}, false, false},
-        {{5, 5, 1, 1}, false, false}, {{1e-7, 0, 0, 0}, true, true}};
+    struct {
+        CQRect rc;
+        bool empty, null;
+    } cases[] = {{{0, 0, 0, 0}, true, true},
+                 {{0, 0, 5e-7, 10}, true, false},
+                 {{0, 0, 1e-6, 1e-6}, false, false},
+                 {{5, 5, 1, 1}, false, false},
+                 {{1e-7, 0, 0, 0}, true, true}};
     for (const auto& c : cases) {
         EXPECT_EQ(c.rc.IsRectEmpty(), c.empty);
         EXPECT_EQ(c.rc.IsRectNull(), c.null);
@@ -51,7 +59,10 @@ TEST(QRect, IntersectionAndUnion) {
 
 TEST(QRect, PointsOffsetsAndConversions) {
     const CQRect a(0, 0, 10, 10);
-    struct { SQPOINT p; bool in; } cases[] = {{{0, 0}, true}, {{9.999, 5}, true}, {{10, 5}, false}, {{5, -0.001}, false}};
+    struct {
+        SQPOINT p;
+        bool in;
+    } cases[] = {{{0, 0}, true}, {{9.999, 5}, true}, {{10, 5}, false}, {{5, -0.001}, false}};
     for (const auto& c : cases) EXPECT_EQ(a.PtInRect(c.p), c.in);
 
     CQRect r = a;
@@ -73,7 +84,10 @@ TEST(QRect, PointsOffsetsAndConversions) {
 
 TEST(QRect, CompareIsLexicographicWithTolerance) {
     const CQRect base(1, 2, 3, 4);
-    struct { CQRect other; int expected; } cases[] = {
+    struct {
+        CQRect other;
+        int expected;
+    } cases[] = {
         {{1, 2, 3, 4}, 0}, {{1 + 5e-7, 2, 3, 4}, 0}, {{0, 9, 9, 9}, 1}, {{1, 3, 0, 0}, -1}, {{1, 2, 3, 5}, -1}};
     for (const auto& c : cases) EXPECT_EQ(base.Compare(c.other), c.expected);
 }

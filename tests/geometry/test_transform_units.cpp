@@ -10,7 +10,12 @@ namespace {
 
 // ---- transform command ----
 
-struct TransformCase { const char* name; CQTransformOp op; CQSize canvas; SQPOINT topLeftGoesTo; };
+struct TransformCase {
+    const char* name;
+    CQTransformOp op;
+    CQSize canvas;
+    SQPOINT topLeftGoesTo;
+};
 
 CQTransformOp Op(double sx, double sy, double rot, bool flipH, double ox = 0, CQSize canvas = CQSize()) {
     CQTransformOp op;
@@ -68,10 +73,14 @@ TEST(TransformOp, ShearAndRotationCompose) {
 // ---- lengths ----
 
 TEST(QLength, ConversionsToPixels) {
-    struct { CQLength len; double dpi, ref, px; } cases[] = {
-        {{1, keUnitInches}, 300, 0, 300}, {{25.4, keUnitMillimeters}, 300, 0, 300},
-        {{2.54, keUnitCentimeters}, 96, 0, 96}, {{72, keUnitPoints}, 150, 0, 150}, {{6, keUnitPicas}, 72, 0, 72},
-        {{50, keUnitPercent}, 300, 400, 200}, {{17, keUnitPixels}, 300, 0, 17}, {{1, keUnitInches}, -5, 0, 72},
+    struct {
+        CQLength len;
+        double dpi, ref, px;
+    } cases[] = {
+        {{1, keUnitInches}, 300, 0, 300},       {{25.4, keUnitMillimeters}, 300, 0, 300},
+        {{2.54, keUnitCentimeters}, 96, 0, 96}, {{72, keUnitPoints}, 150, 0, 150},
+        {{6, keUnitPicas}, 72, 0, 72},          {{50, keUnitPercent}, 300, 400, 200},
+        {{17, keUnitPixels}, 300, 0, 17},       {{1, keUnitInches}, -5, 0, 72},
     };
     for (const auto& c : cases) {
         EXPECT_NEAR(c.len.ToPixels(c.dpi, c.ref), c.px, 1e-12);
@@ -84,11 +93,22 @@ TEST(QLength, ConversionsToPixels) {
 }
 
 TEST(QLength, ParseAndFormat) {
-    struct { const char* text; bool ok; double value; EQLengthUnit unit; } cases[] = {
-        {"12.5 mm", true, 12.5, keUnitMillimeters}, {" 3in ", true, 3, keUnitInches}, {"2\"", true, 2, keUnitInches},
-        {"50 %", true, 50, keUnitPercent}, {"7", true, 7, keUnitPoints}, {"1e2PX", true, 100, keUnitPixels},
-        {"-4 Pc", true, -4, keUnitPicas}, {"abc", false, 0, keUnitPixels}, {"5 furlongs", false, 0, keUnitPixels},
-        {"", false, 0, keUnitPixels}, {nullptr, false, 0, keUnitPixels}};
+    struct {
+        const char* text;
+        bool ok;
+        double value;
+        EQLengthUnit unit;
+    } cases[] = {{"12.5 mm", true, 12.5, keUnitMillimeters},
+                 {" 3in ", true, 3, keUnitInches},
+                 {"2\"", true, 2, keUnitInches},
+                 {"50 %", true, 50, keUnitPercent},
+                 {"7", true, 7, keUnitPoints},
+                 {"1e2PX", true, 100, keUnitPixels},
+                 {"-4 Pc", true, -4, keUnitPicas},
+                 {"abc", false, 0, keUnitPixels},
+                 {"5 furlongs", false, 0, keUnitPixels},
+                 {"", false, 0, keUnitPixels},
+                 {nullptr, false, 0, keUnitPixels}};
     for (const auto& c : cases) {
         CQLength len(99, keUnitCentimeters);
         EXPECT_EQ(CQLength::Parse(c.text, len, keUnitPoints), c.ok) << (c.text ? c.text : "null");

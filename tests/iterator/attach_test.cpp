@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <sstream>
 #include <tuple>
 #include <utility>
-#include <sstream>
 
 #include "iterator_test_util.h"
 
@@ -29,17 +29,20 @@ TEST(Attach, BottomUpAndTopDownGiveTheSameRows) {
 }
 
 TEST(Attach, PackedFormatsKeepStrideAndPixelOffset) {
-    CQmmBinPtr one = MakePackedDib(1, 3, 1, false, {{0, 0, 0, 0}, {255, 255, 255, 0}}, [](int, int y) { return y & 1u; });
+    CQmmBinPtr one = MakePackedDib(1, 3, 1, false, {{0, 0, 0, 0}, {255, 255, 255, 0}},
+                                   [](int, int y) { return y & 1u; });
     CDibIterator it;
     ASSERT_FALSE(it.Attach(one.p).IsError());
     // Rows are padded to 4 bytes.
-    EXPECT_EQ(std::tuple(it.GetPixelFormat(), it.GetBytesPerRow(), it.GetBitmapSize()), std::tuple(keFormatIndex1, 1, 3u * 4u));
+    EXPECT_EQ(std::tuple(it.GetPixelFormat(), it.GetBytesPerRow(), it.GetBitmapSize()),
+              std::tuple(keFormatIndex1, 1, 3u * 4u));
     CColorRef c;
     ASSERT_FALSE(it.GetPixel(0, 1, c).IsError());
     EXPECT_EQ(c.GetRed8(), 255);
 
     // A span from column 3 of a 4-bit image starts in the low nibble of byte 1.
-    CQmmBinPtr four = MakePackedDib(10, 2, 4, true, qgdi::test::RandomPalette(16, 2), [](int x, int) { return uint32_t(x); });
+    CQmmBinPtr four = MakePackedDib(10, 2, 4, true, qgdi::test::RandomPalette(16, 2),
+                                    [](int x, int) { return uint32_t(x); });
     CDibIterator f;
     ASSERT_FALSE(f.Attach(four.p).IsError());
     const uint8_t* row = nullptr;
@@ -66,10 +69,12 @@ TEST(Attach, PaletteRules) {
         int paletteEntries;  // written after the header
         int expected;
     };
-    const SCase cases[] = {{8, 0, 256, 256}, {8, 12, 12, 12}, {4, 0, 16, 16}, {1, 0, 2, 2}, {24, 0, 0, 0}, {24, 5, 5, 5}};
+    const SCase cases[] = {{8, 0, 256, 256}, {8, 12, 12, 12}, {4, 0, 16, 16},
+                           {1, 0, 2, 2},     {24, 0, 0, 0},   {24, 5, 5, 5}};
     for (const SCase& c : cases) {
-        CQmmBinPtr dib = MakePackedDib(4, 2, c.bits, false, qgdi::test::RandomPalette(c.paletteEntries, 3),
-                                       [](int, int) { return 0u; }, c.clrUsed);
+        CQmmBinPtr dib = MakePackedDib(
+            4, 2, c.bits, false, qgdi::test::RandomPalette(c.paletteEntries, 3), [](int, int) { return 0u; },
+            c.clrUsed);
         CDibIterator it;
         ASSERT_FALSE(it.Attach(dib.p).IsError()) << c.bits << " " << c.clrUsed;
         EXPECT_EQ(it.GetPaletteCount(), c.expected);
@@ -128,7 +133,11 @@ TEST(Attach, MalformedBitmapsAreRefusedAndLeaveTheIteratorUsable) {
     const SMalformed cases[] = {
         {"negative width", [](BITMAPINFOHEADER& h, size_t&) { h.biWidth = -8; }},
         {"zero height", [](BITMAPINFOHEADER& h, size_t&) { h.biHeight = 0; }},
-        {"huge size", [](BITMAPINFOHEADER& h, size_t&) { h.biWidth = INT_MAX; h.biHeight = INT_MAX; }},
+        {"huge size",
+         [](BITMAPINFOHEADER& h, size_t&) {
+             h.biWidth = INT_MAX;
+             h.biHeight = INT_MAX;
+         }},
         {"overflowing height", [](BITMAPINFOHEADER& h, size_t&) { h.biHeight = INT_MIN; }},
         {"bit count 7", [](BITMAPINFOHEADER& h, size_t&) { h.biBitCount = 7; }},
         {"bit count 48", [](BITMAPINFOHEADER& h, size_t&) { h.biBitCount = 48; }},

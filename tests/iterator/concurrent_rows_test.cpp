@@ -166,8 +166,7 @@ TEST(ConcurrentRowsShared, SameSpanIsCountedOtherSpanFails) {
             othersReleased.wait();
             // Still held once: nothing written back, and another span is refused.
             const uint8_t* native = nullptr;
-            if (it.GetNativeRow(native, kRow).IsError() ||
-                !std::equal(native, native + 48, before.begin() + kRow * 48))
+            if (it.GetNativeRow(native, kRow).IsError() || !std::equal(native, native + 48, before.begin() + kRow * 48))
                 ++failures;
             it.ReleaseNativeRow(kRow).Ignore();
             const uint8_t* other = nullptr;

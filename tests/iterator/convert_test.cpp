@@ -15,7 +15,12 @@ std::vector<uint8_t> Raw(std::initializer_list<T> v) {
     return out;
 }
 
-struct SConverterCase { const char* rule; EQPixelFormat from, to; std::vector<uint8_t> in, out; int count; };
+struct SConverterCase {
+    const char* rule;
+    EQPixelFormat from, to;
+    std::vector<uint8_t> in, out;
+    int count;
+};
 
 // Worked by hand from the rules: premultiply c a / 255 rounded, straighten
 // c 255 / a rounded, grey (77 R + 151 G + 28 B) >> 8, 8 to 16 bits x 257,
@@ -41,7 +46,8 @@ const SConverterCase kCases[] = {
     {"index beyond the palette is black", keFormatIndex8, keFormatBGR, Bytes({200}), Bytes({0, 0, 0}), 1},
     {"bits, most significant first", keFormatIndex1, keFormatIndex8, Bytes({0x40}), Bytes({0, 1, 0}), 3},
     {"nibbles, high first", keFormatIndex4, keFormatIndex8, Bytes({0x3A}), Bytes({3, 10}), 2},
-    {"indices packed to bits", keFormatIndex8, keFormatIndex1, Bytes({1, 0, 1, 1, 0, 0, 0, 1, 1}), Bytes({0xB1, 0x80}), 9},
+    {"indices packed to bits", keFormatIndex8, keFormatIndex1, Bytes({1, 0, 1, 1, 0, 0, 0, 1, 1}), Bytes({0xB1, 0x80}),
+     9},
     {"indices packed to nibbles", keFormatIndex8, keFormatIndex4, Bytes({3, 10, 5}), Bytes({0x3A, 0x50}), 3},
     {"nearest palette entry", keFormatBGR, keFormatIndex8, Bytes({0, 0, 240, 250, 250, 250}), Bytes({2, 1}), 2},
     {"one bit into the palette", keFormatIndex1, keFormatBGR, Bytes({0x80}), Bytes({255, 255, 255, 0, 0, 0}), 2},
@@ -72,7 +78,8 @@ TEST(Converters, NamedConvertersFollowTheirRules) {
     EXPECT_EQ(out[0], 200);
     const uint8_t bgra[4] = {200, 100, 50, 128};
     CRowIteratorBands::ConvertBGRAToBGRxA(out, bgra, 1);
-    EXPECT_EQ(QGDI_RGBAtoRGBxA(0x80C86432u), uint32_t(out[2]) | uint32_t(out[1]) << 8 | uint32_t(out[0]) << 16 | 0x80000000u);
+    EXPECT_EQ(QGDI_RGBAtoRGBxA(0x80C86432u),
+              uint32_t(out[2]) | uint32_t(out[1]) << 8 | uint32_t(out[0]) << 16 | 0x80000000u);
     const uint16_t wide[4] = {1, 2, 3, 4};
     uint16_t back[3] = {};
     CRowIteratorBands::ConvertBGRA16ToBGR16(back, wide, 1);
@@ -123,7 +130,8 @@ TEST(Converters, PremultiplicationIsExactlyRoundedForEveryPair) {
 TEST(Converters, EveryPairExistsAndRoundTripsThroughWiderFormats) {
     for (EQPixelFormat from : qgdi::test::AllFormats())
         for (EQPixelFormat to : qgdi::test::AllFormats())
-            EXPECT_NE(CRowIteratorBands::FindConverter(from, to), nullptr) << qgdi::test::FormatName(from) << "->" << qgdi::test::FormatName(to);
+            EXPECT_NE(CRowIteratorBands::FindConverter(from, to), nullptr)
+                << qgdi::test::FormatName(from) << "->" << qgdi::test::FormatName(to);
     // 8-bit colour survives 16 bits and float.
     for (EQPixelFormat wide : {keFormatBGRA_u16, keFormatBGRA_f32}) {
         std::vector<uint8_t> in(256 * 4), mid(256 * 16), out(256 * 4);
@@ -263,7 +271,11 @@ TEST_F(ConvertedRows, ChannelAccessPresentsOneChannel) {
     EXPECT_EQ(a0, before[3] * 257);
     rgba.ReleaseRow(1).Ignore();
 
-    struct SUnsupported { EQPixelFormat format; EQChannelSet set; QuorErrorCode code; };
+    struct SUnsupported {
+        EQPixelFormat format;
+        EQChannelSet set;
+        QuorErrorCode code;
+    };
     for (const SUnsupported& u : {SUnsupported{keFormatIndex8, keChannelSetRed, keQuorErrFormatNotSupported},
                                   SUnsupported{keFormatBGR, keChannelSetGrey, keQuorErrFormatNotSupported},
                                   SUnsupported{keFormatBGR, keChannelSetAlpha, keQuorErrFormatNotSupported},
@@ -278,7 +290,8 @@ TEST_F(ConvertedRows, ChannelAccessPresentsOneChannel) {
 TEST_F(ConvertedRows, CustomConverterAndPixelFormatOverride) {
     // Presents BGR as inverted grey; writes the inverse back.
     QRowConvertFn read = [](void* dst, const void* src, int n, const SQRowConvertContext&) {
-        for (int i = 0; i < n; ++i) static_cast<uint8_t*>(dst)[i] = static_cast<uint8_t>(255 - static_cast<const uint8_t*>(src)[3 * i]);
+        for (int i = 0; i < n; ++i)
+            static_cast<uint8_t*>(dst)[i] = static_cast<uint8_t>(255 - static_cast<const uint8_t*>(src)[3 * i]);
     };
     ASSERT_FALSE(it.SetConversion(keFormatGrey, read, nullptr, keImageModifyReadOnly).IsError());
     const std::vector<uint8_t> grey = qgdi::test::PackedRow(it, 0);

@@ -46,7 +46,8 @@ TEST(Functions, ChannelCopies) {
 
     CRowIterator wide;
     ASSERT_FALSE(wide.Create(5, 4, keFormatGrey_u16).IsError());
-    EXPECT_EQ(RowIterator_CopyChannel(wide, keChannelGrey, colour, keChannelGreen).Ignore(), keQuorErrFormatNotSupported);
+    EXPECT_EQ(RowIterator_CopyChannel(wide, keChannelGrey, colour, keChannelGreen).Ignore(),
+              keQuorErrFormatNotSupported);
     ASSERT_FALSE(RowIterator_CopyChannel_Conv(wide, keChannelGrey, colour, keChannelGreen).IsError());
     const uint8_t* row = nullptr;
     ASSERT_FALSE(wide.GetRow(row, 0).IsError());
@@ -87,7 +88,8 @@ TEST(Functions, TileRepeatsWithPhase) {
     ASSERT_FALSE(out.Create(8, 5, keFormatBGR).IsError());
     ASSERT_FALSE(RowIterator_Tile(out, tile, POINT{1, -1}).IsError());
     for (int y = 0; y < 5; ++y)
-        for (int x = 0; x < 8; ++x) EXPECT_EQ(PixelRGBA(out, x, y), PixelRGBA(tile, (x + 1) % 3, (y + 1) % 2)) << x << "," << y;
+        for (int x = 0; x < 8; ++x)
+            EXPECT_EQ(PixelRGBA(out, x, y), PixelRGBA(tile, (x + 1) % 3, (y + 1) % 2)) << x << "," << y;
     CRowIterator tiled;
     ASSERT_FALSE(tiled.CreateTiled(tile, 7, 3).IsError());
     EXPECT_EQ(tiled.GetPixelFormat(), keFormatIndex4);
@@ -193,10 +195,12 @@ TEST(Platform, ClipboardAndDrawing) {
     EXPECT_EQ(image.DrawImage(nullptr, &where).Ignore(), keQuorErrFormatNotSupported);
     static int drawn;
     drawn = 0;
-    QPlatform_SetDrawDIBHook([](void*, const RECT&, const BITMAPINFOHEADER* dib, const RECT& source, void*) {
-        drawn = dib->biWidth * 100 + source.right;
-        return true;
-    }, nullptr);
+    QPlatform_SetDrawDIBHook(
+        [](void*, const RECT&, const BITMAPINFOHEADER* dib, const RECT& source, void*) {
+            drawn = dib->biWidth * 100 + source.right;
+            return true;
+        },
+        nullptr);
     CRowIterator wide;
     qgdi::test::MakeRandomImage(wide, keFormatBGR_f32, 6, 4, 1);
     EXPECT_FALSE(wide.DrawImage(nullptr, &where).IsError());

@@ -93,7 +93,7 @@ TEST(BinaryStream, StreamsTheIteratorNeverWritesAreRefused) {
     struct Case {
         const char* what;
         EQPixelFormat format;
-        bool fromEnd;   // offset counted back from the end of the stream
+        bool fromEnd;  // offset counted back from the end of the stream
         size_t offset;
         uint8_t orBits;
     } const cases[] = {

@@ -17,7 +17,8 @@ TEST(Rows, BandsAndPackedBitmapsServeTheSameRows) {
         ASSERT_FALSE(dib.CreateFromCopy(bands).IsError());
         ASSERT_TRUE(dib.GetDIB() != nullptr);
         EXPECT_TRUE(dib.IsEquivalent(bands)) << height;
-        for (int y : {0, height / 2, height - 1}) EXPECT_EQ(qgdi::test::PackedRow(dib, y), qgdi::test::PackedRow(bands, y));
+        for (int y : {0, height / 2, height - 1})
+            EXPECT_EQ(qgdi::test::PackedRow(dib, y), qgdi::test::PackedRow(bands, y));
     }
 }
 
@@ -31,8 +32,11 @@ TEST(Rows, SpansAndBadRequests) {
     EXPECT_EQ(span, whole + 16);
     it.ReleaseRow(2).Ignore();
     it.ReleaseRow(2).Ignore();
-    struct SBad { int y, x, count; };
-    for (const SBad& b : {SBad{-1, 0, 1}, SBad{5, 0, 1}, SBad{0, -1, 1}, SBad{0, 10, -1}, SBad{0, 4, 7}, SBad{0, 0, 0}}) {
+    struct SBad {
+        int y, x, count;
+    };
+    for (const SBad& b :
+         {SBad{-1, 0, 1}, SBad{5, 0, 1}, SBad{0, -1, 1}, SBad{0, 10, -1}, SBad{0, 4, 7}, SBad{0, 0, 0}}) {
         const uint8_t* row = reinterpret_cast<const uint8_t*>(1);
         EXPECT_EQ(it.GetRow(row, b.y, b.x, b.count).Ignore(), keQuorErrFailed) << b.y << "," << b.x << "," << b.count;
         EXPECT_EQ(row, nullptr);
@@ -134,7 +138,8 @@ TEST(Rows, PixelsByCoordinates) {
         CRowIterator it;
         qgdi::test::MakeRandomImage(it, f, 9, 3, 2);
         // The nearest palette entry of an indexed image is the colour itself.
-        const CColorRef colour = CQPixelFormat(f).IsIndexedColor() ? it.GetIndexedColor(1) : CColorRef(10, 200, 30, 255);
+        const CColorRef colour = CQPixelFormat(f).IsIndexedColor() ? it.GetIndexedColor(1)
+                                                                   : CColorRef(10, 200, 30, 255);
         ASSERT_FALSE(it.SetPixel(7, 2, colour).IsError()) << qgdi::test::FormatName(f);
         CColorRef back;
         ASSERT_FALSE(it.GetPixel(7, 2, back).IsError());

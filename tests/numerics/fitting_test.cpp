@@ -37,7 +37,8 @@ TEST_P(LeastSquaresExact, RecoversCoefficients) {
     EXPECT_EQ(fit.GetSampleCount(), static_cast<int>(p.xs.size()));
     std::vector<double> c(p.coefficients.size());
     ASSERT_TRUE(fit.GetCoefficients(c.data()));
-    for (size_t k = 0; k < c.size(); ++k) EXPECT_NEAR(c[k], p.coefficients[k], 1e-7 * (1 + std::fabs(p.coefficients[k]))) << k;
+    for (size_t k = 0; k < c.size(); ++k)
+        EXPECT_NEAR(c[k], p.coefficients[k], 1e-7 * (1 + std::fabs(p.coefficients[k]))) << k;
     EXPECT_NEAR(fit.PredictY(0.37), Horner(p.coefficients, 0.37), 1e-6);
     // The error comes from the sums alone, so it carries their cancellation.
     EXPECT_LT(fit.GetError(), 1e-7 * yMax);
@@ -138,7 +139,8 @@ class RegressionExact : public ::testing::TestWithParam<RegressionCase> {};
 TEST_P(RegressionExact, RecoversCoefficientsWithPerfectFit) {
     const RegressionCase& c = GetParam();
     const int n = c.truth.GetVariableCount();
-    CMultipleLinearRegression reg = c.degree >= 0 ? CMultipleLinearRegression(n, c.degree) : CMultipleLinearRegression(c.truth);
+    CMultipleLinearRegression reg = c.degree >= 0 ? CMultipleLinearRegression(n, c.degree)
+                                                  : CMultipleLinearRegression(c.truth);
     reg = FitGrid(reg, c.truth, 5);
     ASSERT_TRUE(reg.Compute());
     EXPECT_TRUE(reg.GetPolynomial().IsEqual(c.truth, 1e-9)) << c.name;
@@ -160,10 +162,12 @@ TEST_P(RegressionExact, RecoversCoefficientsWithPerfectFit) {
 
 INSTANTIATE_TEST_SUITE_P(
     Surfaces, RegressionExact,
-    ::testing::Values(RegressionCase{"Plane3", Poly(3, {{1.5, {0, 0, 0}}, {-2, {1, 0, 0}}, {0.5, {0, 1, 0}}, {3, {0, 0, 1}}}), 1},
-                      RegressionCase{"Quadric2", Poly(2, {{1, {0, 0}}, {2, {1, 0}}, {-1, {0, 1}}, {0.5, {2, 0}}, {-3, {1, 1}}, {4, {0, 2}}}), 2},
-                      RegressionCase{"CubicInQuarticModel", Poly(2, {{-1, {3, 0}}, {2, {1, 2}}, {1, {0, 0}}}), 4},
-                      RegressionCase{"OwnTermsNoConstant", Poly(2, {{2.5, {1, 1}}, {-0.5, {0, 3}}}), -1}),
+    ::testing::Values(
+        RegressionCase{"Plane3", Poly(3, {{1.5, {0, 0, 0}}, {-2, {1, 0, 0}}, {0.5, {0, 1, 0}}, {3, {0, 0, 1}}}), 1},
+        RegressionCase{"Quadric2",
+                       Poly(2, {{1, {0, 0}}, {2, {1, 0}}, {-1, {0, 1}}, {0.5, {2, 0}}, {-3, {1, 1}}, {4, {0, 2}}}), 2},
+        RegressionCase{"CubicInQuarticModel", Poly(2, {{-1, {3, 0}}, {2, {1, 2}}, {1, {0, 0}}}), 4},
+        RegressionCase{"OwnTermsNoConstant", Poly(2, {{2.5, {1, 1}}, {-0.5, {0, 3}}}), -1}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(CMultipleLinearRegression, NoisyFitStatistics) {
@@ -240,10 +244,19 @@ INSTANTIATE_TEST_SUITE_P(
     Surfaces, RegressionExtremum,
     ::testing::Values(
         // 5 − (x − 1)² − 2(y + 3)²
-        ExtremumCase{"Maximum", Poly(2, {{5 - 1 - 18, {0, 0}}, {2, {1, 0}}, {-12, {0, 1}}, {-1, {2, 0}}, {-2, {0, 2}}}),
-                     {0, 0}, {1, -3}, keExtremumMaximum, 5},
+        ExtremumCase{"Maximum",
+                     Poly(2, {{5 - 1 - 18, {0, 0}}, {2, {1, 0}}, {-12, {0, 1}}, {-1, {2, 0}}, {-2, {0, 2}}}),
+                     {0, 0},
+                     {1, -3},
+                     keExtremumMaximum,
+                     5},
         // x² + y² + xy − 3x
-        ExtremumCase{"Minimum", Poly(2, {{-3, {1, 0}}, {1, {2, 0}}, {1, {1, 1}}, {1, {0, 2}}}), {0.5, 0.5}, {2, -1}, keExtremumMinimum, -3},
+        ExtremumCase{"Minimum",
+                     Poly(2, {{-3, {1, 0}}, {1, {2, 0}}, {1, {1, 1}}, {1, {0, 2}}}),
+                     {0.5, 0.5},
+                     {2, -1},
+                     keExtremumMinimum,
+                     -3},
         // x² − y²
         ExtremumCase{"Saddle", Poly(2, {{1, {2, 0}}, {-1, {0, 2}}}), {0.3, -0.2}, {0, 0}, keExtremumSaddle, 0},
         // x³ − 3x: maximum at −1 (value 2), minimum at +1 (value −2)

@@ -84,8 +84,10 @@ TEST(CMask08, CircleCoverage) {
     CMask08 m(9, 9);
     m.Circle(4, 4, 2);
     // Inside within 1.5 (√2 included), half covered on the radius, empty from 2.5 (3, 2√2).
-    const struct { int x, y, v; } coverage[] = {{4, 4, 255}, {5, 5, 255}, {6, 4, 128}, {4, 2, 128},
-                                                {6, 5, int((2.5 - std::sqrt(5.0)) * 255 + 0.5)}, {7, 4, 0}, {6, 6, 0}};
+    const struct {
+        int x, y, v;
+    } coverage[] = {{4, 4, 255}, {5, 5, 255}, {6, 4, 128}, {4, 2, 128}, {6, 5, int((2.5 - std::sqrt(5.0)) * 255 + 0.5)},
+                    {7, 4, 0},   {6, 6, 0}};
     for (const auto& c : coverage) EXPECT_EQ(m.Get(c.x, c.y), c.v) << c.x << "," << c.y;
     // Symmetric under the eight symmetries of the grid about the centre.
     for (int y = 0; y < 9; ++y)
@@ -119,7 +121,10 @@ TEST(CMask08, DilateSinglePixel) {
     EXPECT_TRUE(m.Dilate(0));
 }
 
-struct MorphCase { int w, h, r; bool square, dilate; };
+struct MorphCase {
+    int w, h, r;
+    bool square, dilate;
+};
 
 class MaskMorphology : public ::testing::TestWithParam<MorphCase> {};
 
@@ -138,7 +143,9 @@ INSTANTIATE_TEST_SUITE_P(Random, MaskMorphology,
                                            MorphCase{1, 9, 3, false, true}, MorphCase{9, 1, 5, true, false},
                                            MorphCase{12, 12, 20, false, true}, MorphCase{40, 33, 7, false, false}));
 
-struct BlurCase { int w, h, r; };
+struct BlurCase {
+    int w, h, r;
+};
 
 class MaskBlur : public ::testing::TestWithParam<BlurCase> {};
 
@@ -152,8 +159,8 @@ TEST_P(MaskBlur, MatchesNaiveBoxAverage) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Random, MaskBlur,
-                         ::testing::Values(BlurCase{16, 11, 1}, BlurCase{7, 19, 3}, BlurCase{1, 5, 2}, BlurCase{30, 2, 9},
-                                           BlurCase{50, 40, 25}));
+                         ::testing::Values(BlurCase{16, 11, 1}, BlurCase{7, 19, 3}, BlurCase{1, 5, 2},
+                                           BlurCase{30, 2, 9}, BlurCase{50, 40, 25}));
 
 TEST(CMask08, BlurKeepsConstantsAndRejectsBadRadius) {
     CMask08 m(20, 10, 77);
@@ -168,17 +175,12 @@ TEST(CMask08, BlurKeepsConstantsAndRejectsBadRadius) {
 }
 
 TEST(CMask08, HolesAndIslands) {
-    CMask08 m = FromArt({"##########",
-                         "#..#######",
-                         "#..###.###",
-                         "#######...",
-                         "##.####...",
-                         "##########"});
+    CMask08 m = FromArt({"##########", "#..#######", "#..###.###", "#######...", "##.####...", "##########"});
     CMask08 holes = m;
     // The 4-pixel hole and the single pixels are enclosed; the notch at the right edge is not.
     EXPECT_EQ(holes.RemoveHoles(), 6);
     EXPECT_EQ(ToArt(holes), (std::vector<std::string>{"##########", "##########", "##########", "#######...",
-                                                       "#######...", "##########"}));
+                                                      "#######...", "##########"}));
     CMask08 small = m;
     EXPECT_EQ(small.RemoveHoles(128, 1), 2);
     EXPECT_EQ(small.Get(1, 1), 0);

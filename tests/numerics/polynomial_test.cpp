@@ -22,8 +22,11 @@ std::vector<double> RandomPoint(CRandom& rnd, int n) {
 
 TEST(CPolynomial, GenerateCountsAndOrder) {
     // C(n + d, d) monomials of total degree ≤ d in n variables.
-    struct Case { int n, d, count; };
-    for (auto c : {Case{1, 0, 1}, Case{1, 4, 5}, Case{2, 2, 6}, Case{3, 2, 10}, Case{3, 3, 20}, Case{4, 2, 15}, Case{0, 3, 1}})
+    struct Case {
+        int n, d, count;
+    };
+    for (auto c :
+         {Case{1, 0, 1}, Case{1, 4, 5}, Case{2, 2, 6}, Case{3, 2, 10}, Case{3, 3, 20}, Case{4, 2, 15}, Case{0, 3, 1}})
         EXPECT_EQ(CPolynomial::Generate(c.n, c.d).GetTermCount(), c.count) << c.n << "," << c.d;
     const CPolynomial q = CPolynomial::Generate(2, 2);
     const std::vector<std::vector<int>> order = {{0, 0}, {1, 0}, {0, 1}, {2, 0}, {1, 1}, {0, 2}};
@@ -72,7 +75,8 @@ TEST(CPolynomial, AlgebraMatchesEvaluation) {
         const int v = trial % n;
         std::vector<double> y = x;
         y[static_cast<size_t>(v)] = qx;
-        EXPECT_NEAR(p.Substitute(v, q).Evaluate(x.data()), p.Evaluate(y.data()), 1e-9 * (1 + std::fabs(p.Evaluate(y.data()))));
+        EXPECT_NEAR(p.Substitute(v, q).Evaluate(x.data()), p.Evaluate(y.data()),
+                    1e-9 * (1 + std::fabs(p.Evaluate(y.data()))));
         y[static_cast<size_t>(v)] = 0.7;
         EXPECT_NEAR(p.Substitute(v, 0.7).Evaluate(x.data()), p.Evaluate(y.data()), 1e-12);
         // The derivative against a central difference.

@@ -87,7 +87,9 @@ TEST(CRandomMinStd, SchrageMatchesWideArithmetic) {
 }
 
 TEST(CRandomMinStd, SeedIsClampedIntoTheValidRange) {
-    struct Case { int32_t seed, state; };
+    struct Case {
+        int32_t seed, state;
+    };
     for (auto [seed, state] : {Case{0, 1}, Case{-5, 1}, Case{INT_MIN, 1}, Case{1, 1}, Case{77, 77},
                                Case{2147483646, 2147483646}, Case{INT_MAX, 2147483646}}) {
         EXPECT_EQ(CRandomMinStd(seed).GetSeed(), state) << seed;
@@ -102,7 +104,9 @@ TEST(CRandomMinStd, BoundedDraws) {
     CRandomMinStd a(42), b(42);
     for (int i = 0; i < 100; ++i) ASSERT_EQ(a.Get(INT_MAX), b.Get(2147483646));
 
-    struct Case { int32_t lo, hi, minSeen, maxSeen; };
+    struct Case {
+        int32_t lo, hi, minSeen, maxSeen;
+    };
     // An empty or inverted range still draws from lo..lo + 1.
     for (auto c : {Case{0, 6, 0, 6}, Case{-3, 3, -3, 3}, Case{10, 10, 10, 11}, Case{5, 2, 5, 6}}) {
         CRandomMinStd rnd(9);

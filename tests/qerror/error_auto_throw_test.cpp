@@ -111,7 +111,10 @@ TEST(ErrorAutoThrow, TrapSeesEveryError) {
         lastLine = line;
     });
     { CErrorAutoThrow ok; }
-    { auto e = QERR(keQuorErrFailed); (void)e.IsError(); }
+    {
+        auto e = QERR(keQuorErrFailed);
+        (void)e.IsError();
+    }
     CErrorAutoThrow f;
     f = keQuorErrOutOfMemory;
     (void)f.IsError();

@@ -79,7 +79,8 @@ TEST(Apply, SourceRowsFollowTheSourceRectangle) {
             uint8_t expected = 0;
             if (x >= 2 && x < 12 && y >= 2 && y < 7) {
                 const int sx = x - 2 + 5, sy = y - 2 + 4;
-                expected = static_cast<uint8_t>((77 * At(src, sx, sy, 2) + 151 * At(src, sx, sy, 1) + 28 * At(src, sx, sy, 0)) >> 8);
+                expected = static_cast<uint8_t>(
+                    (77 * At(src, sx, sy, 2) + 151 * At(src, sx, sy, 1) + 28 * At(src, sx, sy, 0)) >> 8);
             }
             ASSERT_EQ(At(dst, x, y), expected) << x << "," << y;
         }

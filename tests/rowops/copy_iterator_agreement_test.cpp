@@ -29,7 +29,8 @@ std::vector<SPair> CopyPairs() {
 }
 
 std::string PairName(const SPair& p) {
-    return std::string(QGDI_FindPixelFormatTraits(p.src)->shortName) + "_to_" + QGDI_FindPixelFormatTraits(p.dst)->shortName;
+    return std::string(QGDI_FindPixelFormatTraits(p.src)->shortName) + "_to_" +
+           QGDI_FindPixelFormatTraits(p.dst)->shortName;
 }
 std::string Name(const testing::TestParamInfo<SPair>& info) { return PairName(info.param); }
 void PrintTo(const SPair& p, std::ostream* os) { *os << PairName(p); }

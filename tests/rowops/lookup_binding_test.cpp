@@ -82,11 +82,19 @@ TEST(ProcessorModeTest, DetectionAnswersNoAndStays) {
 
 TEST(RowOpType, DiagnosticNames) {
     const std::pair<int, const char*> names[] = {
-        {0, "keRoNOP"},           {1, "keRoChannelConstant"},      {7, "keRoChannelLinear"},
-        {10, "keRoRowBlend"},     {11, "Unknown"},                 {12, "keRoRowBlendMox"},
-        {16, "keRoRowCopyPalettedWithTransparencyIndex"},          {24, "keRoRowMask"},
-        {31, "keRoRowTurbulence"}, {32, "Unknown"},                {33, "keRoHighPass"},
-        {34, "Unknown"},          {-1, "Unknown"},
+        {0, "keRoNOP"},
+        {1, "keRoChannelConstant"},
+        {7, "keRoChannelLinear"},
+        {10, "keRoRowBlend"},
+        {11, "Unknown"},
+        {12, "keRoRowBlendMox"},
+        {16, "keRoRowCopyPalettedWithTransparencyIndex"},
+        {24, "keRoRowMask"},
+        {31, "keRoRowTurbulence"},
+        {32, "Unknown"},
+        {33, "keRoHighPass"},
+        {34, "Unknown"},
+        {-1, "Unknown"},
     };
     for (const auto& [type, name] : names) EXPECT_STREQ(QGDI_GetRowOpTypeName(type), name) << type;
 }
@@ -185,12 +193,20 @@ constexpr EQPixelFormat kAll[] = {keFormatBGR_u16, keFormatBGRA_u16, keFormatBGR
 const BindCase kBindCases[] = {
     {"DirectKernelWins", {keFormatBGR_u16, keFormatGrey_u16}, keFormatGrey_u16, keFormatNone, keFormatNone},
     {"Flat16TriesBGR16First", {std::begin(kAll), std::end(kAll)}, keFormatGrey_u16, keFormatNone, keFormatBGR_u16},
-    {"Flat16ThenBGRA16", {keFormatBGRA_u16, keFormatBGR, keFormatBGRA}, keFormatBGR_u16, keFormatNone, keFormatBGRA_u16},
+    {"Flat16ThenBGRA16",
+     {keFormatBGRA_u16, keFormatBGR, keFormatBGRA},
+     keFormatBGR_u16,
+     keFormatNone,
+     keFormatBGRA_u16},
     {"Flat16ThenBGR", {keFormatBGR, keFormatBGRA}, keFormatBGR_u16, keFormatNone, keFormatBGR},
     {"Flat16ThenBGRA", {keFormatBGRA}, keFormatBGR_u16, keFormatNone, keFormatBGRA},
     {"Alpha16SkipsFlat", {std::begin(kAll), std::end(kAll)}, keFormatGreyA_u16, keFormatNone, keFormatBGRA_u16},
     {"SourceAlphaSkipsFlat", {std::begin(kAll), std::end(kAll)}, keFormatBGR_u16, keFormatBGRA_u16, keFormatBGRA_u16},
-    {"EightBitNeverTries16", {keFormatBGR_u16, keFormatBGRA_u16, keFormatBGRA}, keFormatGrey, keFormatNone, keFormatBGRA},
+    {"EightBitNeverTries16",
+     {keFormatBGR_u16, keFormatBGRA_u16, keFormatBGRA},
+     keFormatGrey,
+     keFormatNone,
+     keFormatBGRA},
     {"FloatUsesEightBit", {keFormatBGR_u16, keFormatBGR}, keFormatGrey_f32, keFormatNone, keFormatBGR},
     {"NothingUsableStaysNOP", {keFormatBGR_u16}, keFormatGreyA, keFormatNone, keFormatCustom},
 };

@@ -67,13 +67,14 @@ TEST_P(PackedIndex, MatchesTheEightBitRow) {
     RGBQUAD palette[256] = {};
     for (int i = 0; i < 256; ++i) palette[i] = RGBQUAD{uint8_t(i), uint8_t(255 - i), uint8_t(i * 7), 0};
 
-    const EQPixelFormat srcFormat =
-        c.source == ESource::kNone ? keFormatNone : c.source == ESource::kSame ? format : keFormatIndex8;
+    const EQPixelFormat srcFormat = c.source == ESource::kNone   ? keFormatNone
+                                    : c.source == ESource::kSame ? format
+                                                                 : keFormatIndex8;
     Bytes packed = Pack(dstIdx, format, 0xA5), wide = dstIdx;
     const Bytes packedSrc = srcFormat == keFormatNone ? Bytes{} : Pack(srcIdx, srcFormat, 0x5A);
     const Bytes* maskRow = c.masked ? &mask : nullptr;
-    const CRowOp op = RunOp(*def, format, packed, srcFormat, srcFormat == keFormatNone ? nullptr : &packedSrc,
-                            maskRow, palette, maxIndex + 1, kCount);
+    const CRowOp op = RunOp(*def, format, packed, srcFormat, srcFormat == keFormatNone ? nullptr : &packedSrc, maskRow,
+                            palette, maxIndex + 1, kCount);
     RunOp(*def, keFormatIndex8, wide, srcFormat == keFormatNone ? keFormatNone : keFormatIndex8,
           srcFormat == keFormatNone ? nullptr : &srcIdx, maskRow, palette, maxIndex + 1, kCount);
 
@@ -89,14 +90,15 @@ TEST_P(PackedIndex, MatchesTheEightBitRow) {
 const PackedCase kPackedCases[] = {
     {"Fill", [](int maxIndex) { return std::make_unique<CRowOpDefRowFill>(0xFF000000u, uint8_t(maxIndex)); },
      ESource::kNone, false},
-    {"FillMasked", [](int maxIndex) { return std::make_unique<CRowOpDefRowFill>(0xFF000000u, uint8_t(maxIndex / 2 + 1)); },
+    {"FillMasked",
+     [](int maxIndex) { return std::make_unique<CRowOpDefRowFill>(0xFF000000u, uint8_t(maxIndex / 2 + 1)); },
      ESource::kNone, true},
     {"TransparentCopy", [](int) { return std::make_unique<CRowOpDefRowCopyPalettedWithTransparencyIndex>(1); },
      ESource::kSame, false},
     {"TransparentCopyMasked", [](int) { return std::make_unique<CRowOpDefRowCopyPalettedWithTransparencyIndex>(0); },
      ESource::kSame, true},
-    {"TransparentCopyFromIndex8", [](int) { return std::make_unique<CRowOpDefRowCopyPalettedWithTransparencyIndex>(1); },
-     ESource::kIndex8, false},
+    {"TransparentCopyFromIndex8",
+     [](int) { return std::make_unique<CRowOpDefRowCopyPalettedWithTransparencyIndex>(1); }, ESource::kIndex8, false},
     {"IndexCopyMasked", [](int) { return std::make_unique<CRowOpDefRowCopyIndexed>(); }, ESource::kSame, true},
 };
 

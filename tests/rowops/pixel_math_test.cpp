@@ -27,7 +27,8 @@ double ExactUnpremul(double c, double a, double full) {
 }
 
 // One way of (un)premultiplying: fills out[i] for the pairs (c[i], a[i]).
-using PairsFn = std::function<void(const std::vector<uint32_t>& c, const std::vector<uint32_t>& a, std::vector<uint32_t>& out)>;
+using PairsFn =
+    std::function<void(const std::vector<uint32_t>& c, const std::vector<uint32_t>& a, std::vector<uint32_t>& out)>;
 
 template <class E, EQPixelFormat From, EQPixelFormat To>
 PairsFn ThroughConverter() {
@@ -262,13 +263,15 @@ TEST_P(RowIndices, SpansMatchBitByBit) {
         Bytes packed = before, want = before;
         const Bytes values = qgdi::test::RandomBytes(rng, size_t(n) + 1);
         c.pack(packed.data(), values.data(), n, offset);
-        for (int k = 0; k < n; ++k) RefSetIndex(want, c.bits, size_t(offset + k), values[size_t(k)] & ((1u << c.bits) - 1));
+        for (int k = 0; k < n; ++k)
+            RefSetIndex(want, c.bits, size_t(offset + k), values[size_t(k)] & ((1u << c.bits) - 1));
         ASSERT_EQ(packed, want) << "offset " << offset << ", n " << n;
 
         Bytes copied = before;
         want = before;
         c.copy(copied.data(), src.data(), n, offset);
-        for (int k = 0; k < n; ++k) RefSetIndex(want, c.bits, size_t(offset + k), RefIndexAt(src, c.bits, size_t(offset + k)));
+        for (int k = 0; k < n; ++k)
+            RefSetIndex(want, c.bits, size_t(offset + k), RefIndexAt(src, c.bits, size_t(offset + k)));
         ASSERT_EQ(copied, want) << "offset " << offset << ", n " << n;
     }
 }

@@ -50,7 +50,8 @@ RowRule MatteRule(uint32_t rgb, bool remove) {
         for (int i = 0; i < n; ++i) {
             const uint8_t* p = s ? s + 4 * i : d + 4 * i;
             const int a = p[3];
-            for (int k = 0; k < 3; ++k) d[4 * i + k] = uint8_t(remove ? DematteByte(p[k], a, m[k]) : MatteByte(p[k], a, m[k]));
+            for (int k = 0; k < 3; ++k)
+                d[4 * i + k] = uint8_t(remove ? DematteByte(p[k], a, m[k]) : MatteByte(p[k], a, m[k]));
             d[4 * i + 3] = uint8_t(a);
         }
         if (mask) MixBack(d, original.data(), mask, original.size(), 4);
@@ -151,7 +152,9 @@ RowRule HighPassRule(int bytesPerPixel) {
         const Bytes original(d, d + size_t(n) * bytesPerPixel);
         const bool alpha = bytesPerPixel == 2 || bytesPerPixel == 4;
         for (size_t k = 0; k < original.size(); ++k)
-            d[k] = alpha && k % bytesPerPixel == size_t(bytesPerPixel - 1) ? s[k] : uint8_t(std::clamp(s[k] - d[k] + 128, 0, 255));
+            d[k] = alpha && k % bytesPerPixel == size_t(bytesPerPixel - 1)
+                       ? s[k]
+                       : uint8_t(std::clamp(s[k] - d[k] + 128, 0, 255));
         if (mask) MixBack(d, original.data(), mask, original.size(), bytesPerPixel);
     };
 }
@@ -219,7 +222,8 @@ constexpr EQPixelFormat None = keFormatNone, Grey = keFormatGrey, BGR = keFormat
 
 // A kind painting a colour at an opacity, beside its rule for the same two values.
 template <class Def>
-RuleCase SolidCase(const char* name, EQPixelFormat f, uint32_t colour, int opacity, RowRule (*rule)(EQPixelFormat, uint32_t, int)) {
+RuleCase SolidCase(const char* name, EQPixelFormat f, uint32_t colour, int opacity,
+                   RowRule (*rule)(EQPixelFormat, uint32_t, int)) {
     return {name, std::make_shared<Def>(colour, uint8_t(opacity)), f, keFormatNone, rule(f, colour, opacity)};
 }
 
@@ -244,9 +248,12 @@ const RuleCase kCases[] = {
      ReplaceColorRule(3, 0xFFFF00u, 0x2040C0u, 200)},
     {"ReplaceColorBGRA", std::make_shared<CRowOpDefRowReplaceColor>(0x00FFFFu, 0x2040C0u, uint8_t(180)), BGRA, None,
      ReplaceColorRule(4, 0x00FFFFu, 0x2040C0u, 180)},
-    {"ArithmeticBGRA", std::make_shared<CRowOpDefRowArithmetic>(0.5, 0.25, 0.25, 0.0), BGRA, BGRA, ArithmeticRule(4, false, 0.5, 0.25, 0.25, 0.0)},
-    {"ArithmeticBGRxA", std::make_shared<CRowOpDefRowArithmetic>(-1.5, 2.0, 0.7, 0.1), BGRxA, BGRxA, ArithmeticRule(4, true, -1.5, 2.0, 0.7, 0.1)},
-    {"ArithmeticGrey", std::make_shared<CRowOpDefRowArithmetic>(16.0, -16.0, 3.0, -0.2), Grey, Grey, ArithmeticRule(1, false, 16.0, -16.0, 3.0, -0.2)},
+    {"ArithmeticBGRA", std::make_shared<CRowOpDefRowArithmetic>(0.5, 0.25, 0.25, 0.0), BGRA, BGRA,
+     ArithmeticRule(4, false, 0.5, 0.25, 0.25, 0.0)},
+    {"ArithmeticBGRxA", std::make_shared<CRowOpDefRowArithmetic>(-1.5, 2.0, 0.7, 0.1), BGRxA, BGRxA,
+     ArithmeticRule(4, true, -1.5, 2.0, 0.7, 0.1)},
+    {"ArithmeticGrey", std::make_shared<CRowOpDefRowArithmetic>(16.0, -16.0, 3.0, -0.2), Grey, Grey,
+     ArithmeticRule(1, false, 16.0, -16.0, 3.0, -0.2)},
     {"HighPassGrey", std::make_shared<CRowOpDefHighPass>(), Grey, Grey, HighPassRule(1)},
     {"HighPassGreyA", std::make_shared<CRowOpDefHighPass>(), keFormatGreyA, keFormatGreyA, HighPassRule(2)},
     {"HighPassBGR", std::make_shared<CRowOpDefHighPass>(), BGR, BGR, HighPassRule(3)},
@@ -257,8 +264,10 @@ const RuleCase kCases[] = {
     SolidCase<CRowOpDefRowMaskOverSolid>("MaskOverSolidBGRA", BGRA, 0xFF2040C0u, 255, MaskOverSolidRule),
     SolidCase<CRowOpDefRowMaskOverSolid>("MaskOverSolidBGRATranslucent", BGRA, 0x602040C0u, 150, MaskOverSolidRule),
     SolidCase<CRowOpDefRowMaskOverSolid>("MaskOverSolidBGRxA", BGRxA, 0xA02040C0u, 230, MaskOverSolidRule),
-    {"BlendIndexed", std::make_shared<CRowOpDefRowBlendIndexedBGRA>(uint8_t(255)), BGRA, keFormatIndex8, BlendIndexedRule(false, 255)},
-    {"BlendIndexedAlpha", std::make_shared<CRowOpDefRowBlendIndexedBGRA>(uint8_t(140)), BGRA, keFormatIndex8A, BlendIndexedRule(true, 140)},
+    {"BlendIndexed", std::make_shared<CRowOpDefRowBlendIndexedBGRA>(uint8_t(255)), BGRA, keFormatIndex8,
+     BlendIndexedRule(false, 255)},
+    {"BlendIndexedAlpha", std::make_shared<CRowOpDefRowBlendIndexedBGRA>(uint8_t(140)), BGRA, keFormatIndex8A,
+     BlendIndexedRule(true, 140)},
     SolidCase<CRowOpDefRowBlendSolid>("BlendSolidGrey", Grey, 0xFF2040C0u, 100, BlendSolidRule),
     SolidCase<CRowOpDefRowBlendSolid>("BlendSolidBGR", BGR, 0xFF2040C0u, 255, BlendSolidRule),
     SolidCase<CRowOpDefRowBlendSolid>("BlendSolidBGRA", BGRA, 0x802040C0u, 77, BlendSolidRule),
@@ -289,7 +298,8 @@ TEST_P(ReferenceRule, MatchesPlainRule) {
 
 INSTANTIATE_TEST_SUITE_P(FastKernels, ReferenceRule, testing::Combine(testing::ValuesIn(kCases), testing::Bool()),
                          [](const auto& info) {
-                             return std::string(std::get<0>(info.param).name) + (std::get<1>(info.param) ? "Masked" : "");
+                             return std::string(std::get<0>(info.param).name) +
+                                    (std::get<1>(info.param) ? "Masked" : "");
                          });
 
 }  // namespace
@@ -351,7 +361,9 @@ TEST_P(WholeRow, SpansAndFullCoverageAgreeWithIt) {
         if (CQPixelFormat(dstFormat).IsFloat()) RandomizeFloats(rng, original);
         if (srcFormat != keFormatNone && CQPixelFormat(srcFormat).IsFloat()) RandomizeFloats(rng, src);
         const Bytes mask = RandomBytes(rng, n), full(n, 255);
-        const auto where = [&] { return kind.name + std::string(" ") + std::to_string(dstFormat) + " <- " + std::to_string(srcFormat); };
+        const auto where = [&] {
+            return kind.name + std::string(" ") + std::to_string(dstFormat) + " <- " + std::to_string(srcFormat);
+        };
 
         for (const uint8_t* m : {static_cast<const uint8_t*>(nullptr), mask.data()}) {
             Bytes whole = original, pieces = original;

@@ -23,8 +23,8 @@ inline size_t RowBytes(EQPixelFormat f, int n) { return (size_t(CQPixelFormat(f)
 
 // Binds `def` for the formats of the rows and runs it once; returns the bound operation.
 inline CRowOp RunOp(const CRowOpDef& def, EQPixelFormat dstFormat, Bytes& dst, EQPixelFormat srcFormat = keFormatNone,
-                  const Bytes* src = nullptr, const Bytes* mask = nullptr, const RGBQUAD* palette = nullptr,
-                  int paletteCount = 0, int count = -1, int x = 0, int y = 0) {
+                    const Bytes* src = nullptr, const Bytes* mask = nullptr, const RGBQUAD* palette = nullptr,
+                    int paletteCount = 0, int count = -1, int x = 0, int y = 0) {
     CRowOpData data;
     data.eDstFormat = dstFormat;
     data.eSrcFormat = srcFormat;

@@ -41,8 +41,8 @@ TEST(Tables, AlphaRatioCorners) {
     EXPECT_EQ(r[255][255], 65536u);
     EXPECT_EQ(r[1][2], 32768u);
     EXPECT_EQ(r[0][17], 0u);
-    EXPECT_EQ(r[1][3], 21845u);       // 65536 / 3 = 21845.33
-    EXPECT_EQ(r[2][3], 43691u);       // 131072 / 3 = 43690.67
+    EXPECT_EQ(r[1][3], 21845u);  // 65536 / 3 = 21845.33
+    EXPECT_EQ(r[2][3], 43691u);  // 131072 / 3 = 43690.67
     EXPECT_EQ(r[255][1], 255u * 65536u);
 }
 
@@ -51,8 +51,8 @@ TEST(Tables, Sqrt256Corners) {
     ASSERT_NE(s, nullptr);
     EXPECT_EQ(s[0], 0);
     EXPECT_EQ(s[255], 255);
-    EXPECT_EQ(s[64], 127);   // sqrt(64 / 255) x 255 = 127.75
-    EXPECT_EQ(s[1], 15);     // 15.97
+    EXPECT_EQ(s[64], 127);  // sqrt(64 / 255) x 255 = 127.75
+    EXPECT_EQ(s[1], 15);    // 15.97
 }
 
 TEST(Tables, DissolveIsTheSeededRuntimeSequence) {

@@ -19,22 +19,40 @@ struct SGood {
     const char* png;
 };
 const SGood kGood[] = {
-    {"pal1.bmp", "pal1.png"},         {"pal1wb.bmp", "pal1.png"},     {"pal1bg.bmp", "pal1bg.png"},
-    {"pal4.bmp", "pal4.png"},         {"pal4gs.bmp", "pal4gs.png"},   {"pal4rle.bmp", "pal4.png"},
-    {"pal8.bmp", "pal8.png"},         {"pal8-0.bmp", "pal8.png"},     {"pal8gs.bmp", "pal8gs.png"},
-    {"pal8rle.bmp", "pal8.png"},      {"pal8w126.bmp", "pal8w126.png"}, {"pal8w125.bmp", "pal8w125.png"},
-    {"pal8w124.bmp", "pal8w124.png"}, {"pal8topdown.bmp", "pal8.png"}, {"pal8nonsquare.bmp", "pal8nonsquare-e.png"},
-    {"pal8os2.bmp", "pal8.png"},      {"pal8v4.bmp", "pal8.png"},     {"pal8v5.bmp", "pal8.png"},
-    {"rgb16.bmp", "rgb16.png"},       {"rgb16bfdef.bmp", "rgb16.png"}, {"rgb16-565.bmp", "rgb16-565.png"},
-    {"rgb16-565pal.bmp", "rgb16-565.png"}, {"rgb24.bmp", "rgb24.png"}, {"rgb24pal.bmp", "rgb24.png"},
-    {"rgb32.bmp", "rgb24.png"},       {"rgb32bfdef.bmp", "rgb24.png"}, {"rgb32bf.bmp", "rgb24.png"},
+    {"pal1.bmp", "pal1.png"},
+    {"pal1wb.bmp", "pal1.png"},
+    {"pal1bg.bmp", "pal1bg.png"},
+    {"pal4.bmp", "pal4.png"},
+    {"pal4gs.bmp", "pal4gs.png"},
+    {"pal4rle.bmp", "pal4.png"},
+    {"pal8.bmp", "pal8.png"},
+    {"pal8-0.bmp", "pal8.png"},
+    {"pal8gs.bmp", "pal8gs.png"},
+    {"pal8rle.bmp", "pal8.png"},
+    {"pal8w126.bmp", "pal8w126.png"},
+    {"pal8w125.bmp", "pal8w125.png"},
+    {"pal8w124.bmp", "pal8w124.png"},
+    {"pal8topdown.bmp", "pal8.png"},
+    {"pal8nonsquare.bmp", "pal8nonsquare-e.png"},
+    {"pal8os2.bmp", "pal8.png"},
+    {"pal8v4.bmp", "pal8.png"},
+    {"pal8v5.bmp", "pal8.png"},
+    {"rgb16.bmp", "rgb16.png"},
+    {"rgb16bfdef.bmp", "rgb16.png"},
+    {"rgb16-565.bmp", "rgb16-565.png"},
+    {"rgb16-565pal.bmp", "rgb16-565.png"},
+    {"rgb24.bmp", "rgb24.png"},
+    {"rgb24pal.bmp", "rgb24.png"},
+    {"rgb32.bmp", "rgb24.png"},
+    {"rgb32bfdef.bmp", "rgb24.png"},
+    {"rgb32bf.bmp", "rgb24.png"},
 };
 
 // Both images as straight 8-bit BGRA, compared pixel by pixel.
 ::testing::AssertionResult SamePixels(const CRowIterator& a, const CRowIterator& b) {
     if (!a.IsSameSizeAs(b))
-        return ::testing::AssertionFailure() << a.GetWidth() << "x" << a.GetHeight() << " vs " << b.GetWidth() << "x"
-                                             << b.GetHeight();
+        return ::testing::AssertionFailure()
+               << a.GetWidth() << "x" << a.GetHeight() << " vs " << b.GetWidth() << "x" << b.GetHeight();
     CRowIterator x, y;
     if (x.CreateFromCopy(a, nullptr, keFormatBGRA).IsError() || y.CreateFromCopy(b, nullptr, keFormatBGRA).IsError())
         return ::testing::AssertionFailure() << "conversion failed";
@@ -45,8 +63,8 @@ const SGood kGood[] = {
             y.GetPixel(col, row, q).Ignore();
             // Fully transparent pixels have no colour to compare.
             if (p != q && !(p.IsTransparent() && q.IsTransparent()))
-                return ::testing::AssertionFailure() << "pixel (" << col << "," << row << ") " << std::hex << p.GetRGBA()
-                                                     << " vs " << q.GetRGBA();
+                return ::testing::AssertionFailure()
+                       << "pixel (" << col << "," << row << ") " << std::hex << p.GetRGBA() << " vs " << q.GetRGBA();
         }
     return ::testing::AssertionSuccess();
 }
@@ -67,12 +85,12 @@ TEST_P(GoodFiles, MatchTheReferencePicture) {
     EXPECT_EQ(dib->GetBitmapInfoHeader()->biSize, 40u);
 }
 
-INSTANTIATE_TEST_SUITE_P(Suite, GoodFiles, ::testing::ValuesIn(kGood),
-                         [](const ::testing::TestParamInfo<SGood>& i) {
-                             std::string n = i.param.bmp;
-                             for (char& c : n) if (!isalnum(static_cast<unsigned char>(c))) c = '_';
-                             return n;
-                         });
+INSTANTIATE_TEST_SUITE_P(Suite, GoodFiles, ::testing::ValuesIn(kGood), [](const ::testing::TestParamInfo<SGood>& i) {
+    std::string n = i.param.bmp;
+    for (char& c : n)
+        if (!isalnum(static_cast<unsigned char>(c))) c = '_';
+    return n;
+});
 
 std::vector<std::string> FilesIn(const char* group) {
     std::vector<std::string> out;
@@ -124,16 +142,26 @@ TEST(BmpSuite, QuestionableFilesLoadOrAreRefused) {
 // Questionable files whose reference picture is certain.
 TEST(BmpSuite, QuestionableFilesWithAReference) {
     if (!HaveSuite()) GTEST_SKIP() << "BMP Suite not found under " << kSuite;
-    const SGood cases[] = {{"pal8offs.bmp", "pal8.png"},         {"pal8oversizepal.bmp", "pal8.png"},
-                           {"rgb24largepal.bmp", "rgb24.png"},   {"pal8os2v2.bmp", "pal8.png"},
-                           {"rgb32-7187.bmp", "rgb32-7187.png"}, {"rgba32-1.bmp", "rgba32.png"},
-                           {"rgba32-2.bmp", "rgba32.png"},       {"rgba32-1010102.bmp", "rgba32-1010102.png"},
-                           {"rgba32-81284.bmp", "rgba32-81284.png"}, {"rgba32-61754.bmp", "rgba32-61754.png"},
-                           {"rgba32h56.bmp", "rgba32.png"},      {"rgb32h52.bmp", "rgb24.png"},
-                           {"rgb32-xbgr.bmp", "rgb24.png"},      {"rgba16-4444.bmp", "rgba16-4444.png"},
-                           {"rgba16-5551.bmp", "rgba16-5551.png"}, {"rgb16-231.bmp", "rgb16-231.png"},
-                           {"rgb16-3103.bmp", "rgb16-3103.png"}, {"pal2.bmp", "pal2.png"},
-                           {"rgba32abf.bmp", "rgba32.png"},      {"rgb32fakealpha.bmp", "rgb24.png"}};
+    const SGood cases[] = {{"pal8offs.bmp", "pal8.png"},
+                           {"pal8oversizepal.bmp", "pal8.png"},
+                           {"rgb24largepal.bmp", "rgb24.png"},
+                           {"pal8os2v2.bmp", "pal8.png"},
+                           {"rgb32-7187.bmp", "rgb32-7187.png"},
+                           {"rgba32-1.bmp", "rgba32.png"},
+                           {"rgba32-2.bmp", "rgba32.png"},
+                           {"rgba32-1010102.bmp", "rgba32-1010102.png"},
+                           {"rgba32-81284.bmp", "rgba32-81284.png"},
+                           {"rgba32-61754.bmp", "rgba32-61754.png"},
+                           {"rgba32h56.bmp", "rgba32.png"},
+                           {"rgb32h52.bmp", "rgb24.png"},
+                           {"rgb32-xbgr.bmp", "rgb24.png"},
+                           {"rgba16-4444.bmp", "rgba16-4444.png"},
+                           {"rgba16-5551.bmp", "rgba16-5551.png"},
+                           {"rgb16-231.bmp", "rgb16-231.png"},
+                           {"rgb16-3103.bmp", "rgb16-3103.png"},
+                           {"pal2.bmp", "pal2.png"},
+                           {"rgba32abf.bmp", "rgba32.png"},
+                           {"rgb32fakealpha.bmp", "rgb24.png"}};
     for (const SGood& c : cases) {
         std::string error;
         std::unique_ptr<CRowIterator> bmp = QgdiReadImage(kSuite + "/q/" + c.bmp, error);

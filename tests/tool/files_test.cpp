@@ -15,7 +15,8 @@ void FillPixels(CRowIterator& it, uint32_t seed) {
             const int index = it.GetPaletteCount() ? static_cast<int>(rng() % uint32_t(it.GetPaletteCount())) : 0;
             const CColorRef c = CQPixelFormat(it.GetPixelFormat()).IsIndexedColor()
                                     ? it.GetIndexedColor(index)
-                                    : CColorRef::From16(uint16_t(rng()), uint16_t(rng()), uint16_t(rng()), uint16_t(rng()));
+                                    : CColorRef::From16(uint16_t(rng()), uint16_t(rng()), uint16_t(rng()),
+                                                        uint16_t(rng()));
             it.SetPixel(x, y, c).Ignore();
         }
 }
@@ -41,7 +42,8 @@ TEST_P(PngFormats, RoundTripInTheStoredFormat) {
     EXPECT_TRUE(back->IsEquivalent(expected));
 }
 
-INSTANTIATE_TEST_SUITE_P(Formats, PngFormats, ::testing::Range(keFormatIndex1, static_cast<EQPixelFormat>(keFormatLast + 1)),
+INSTANTIATE_TEST_SUITE_P(Formats, PngFormats,
+                         ::testing::Range(keFormatIndex1, static_cast<EQPixelFormat>(keFormatLast + 1)),
                          [](const ::testing::TestParamInfo<EQPixelFormat>& i) {
                              return std::string(QGDI_FindPixelFormatTraits(i.param)->shortName);
                          });

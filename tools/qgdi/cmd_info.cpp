@@ -35,7 +35,7 @@ int QgdiCmdInfo(const std::vector<std::string>& args) {
     std::printf("%s: %d x %d, %ls, %d palette entries\n", path.c_str(), image->GetWidth(), image->GetHeight(),
                 CQPixelFormat(image->GetPixelFormat()).GetFormatAsString(), image->GetPaletteCount());
     std::cout.flush();
-    const CErrorAutoThrow r =
-        image->StreamTextOut(std::cout, full ? CRowIteratorBands::TextFull : CRowIteratorBands::TextCrc);
+    const CErrorAutoThrow r = image->StreamTextOut(std::cout,
+                                                   full ? CRowIteratorBands::TextFull : CRowIteratorBands::TextCrc);
     return r.IsError() ? 1 : 0;
 }

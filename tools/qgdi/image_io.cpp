@@ -67,8 +67,7 @@ EQPixelFormat QgdiBmpFormatFor(EQPixelFormat format) {
     case keFormatIndex8:
     case keFormatGrey:
     case keFormatBGR:
-    case keFormatBGRA:
-        return format;
+    case keFormatBGRA: return format;
     default:
         if (pf.IsGreyscale() && !pf.IsAlphaChannelPresent()) return keFormatGrey;
         return pf.IsAlphaChannelPresent() ? keFormatBGRA : keFormatBGR;
@@ -93,9 +92,7 @@ std::unique_ptr<CRowIterator> QgdiReadImage(const std::string& path, std::string
     }
     case keFilePng: return QgdiReadPng(data.data(), data.size(), error);
     case keFileJpeg: return QgdiReadJpeg(data.data(), data.size(), error);
-    default:
-        error = path + ": not a BMP, PNG or JPEG file";
-        return nullptr;
+    default: error = path + ": not a BMP, PNG or JPEG file"; return nullptr;
     }
 }
 
@@ -114,7 +111,7 @@ bool QgdiWriteImage(const std::string& path, const CRowIterator& image, std::str
         return false;
     }
     const EQPixelFormat have = image.GetPixelFormat();
-    const EQPixelFormat want = type == keFileBmp ? QgdiBmpFormatFor(have)
+    const EQPixelFormat want = type == keFileBmp   ? QgdiBmpFormatFor(have)
                                : type == keFilePng ? QgdiPngFormatFor(have)
                                                    : QgdiJpegFormatFor(have);
     CRowIterator converted;
@@ -122,7 +119,8 @@ bool QgdiWriteImage(const std::string& path, const CRowIterator& image, std::str
     if (want != have) {
         CErrorAutoThrow r = converted.CreateFromCopy(image, nullptr, want);
         if (r.IsError()) {
-            error = "cannot convert to " + std::string(QGDI_FindPixelFormatTraits(want)->shortName) + ": error " + CodeText(r);
+            error = "cannot convert to " + std::string(QGDI_FindPixelFormatTraits(want)->shortName) + ": error " +
+                    CodeText(r);
             return false;
         }
         note = std::string("stored as ") + QGDI_FindPixelFormatTraits(want)->shortName + " (the file type has no " +

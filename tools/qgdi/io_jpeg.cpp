@@ -1,11 +1,11 @@
 // JPEG through libjpeg. Its errors arrive by longjmp, so the calls that may
 // fail run inside functions whose frames hold nothing to destroy.
+#include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
-#include <csetjmp>
 
-#include <jpeglib.h>
 #include <jerror.h>
+#include <jpeglib.h>
 
 #include "tools/qgdi/image_io.h"
 
@@ -100,9 +100,11 @@ std::unique_ptr<CRowIterator> QgdiReadJpeg(const uint8_t* data, size_t bytes, st
     if (ok) {
         image = std::make_unique<CRowIterator>();
         const EQPixelFormat format = d->out_color_space == JCS_GRAYSCALE ? keFormatGrey : keFormatBGR;
-        CErrorAutoThrow r = image->Create(static_cast<int>(d->output_width), static_cast<int>(d->output_height), format);
+        CErrorAutoThrow r = image->Create(static_cast<int>(d->output_width), static_cast<int>(d->output_height),
+                                          format);
         if (r.IsError()) {
-            std::snprintf(e->message, sizeof e->message, "cannot create the image (error %d)", static_cast<int>(r.Ignore()));
+            std::snprintf(e->message, sizeof e->message, "cannot create the image (error %d)",
+                          static_cast<int>(r.Ignore()));
             ok = false;
         }
     }

@@ -145,8 +145,7 @@ EQPixelFormat QgdiPngFormatFor(EQPixelFormat format) {
     case keFormatGrey_u16:
     case keFormatGreyA_u16:
     case keFormatBGR_u16:
-    case keFormatBGRA_u16:
-        return format;
+    case keFormatBGRA_u16: return format;
     case keFormatIndex8A:
     case keFormatBGRxA: return keFormatBGRA;
     case keFormatGrey_f32: return keFormatGrey_u16;

@@ -14,7 +14,9 @@ struct SRgba {
 // Fully saturated hue h in 0..1 (red, yellow, green, cyan, blue, magenta, red).
 SRgba Hue(float h) {
     const float x = h * 6.0f;
-    auto ch = [&](float offset) { return std::clamp(std::fabs(std::fmod(x + offset, 6.0f) - 3.0f) - 1.0f, 0.0f, 1.0f); };
+    auto ch = [&](float offset) {
+        return std::clamp(std::fabs(std::fmod(x + offset, 6.0f) - 3.0f) - 1.0f, 0.0f, 1.0f);
+    };
     return {ch(0.0f), ch(4.0f), ch(2.0f), 1.0f};
 }
 
@@ -55,7 +57,8 @@ CErrorAutoThrow QgdiMakeSampleImage(CRowIterator& image, int width, int height) 
                 p = Hue(x / w);
                 const float t = y / static_cast<float>(band);
                 const float k = t < 0.5f ? 1.0f - 2.0f * t : 0.0f, d = t > 0.5f ? 2.0f * (t - 0.5f) : 0.0f;
-                p = {(p.r + (1 - p.r) * k) * (1 - d), (p.g + (1 - p.g) * k) * (1 - d), (p.b + (1 - p.b) * k) * (1 - d), 1};
+                p = {(p.r + (1 - p.r) * k) * (1 - d), (p.g + (1 - p.g) * k) * (1 - d), (p.b + (1 - p.b) * k) * (1 - d),
+                     1};
             } else if (y < greyBand) {
                 const float g = x / (w - 1);
                 p = {g, g, g, 1};

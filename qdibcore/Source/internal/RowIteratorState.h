@@ -80,7 +80,7 @@ struct SConvertedRow {
     uint32_t bytes = 0;     // bytes of the presented span
     uint32_t capacity = 0;  // bytes allocated
     uint32_t refs = 0;
-    int32_t x = 0;          // first column and count of the span
+    int32_t x = 0;  // first column and count of the span
     int32_t count = 0;
     CTinyLock lock;
     std::atomic<EPhase> phase{kePhaseEmpty};
@@ -137,7 +137,7 @@ struct SQPresentation {
     EQChannelSet channels = keChannelSetAll;
     EImageModifyMode mode = keImageModifyReadWrite;
     bool converting = false;
-    bool custom = false;  // converters came from SetConversion
+    bool custom = false;                   // converters came from SetConversion
     QRowConvertFn convertRead = nullptr;   // native -> target
     QRowConvertFn convertWrite = nullptr;  // target -> native
     QRowConvertFn channelRead = nullptr;   // target -> presented channel
@@ -160,9 +160,9 @@ struct CRowIteratorBands::SState {
     std::shared_ptr<SQImageStorage> storage;
     RECT rect{0, 0, 0, 0};
     POINT origin{0, 0};
-    int firstRow = 0;      // native row of iterator row 0
-    size_t columnByte = 0; // byte of the first column within a native row
-    int pixelOffset = 0;   // pixel position of the first column inside that byte
+    int firstRow = 0;       // native row of iterator row 0
+    size_t columnByte = 0;  // byte of the first column within a native row
+    int pixelOffset = 0;    // pixel position of the first column inside that byte
     EQPixelFormat native = keFormatNone;
     int nativeBpp = 0;
     RGBQUAD palette[256]{};

@@ -8,8 +8,8 @@
 #include <cstdint>
 #include <cstring>
 
-#include "qdibcore/Source/PixelFormatTraits.h"
 #include "platform/TargetPass.h"
+#include "qdibcore/Source/PixelFormatTraits.h"
 
 namespace qgdi::px {
 // Each kernel pass has its own copies (see platform/TargetPass.h).

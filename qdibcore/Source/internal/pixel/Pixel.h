@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <cstring>
 
+#include "platform/TargetPass.h"
 #include "qdibcore/Source/PixelFormatTraits.h"
 #include "qdibcore/Source/internal/pixel/PixelMath.h"
-#include "platform/TargetPass.h"
 
 namespace qgdi::px {
 // Each kernel pass has its own copies (see platform/TargetPass.h).

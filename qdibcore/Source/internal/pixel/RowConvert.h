@@ -8,11 +8,11 @@
 #include <cstdint>
 #include <cstring>
 
+#include "platform/TargetPass.h"
 #include "qdibcore/Source/PixelFormatTraits.h"
 #include "qdibcore/Source/RowIteratorBands.h"
 #include "qdibcore/Source/internal/pixel/IndexedPixels.h"
 #include "qdibcore/Source/internal/pixel/Pixel.h"
-#include "platform/TargetPass.h"
 
 namespace qgdi::px {
 // Each kernel pass has its own copies (see platform/TargetPass.h).
@@ -29,8 +29,8 @@ struct TConvertRule {
     static constexpr bool kPremul = TD::kPremultiplied && !TS::kPremultiplied && TS::kAlpha;
     // Between 8-bit colour layouts with nothing to multiply, only bytes move.
     static constexpr bool kByteShuffle = sizeof(typename TD::Elem) == 1 && sizeof(typename TS::Elem) == 1 &&
-                                         !TD::kGrey && !TS::kGrey && !TD::kIndexed && !TS::kIndexed &&
-                                         !kUnpremul && !kPremul;
+                                         !TD::kGrey && !TS::kGrey && !TD::kIndexed && !TS::kIndexed && !kUnpremul &&
+                                         !kPremul;
 };
 
 // One pixel: straighten, rescale, premultiply, reduce to grey, as the formats need.
@@ -212,7 +212,9 @@ void ConvertRow(void* dst, const void* src, int count, const SQRowConvertContext
     } else {
         auto* dp = reinterpret_cast<typename TD::Elem*>(d);
         const auto* sp = reinterpret_cast<const typename TS::Elem*>(s);
-        for (int i = 0; i < count; ++i, dp += TD::kChannels, sp += TS::kChannels) ConvertPixel<D, S>(dp, sp);  // @vectorised
+        for (int i = 0; i < count; ++i, dp += TD::kChannels, sp += TS::kChannels) {  // @vectorised
+            ConvertPixel<D, S>(dp, sp);
+        }
     }
 }
 
