@@ -1,6 +1,7 @@
 #pragma once
 // The whole public interface of the graphics core, its memory manager and its
 // error-code library. Each subsystem has an umbrella header of its own.
+#include "platform/CpuDispatch.h"
 #include "platform/platform.h"
 #include "qerror/qerror.h"
 #include "qmm/ImageTiles.h"

@@ -188,13 +188,13 @@ struct TRowReplaceColor {
 
 }  // namespace
 
-const SRowOpDictEntry* GetRowInvertDict() noexcept { return qgdi_rowop::kDict<kInvertPairs, TRowInvert>.data(); }
+const SRowOpDictEntry* GetRowInvertDict() noexcept { return qgdi::rowop::kDict<kInvertPairs, TRowInvert>.data(); }
 const SRowOpDictEntry* GetRowRGBAdjustDict() noexcept {
-    return qgdi_rowop::kDict<kRGBAdjustPairs, TRowRGBAdjust>.data();
+    return qgdi::rowop::kDict<kRGBAdjustPairs, TRowRGBAdjust>.data();
 }
-const SRowOpDictEntry* GetRowKodalithDict() noexcept { return qgdi_rowop::kDict<kKodalithPairs, TRowKodalith>.data(); }
+const SRowOpDictEntry* GetRowKodalithDict() noexcept { return qgdi::rowop::kDict<kKodalithPairs, TRowKodalith>.data(); }
 const SRowOpDictEntry* GetRowReplaceColorDict() noexcept {
-    return qgdi_rowop::kDict<kReplaceColorPairs, TRowReplaceColor>.data();
+    return qgdi::rowop::kDict<kReplaceColorPairs, TRowReplaceColor>.data();
 }
 
 }  // namespace qgdi::QGDI_TARGET_NS

@@ -61,26 +61,36 @@ struct SHeldRows {
 QuorErrorCode ApplyRow(const SApplyArgs& a, const CRowOp& op, CRowOpData data, int r) {
     const int width = data.nCount;
     SHeldRows held{a, r};
+    // A row refused for its state is skipped; a converted row that found no
+    // memory stops the apply, so that no row is left unchanged unreported.
+    auto refused = [](const CErrorAutoThrow& result) {
+        return result == keQuorErrOutOfMemory ? keQuorErrOutOfMemory : keQuorErrSuccess;
+    };
     uint8_t* dst = nullptr;
     int dstOffset = 0;
-    if (a.dst->GetRow(dst, a.dstRect.top + r, a.dstRect.left, width, &dstOffset).IsError() || !dst)
-        return keQuorErrSuccess;
+    {
+        const CErrorAutoThrow got = a.dst->GetRow(dst, a.dstRect.top + r, a.dstRect.left, width, &dstOffset);
+        if (got.IsError() || !dst) return refused(got);
+    }
     held.dst = true;
     const uint8_t* src = nullptr;
     int srcOffset = 0;
     if (a.srcWritable) {
         uint8_t* p = nullptr;
-        held.src = !a.srcWritable->GetRow(p, a.srcOrigin.y + r, a.srcOrigin.x, width, &srcOffset).IsError() && p;
-        if (!held.src) return keQuorErrSuccess;
+        const CErrorAutoThrow got = a.srcWritable->GetRow(p, a.srcOrigin.y + r, a.srcOrigin.x, width, &srcOffset);
+        if (got.IsError() || !p) return refused(got);
+        held.src = true;
         src = p;
     } else if (a.src) {
-        held.src = !a.src->GetRow(src, a.srcOrigin.y + r, a.srcOrigin.x, width, &srcOffset).IsError() && src;
-        if (!held.src) return keQuorErrSuccess;
+        const CErrorAutoThrow got = a.src->GetRow(src, a.srcOrigin.y + r, a.srcOrigin.x, width, &srcOffset);
+        if (got.IsError() || !src) return refused(got);
+        held.src = true;
     }
     const uint8_t* mask = nullptr;
     if (a.mask) {
-        held.mask = !a.mask->GetRow(mask, a.maskOrigin.y + r, a.maskOrigin.x, width).IsError() && mask;
-        if (!held.mask) return keQuorErrSuccess;
+        const CErrorAutoThrow got = a.mask->GetRow(mask, a.maskOrigin.y + r, a.maskOrigin.x, width);
+        if (got.IsError() || !mask) return refused(got);
+        held.mask = true;
     }
     data.pSrc = src;
     data.pMask = mask;

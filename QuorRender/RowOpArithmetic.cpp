@@ -1,5 +1,6 @@
 #include "QuorRender/RowOpArithmetic.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "QuorRender/internal/RowOpDict.h"
@@ -141,7 +142,13 @@ struct TRowPlusEqual {
         using E = typename TQPixelFormat<D>::Elem;
         ForElements<D>(data, [](E* d, const E* s, int n) {
             // d = min(full, d + s)
-            for (int i = 0; i < n; ++i) d[i] = Saturate<E>(TWork<E>(d[i]) + TWork<E>(s[i]));  // @vectorised
+            if constexpr (kIsFloat<E>) {
+                for (int i = 0; i < n; ++i) d[i] = Saturate<E>(d[i] + s[i]);  // @vectorised
+            } else {
+                // min(d, full - s) + s never leaves the element type, so the loop
+                // runs in byte or word lanes instead of widening to 32 bits.
+                for (int i = 0; i < n; ++i) d[i] = E(std::min<E>(d[i], E(kFull<E> - s[i])) + s[i]);  // @vectorised
+            }
         });
     }
 };
@@ -184,11 +191,11 @@ struct THighPass {
 }  // namespace
 
 const SRowOpDictEntry* GetRowArithmeticDict() noexcept {
-    return qgdi_rowop::kDict<kArithmeticPairs, TRowArithmetic>.data();
+    return qgdi::rowop::kDict<kArithmeticPairs, TRowArithmetic>.data();
 }
-const SRowOpDictEntry* GetRowMulEqualDict() noexcept { return qgdi_rowop::kDict<kMulPlusPairs, TRowMulEqual>.data(); }
-const SRowOpDictEntry* GetRowPlusEqualDict() noexcept { return qgdi_rowop::kDict<kMulPlusPairs, TRowPlusEqual>.data(); }
-const SRowOpDictEntry* GetHighPassDict() noexcept { return qgdi_rowop::kDict<kHighPassPairs, THighPass>.data(); }
+const SRowOpDictEntry* GetRowMulEqualDict() noexcept { return qgdi::rowop::kDict<kMulPlusPairs, TRowMulEqual>.data(); }
+const SRowOpDictEntry* GetRowPlusEqualDict() noexcept { return qgdi::rowop::kDict<kMulPlusPairs, TRowPlusEqual>.data(); }
+const SRowOpDictEntry* GetHighPassDict() noexcept { return qgdi::rowop::kDict<kHighPassPairs, THighPass>.data(); }
 
 }  // namespace qgdi::QGDI_TARGET_NS
 

@@ -165,13 +165,13 @@ struct TChannelLinear {
 
 }  // namespace
 
-const SRowOpDictEntry* GetChannelGetDict() noexcept { return qgdi_rowop::kDict<kChannelGetPairs, TChannelGet>.data(); }
-const SRowOpDictEntry* GetChannelSetDict() noexcept { return qgdi_rowop::kDict<kChannelSetPairs, TChannelSet>.data(); }
+const SRowOpDictEntry* GetChannelGetDict() noexcept { return qgdi::rowop::kDict<kChannelGetPairs, TChannelGet>.data(); }
+const SRowOpDictEntry* GetChannelSetDict() noexcept { return qgdi::rowop::kDict<kChannelSetPairs, TChannelSet>.data(); }
 const SRowOpDictEntry* GetChannelConstantDict() noexcept {
-    return qgdi_rowop::kDict<kChannelConstantPairs, TChannelConstant>.data();
+    return qgdi::rowop::kDict<kChannelConstantPairs, TChannelConstant>.data();
 }
 const SRowOpDictEntry* GetChannelLinearDict() noexcept {
-    return qgdi_rowop::kDict<kChannelLinearPairs, TChannelLinear>.data();
+    return qgdi::rowop::kDict<kChannelLinearPairs, TChannelLinear>.data();
 }
 
 }  // namespace qgdi::QGDI_TARGET_NS

@@ -221,14 +221,14 @@ struct TRowBlendIndexedBGRA {
 }  // namespace
 
 const SRowOpDictEntry* GetRowMaskOverSolidDict() noexcept {
-    return qgdi_rowop::kDict<kMaskOverSolidPairs, TRowMaskOverSolid>.data();
+    return qgdi::rowop::kDict<kMaskOverSolidPairs, TRowMaskOverSolid>.data();
 }
 const SRowOpDictEntry* GetRowBlendSolidDict() noexcept {
-    return qgdi_rowop::kDict<kBlendSolidPairs, TRowBlendSolid>.data();
+    return qgdi::rowop::kDict<kBlendSolidPairs, TRowBlendSolid>.data();
 }
-const SRowOpDictEntry* GetRowEraseDict() noexcept { return qgdi_rowop::kDict<kErasePairs, TRowErase>.data(); }
+const SRowOpDictEntry* GetRowEraseDict() noexcept { return qgdi::rowop::kDict<kErasePairs, TRowErase>.data(); }
 const SRowOpDictEntry* GetRowBlendIndexedBGRADict() noexcept {
-    return qgdi_rowop::kDict<kBlendIndexedPairs, TRowBlendIndexedBGRA>.data();
+    return qgdi::rowop::kDict<kBlendIndexedPairs, TRowBlendIndexedBGRA>.data();
 }
 
 }  // namespace qgdi::QGDI_TARGET_NS

@@ -61,7 +61,7 @@ struct TRowCopy {
     }
 };
 
-constexpr auto& kRowCopyDict = qgdi_rowop::kDict<kRowCopyPairs, TRowCopy>;
+constexpr auto& kRowCopyDict = qgdi::rowop::kDict<kRowCopyPairs, TRowCopy>;
 
 }  // namespace
 

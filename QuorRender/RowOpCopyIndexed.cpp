@@ -74,10 +74,10 @@ struct TRowCopyPaletted {
 }  // namespace
 
 const SRowOpDictEntry* GetRowCopyIndexedDict() noexcept {
-    return qgdi_rowop::kDict<kCopyIndexedPairs, TRowCopyIndexed>.data();
+    return qgdi::rowop::kDict<kCopyIndexedPairs, TRowCopyIndexed>.data();
 }
 const SRowOpDictEntry* GetRowCopyPalettedWithTransparencyIndexDict() noexcept {
-    return qgdi_rowop::kDict<kPalettedPairs, TRowCopyPaletted>.data();
+    return qgdi::rowop::kDict<kPalettedPairs, TRowCopyPaletted>.data();
 }
 
 }  // namespace qgdi::QGDI_TARGET_NS

@@ -61,7 +61,7 @@ struct TRowDither {
 
 }  // namespace
 
-const SRowOpDictEntry* GetRowDitherDict() noexcept { return qgdi_rowop::kDict<kDitherPairs, TRowDither>.data(); }
+const SRowOpDictEntry* GetRowDitherDict() noexcept { return qgdi::rowop::kDict<kDitherPairs, TRowDither>.data(); }
 
 }  // namespace qgdi::QGDI_TARGET_NS
 

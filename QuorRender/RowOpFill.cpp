@@ -118,7 +118,7 @@ struct TRowFill {
 
 }  // namespace
 
-const SRowOpDictEntry* GetRowFillDict() noexcept { return qgdi_rowop::kDict<kFillPairs, TRowFill>.data(); }
+const SRowOpDictEntry* GetRowFillDict() noexcept { return qgdi::rowop::kDict<kFillPairs, TRowFill>.data(); }
 
 }  // namespace qgdi::QGDI_TARGET_NS
 

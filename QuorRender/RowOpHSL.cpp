@@ -175,10 +175,10 @@ struct TRowHSLCopyChannel {
 }  // namespace
 
 const SRowOpDictEntry* GetRowHSLAdjustDict() noexcept {
-    return qgdi_rowop::kDict<kHSLAdjustPairs, TRowHSLAdjust>.data();
+    return qgdi::rowop::kDict<kHSLAdjustPairs, TRowHSLAdjust>.data();
 }
 const SRowOpDictEntry* GetRowHSLCopyChannelDict() noexcept {
-    return qgdi_rowop::kDict<kHSLCopyPairs, TRowHSLCopyChannel>.data();
+    return qgdi::rowop::kDict<kHSLCopyPairs, TRowHSLCopyChannel>.data();
 }
 
 }  // namespace qgdi::QGDI_TARGET_NS

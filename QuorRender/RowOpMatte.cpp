@@ -184,8 +184,8 @@ struct TRowDematte {
 
 }  // namespace
 
-const SRowOpDictEntry* GetRowMatteDict() noexcept { return qgdi_rowop::kDict<kMattePairs, TRowMatte>.data(); }
-const SRowOpDictEntry* GetRowDematteDict() noexcept { return qgdi_rowop::kDict<kDemattePairs, TRowDematte>.data(); }
+const SRowOpDictEntry* GetRowMatteDict() noexcept { return qgdi::rowop::kDict<kMattePairs, TRowMatte>.data(); }
+const SRowOpDictEntry* GetRowDematteDict() noexcept { return qgdi::rowop::kDict<kDemattePairs, TRowDematte>.data(); }
 
 }  // namespace qgdi::QGDI_TARGET_NS
 

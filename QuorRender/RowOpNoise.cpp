@@ -86,7 +86,7 @@ struct TRowNoise {
 
 }  // namespace
 
-const SRowOpDictEntry* GetRowNoiseDict() noexcept { return qgdi_rowop::kDict<kNoisePairs, TRowNoise>.data(); }
+const SRowOpDictEntry* GetRowNoiseDict() noexcept { return qgdi::rowop::kDict<kNoisePairs, TRowNoise>.data(); }
 
 }  // namespace qgdi::QGDI_TARGET_NS
 

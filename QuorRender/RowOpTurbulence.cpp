@@ -39,7 +39,7 @@ struct TRowTurbulence {
 }  // namespace
 
 const SRowOpDictEntry* GetRowTurbulenceDict() noexcept {
-    return qgdi_rowop::kDict<kTurbulencePairs, TRowTurbulence>.data();
+    return qgdi::rowop::kDict<kTurbulencePairs, TRowTurbulence>.data();
 }
 
 }  // namespace qgdi::QGDI_TARGET_NS

@@ -41,7 +41,7 @@ struct TAlphaMul {
     }
 };
 
-constexpr auto& kAlphaMulDict = qgdi_rowop::kDict<kDirectFormats, TAlphaMul>;
+constexpr auto& kAlphaMulDict = qgdi::rowop::kDict<kDirectFormats, TAlphaMul>;
 
 }  // namespace
 

@@ -8,6 +8,8 @@
 #include <fstream>
 #include <string>
 
+#include "qgdi.h"
+
 namespace qgdi::bench {
 namespace {
 
@@ -133,6 +135,8 @@ void AddMachineContext() {
     if (c.l3 && Tiers().back().bytes < c.l3 * 2) tiers += " (memory tier capped below twice L3)";
     benchmark::AddCustomContext("working sets", tiers);
     benchmark::AddCustomContext("mode", QuickMode() ? "quick" : "full");
+    // The kernel target in use (widest the processor runs, or QGDI_CPU's cap).
+    benchmark::AddCustomContext("kernel target", QGDI_GetKernelTarget());
 }
 
 void AddPeerVersion(const char* peer, const std::string& version) {
@@ -178,11 +182,19 @@ void CRatioReporter::Finalize() {
     std::fflush(stdout);
 }
 
-benchmark::internal::Benchmark* Configure(benchmark::internal::Benchmark* b) {
+benchmark::internal::Benchmark* Configure(benchmark::internal::Benchmark* b, size_t workingSet) {
     b->UseManualTime()->Unit(benchmark::kMicrosecond);
     // A smoke run only needs every benchmark to run: a fixed, small count.
     if (QuickMode()) return b->Iterations(2);
-    return b->MinTime(MinTime())->Repetitions(Repetitions())->ReportAggregatesOnly(true);
+    b->Repetitions(Repetitions())->ReportAggregatesOnly(true);
+    // Every iteration restores its working set outside the timing. Beyond L1
+    // that restore outweighs a fast kernel's pass many times over, and a
+    // minimum time would spend minutes restoring: such sets run a fixed count
+    // that still moves tens of megabytes per repetition.
+    constexpr size_t kBytesPerRepetition = size_t(32) << 20;
+    if (workingSet > CacheSizes().l1)
+        return b->Iterations(static_cast<benchmark::IterationCount>(std::max<size_t>(5, kBytesPerRepetition / workingSet)));
+    return b->MinTime(MinTime());
 }
 
 }  // namespace qgdi::bench

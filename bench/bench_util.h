@@ -65,6 +65,6 @@ private:
 
 // Registers the benchmark programs' common settings on `b`: manual (wall
 // clock) time, repetitions reported as aggregates, minimum time.
-benchmark::internal::Benchmark* Configure(benchmark::internal::Benchmark* b);
+benchmark::internal::Benchmark* Configure(benchmark::internal::Benchmark* b, size_t workingSet = 0);
 
 }  // namespace qgdi::bench

@@ -208,8 +208,9 @@ void RunSpans(const CRowOp& op, const SWorkload& w) {
         d.y = d.nRowCounter = s.y;
         d.pDst = At(w.dst, s.y, s.x);
         d.pSrc = w.src.storage ? At(w.src, s.y, s.x) : nullptr;
-        d.pMask = w.mask.storage ? At(w.mask, s.y, s.x) : nullptr;
-        op(d);
+        // The rasteriser's entry point: a coverage mask, or full coverage.
+        if (w.mask.storage) op.SpanMasked(d, At(w.mask, s.y, s.x)).Ignore();
+        else op.Span(d, 255).Ignore();
     }
 }
 
@@ -339,7 +340,8 @@ void RegisterKinds() {
                         (prefix + GeometryName(tier, spans, threads)).c_str(), [=](benchmark::State& state) {
                             const std::unique_ptr<CRowOpDef> def = k->makeSample();
                             RunOurs(state, *def, dst, src, k->coverage, tier, spans, threads);
-                        }));
+                        }),
+                              spans ? 0 : tier.bytes);
                 },
                 first);
         }
@@ -463,9 +465,11 @@ void RegisterPixman() {
             Configure(benchmark::RegisterBenchmark((base + "ours").c_str(), [=](benchmark::State& state) {
                 const std::unique_ptr<CRowOpDef> def = pc->ours();
                 RunOurs(state, *def, pc->dst, pc->src, pc->masked, tier, spans, 1);
-            }));
+            }),
+                      spans ? 0 : tier.bytes);
             Configure(benchmark::RegisterBenchmark(
-                (base + "pixman").c_str(), [=](benchmark::State& state) { RunPixman(state, *pc, tier, spans); }));
+                          (base + "pixman").c_str(), [=](benchmark::State& state) { RunPixman(state, *pc, tier, spans); }),
+                      spans ? 0 : tier.bytes);
         });
 }
 

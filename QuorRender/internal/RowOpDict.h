@@ -13,7 +13,7 @@ struct SQFormatPair {
     EQPixelFormat src;
 };
 
-namespace qgdi_rowop {
+namespace qgdi::rowop {
 
 template <const auto& kPairs, template <EQPixelFormat, EQPixelFormat> class Kernel, std::size_t... I>
 constexpr auto MakeDict(std::index_sequence<I...>) {
@@ -35,4 +35,4 @@ constexpr std::size_t DictSize(const SRowOpDictEntry* dict) noexcept {
     return n;
 }
 
-}  // namespace qgdi_rowop
+}  // namespace qgdi::rowop

@@ -136,6 +136,22 @@ CRowBufferCache::SSlot& CRowBufferCache::Mine() noexcept {
     return m_slots[mine % kSlots];
 }
 
+namespace {
+std::atomic<int> g_bufferFailures{0};
+
+// True when an injected failure is due; takes it.
+bool InjectedFailure() noexcept {
+    int left = g_bufferFailures.load(std::memory_order_relaxed);
+    while (left > 0)
+        if (g_bufferFailures.compare_exchange_weak(left, left - 1, std::memory_order_relaxed)) return true;
+    return false;
+}
+}  // namespace
+
+void SetRowBufferFailures(int count) noexcept {
+    g_bufferFailures.store(count > 0 ? count : 0, std::memory_order_relaxed);
+}
+
 SRowBuffer CRowBufferCache::Take(size_t bytes) noexcept {
     SSlot& slot = Mine();
     {
@@ -147,7 +163,7 @@ SRowBuffer CRowBufferCache::Take(size_t bytes) noexcept {
     }
     // Whole cache lines, so that a buffer also serves slightly longer spans later.
     const size_t rounded = std::max<size_t>((bytes + 63) & ~size_t(63), 64);
-    if (rounded > UINT32_MAX) return {};
+    if (rounded > UINT32_MAX || InjectedFailure()) return {};
     SRowBuffer b;
     b.data = static_cast<uint8_t*>(std::aligned_alloc(64, rounded));
     b.capacity = b.data ? static_cast<uint32_t>(rounded) : 0;

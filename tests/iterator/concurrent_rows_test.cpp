@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "iterator_test_util.h"
+#include "qdibcore/Source/internal/RowIteratorState.h"
 
 namespace {
 
@@ -256,6 +257,34 @@ TEST(ConcurrentRowsShared, RowOperationsOverConvertingIterators) {
     const std::vector<uint8_t> one = run(1);
     ASSERT_FALSE(one.empty());
     EXPECT_EQ(run(kThreads), one);
+}
+
+// A converted row that finds no memory is a code, never a silently skipped
+// row: from the iterator itself, and through the checked apply, which stops
+// there; with memory again the same calls succeed.
+TEST(ConvertedRowMemory, FailureIsReportedNotSkipped) {
+    CRowIterator it;
+    qgdi::test::MakeRandomImage(it, keFormatBGR, 9, 6, 11);
+    ASSERT_FALSE(it.SetPixelFormat(keFormatBGRA).IsError());
+    uint8_t* row = nullptr;
+    qgdi::iter::SetRowBufferFailures(1);
+    EXPECT_EQ(it.GetRow(row, 2), keQuorErrOutOfMemory);
+    ASSERT_FALSE(it.GetRow(row, 2).IsError());
+    it.ReleaseRow(2).Ignore();
+
+    CRowOpDefRowFill fill(0xFF336699u);
+    qgdi::iter::SetRowBufferFailures(1);
+    EXPECT_EQ(PixelIterator_ApplyRowOpChecked(fill, it), keQuorErrOutOfMemory);
+    qgdi::iter::SetRowBufferFailures(0);
+    ASSERT_FALSE(PixelIterator_ApplyRowOpChecked(fill, it).IsError());
+    ASSERT_FALSE(it.SetPixelFormat(keFormatNone).IsError());
+    for (int y = 0; y < it.GetHeight(); ++y) {
+        const uint8_t* p = nullptr;
+        ASSERT_FALSE(it.GetRow(p, y).IsError());
+        for (int x = 0; x < it.GetWidth(); ++x)
+            EXPECT_EQ(p[3 * x] | p[3 * x + 1] << 8 | p[3 * x + 2] << 16, 0x996633) << x << "," << y;
+        it.ReleaseRow(y).Ignore();
+    }
 }
 
 }  // namespace

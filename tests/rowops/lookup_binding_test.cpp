@@ -103,7 +103,7 @@ TEST(RowOpType, DiagnosticNames) {
 TEST(Catalogue, DictionariesHaveTheirSizesAndNoDuplicates) {
     for (const SKindSample& kind : KindSamples()) {
         const SRowOpDictEntry* dict = kind.getDict();
-        ASSERT_EQ(qgdi_rowop::DictSize(dict), kind.entries) << kind.name;
+        ASSERT_EQ(qgdi::rowop::DictSize(dict), kind.entries) << kind.name;
         std::set<std::pair<int, int>> pairs;
         for (size_t i = 0; i < kind.entries; ++i) {
             EXPECT_EQ(dict[i].nVariant, keRoVariantPlain) << kind.name;

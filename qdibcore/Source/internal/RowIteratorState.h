@@ -97,6 +97,10 @@ struct SConvertedRow {
 // threads never hand buffers to each other. A thread's slot is chosen by a
 // small number it draws on first use; threads beyond the slot count share
 // slots, which costs reuse, never correctness.
+// Test hook: the next `count` converted-row buffers that would be allocated
+// fail as if memory had run out (0: none fail).
+void SetRowBufferFailures(int count) noexcept;
+
 class CRowBufferCache {
 public:
     static constexpr unsigned kSlots = 32;
