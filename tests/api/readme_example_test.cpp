@@ -30,6 +30,17 @@ void ReadmeExample() {
         if (row.IsValid()) row.Get()[3] = 128;     // alpha of the first pixel
     }
 
+    CRowOpDefRowFill ink(0xFF202020u);
+    CRowOpData run;  // formats bound once, kernel state prepared once
+    run.eDstFormat = keFormatBGRA;
+    const CRowOp op(&ink, run);
+    if (TAutoRow<unsigned char> row(image, 10); row.IsValid()) {
+        run.pDst = row.Get() + 4 * 200;  // 12 pixels from column 200 of row 10,
+        run.nCount = 12, run.x = 200, run.y = 10;  // as a rasteriser delivers a run
+        op.Span(run, 128).Ignore();  // at half coverage (SpanMasked: a coverage mask)
+    }
+    if (PixelIterator_ApplyRowOpChecked(ink, image) == keQuorErrOutOfMemory) return;  // 100, 102 or 0
+
     double L, a, b;
     RGBDtoLab(1.0, 0.0, 0.0, L, a, b, kColorSpecSRGB);  // 53.24, 80.09, 67.20
 
