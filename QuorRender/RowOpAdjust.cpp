@@ -218,12 +218,8 @@ void CRowOpDefRowRGBAdjust::BuildByteTables() noexcept {
                 static_cast<int32_t>(std::lround(m_dGain[c] * v + m_dOffset[c] * 255)));
 }
 
-QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowInvertDict() noexcept)
-QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowRGBAdjustDict() noexcept)
-QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowKodalithDict() noexcept)
-QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowReplaceColorDict() noexcept)
-const SRowOpDictEntry* GetRowInvertDict() noexcept { return QGDI_DISPATCH(GetRowInvertDict)(); }
-const SRowOpDictEntry* GetRowRGBAdjustDict() noexcept { return QGDI_DISPATCH(GetRowRGBAdjustDict)(); }
-const SRowOpDictEntry* GetRowKodalithDict() noexcept { return QGDI_DISPATCH(GetRowKodalithDict)(); }
-const SRowOpDictEntry* GetRowReplaceColorDict() noexcept { return QGDI_DISPATCH(GetRowReplaceColorDict)(); }
+QGDI_DISPATCHED_DICT(GetRowInvertDict)
+QGDI_DISPATCHED_DICT(GetRowRGBAdjustDict)
+QGDI_DISPATCHED_DICT(GetRowKodalithDict)
+QGDI_DISPATCHED_DICT(GetRowReplaceColorDict)
 #endif  // QGDI_BASELINE_PASS

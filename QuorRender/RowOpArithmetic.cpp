@@ -194,18 +194,16 @@ const SRowOpDictEntry* GetRowArithmeticDict() noexcept {
     return qgdi::rowop::kDict<kArithmeticPairs, TRowArithmetic>.data();
 }
 const SRowOpDictEntry* GetRowMulEqualDict() noexcept { return qgdi::rowop::kDict<kMulPlusPairs, TRowMulEqual>.data(); }
-const SRowOpDictEntry* GetRowPlusEqualDict() noexcept { return qgdi::rowop::kDict<kMulPlusPairs, TRowPlusEqual>.data(); }
+const SRowOpDictEntry* GetRowPlusEqualDict() noexcept {
+    return qgdi::rowop::kDict<kMulPlusPairs, TRowPlusEqual>.data();
+}
 const SRowOpDictEntry* GetHighPassDict() noexcept { return qgdi::rowop::kDict<kHighPassPairs, THighPass>.data(); }
 
 }  // namespace qgdi::QGDI_TARGET_NS
 
 #if QGDI_BASELINE_PASS
-QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowArithmeticDict() noexcept)
-QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowMulEqualDict() noexcept)
-QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowPlusEqualDict() noexcept)
-QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetHighPassDict() noexcept)
-const SRowOpDictEntry* GetRowArithmeticDict() noexcept { return QGDI_DISPATCH(GetRowArithmeticDict)(); }
-const SRowOpDictEntry* GetRowMulEqualDict() noexcept { return QGDI_DISPATCH(GetRowMulEqualDict)(); }
-const SRowOpDictEntry* GetRowPlusEqualDict() noexcept { return QGDI_DISPATCH(GetRowPlusEqualDict)(); }
-const SRowOpDictEntry* GetHighPassDict() noexcept { return QGDI_DISPATCH(GetHighPassDict)(); }
+QGDI_DISPATCHED_DICT(GetRowArithmeticDict)
+QGDI_DISPATCHED_DICT(GetRowMulEqualDict)
+QGDI_DISPATCHED_DICT(GetRowPlusEqualDict)
+QGDI_DISPATCHED_DICT(GetHighPassDict)
 #endif  // QGDI_BASELINE_PASS

@@ -177,12 +177,8 @@ const SRowOpDictEntry* GetChannelLinearDict() noexcept {
 }  // namespace qgdi::QGDI_TARGET_NS
 
 #if QGDI_BASELINE_PASS
-QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetChannelGetDict() noexcept)
-QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetChannelSetDict() noexcept)
-QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetChannelConstantDict() noexcept)
-QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetChannelLinearDict() noexcept)
-const SRowOpDictEntry* GetChannelGetDict() noexcept { return QGDI_DISPATCH(GetChannelGetDict)(); }
-const SRowOpDictEntry* GetChannelSetDict() noexcept { return QGDI_DISPATCH(GetChannelSetDict)(); }
-const SRowOpDictEntry* GetChannelConstantDict() noexcept { return QGDI_DISPATCH(GetChannelConstantDict)(); }
-const SRowOpDictEntry* GetChannelLinearDict() noexcept { return QGDI_DISPATCH(GetChannelLinearDict)(); }
+QGDI_DISPATCHED_DICT(GetChannelGetDict)
+QGDI_DISPATCHED_DICT(GetChannelSetDict)
+QGDI_DISPATCHED_DICT(GetChannelConstantDict)
+QGDI_DISPATCHED_DICT(GetChannelLinearDict)
 #endif  // QGDI_BASELINE_PASS

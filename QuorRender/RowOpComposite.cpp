@@ -234,12 +234,8 @@ const SRowOpDictEntry* GetRowBlendIndexedBGRADict() noexcept {
 }  // namespace qgdi::QGDI_TARGET_NS
 
 #if QGDI_BASELINE_PASS
-QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowMaskOverSolidDict() noexcept)
-QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowBlendSolidDict() noexcept)
-QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowEraseDict() noexcept)
-QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowBlendIndexedBGRADict() noexcept)
-const SRowOpDictEntry* GetRowMaskOverSolidDict() noexcept { return QGDI_DISPATCH(GetRowMaskOverSolidDict)(); }
-const SRowOpDictEntry* GetRowBlendSolidDict() noexcept { return QGDI_DISPATCH(GetRowBlendSolidDict)(); }
-const SRowOpDictEntry* GetRowEraseDict() noexcept { return QGDI_DISPATCH(GetRowEraseDict)(); }
-const SRowOpDictEntry* GetRowBlendIndexedBGRADict() noexcept { return QGDI_DISPATCH(GetRowBlendIndexedBGRADict)(); }
+QGDI_DISPATCHED_DICT(GetRowMaskOverSolidDict)
+QGDI_DISPATCHED_DICT(GetRowBlendSolidDict)
+QGDI_DISPATCHED_DICT(GetRowEraseDict)
+QGDI_DISPATCHED_DICT(GetRowBlendIndexedBGRADict)
 #endif  // QGDI_BASELINE_PASS

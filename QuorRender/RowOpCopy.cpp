@@ -81,6 +81,5 @@ const CRowOpDefRowCopy& QGDI_GetRowCopyDef() noexcept {
     return def;
 }
 
-QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowCopyDict() noexcept)
-const SRowOpDictEntry* GetRowCopyDict() noexcept { return QGDI_DISPATCH(GetRowCopyDict)(); }
+QGDI_DISPATCHED_DICT(GetRowCopyDict)
 #endif  // QGDI_BASELINE_PASS

@@ -83,10 +83,6 @@ const SRowOpDictEntry* GetRowCopyPalettedWithTransparencyIndexDict() noexcept {
 }  // namespace qgdi::QGDI_TARGET_NS
 
 #if QGDI_BASELINE_PASS
-QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowCopyIndexedDict() noexcept)
-QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowCopyPalettedWithTransparencyIndexDict() noexcept)
-const SRowOpDictEntry* GetRowCopyIndexedDict() noexcept { return QGDI_DISPATCH(GetRowCopyIndexedDict)(); }
-const SRowOpDictEntry* GetRowCopyPalettedWithTransparencyIndexDict() noexcept {
-    return QGDI_DISPATCH(GetRowCopyPalettedWithTransparencyIndexDict)();
-}
+QGDI_DISPATCHED_DICT(GetRowCopyIndexedDict)
+QGDI_DISPATCHED_DICT(GetRowCopyPalettedWithTransparencyIndexDict)
 #endif  // QGDI_BASELINE_PASS

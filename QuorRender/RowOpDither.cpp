@@ -66,6 +66,5 @@ const SRowOpDictEntry* GetRowDitherDict() noexcept { return qgdi::rowop::kDict<k
 }  // namespace qgdi::QGDI_TARGET_NS
 
 #if QGDI_BASELINE_PASS
-QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowDitherDict() noexcept)
-const SRowOpDictEntry* GetRowDitherDict() noexcept { return QGDI_DISPATCH(GetRowDitherDict)(); }
+QGDI_DISPATCHED_DICT(GetRowDitherDict)
 #endif  // QGDI_BASELINE_PASS

@@ -123,6 +123,5 @@ const SRowOpDictEntry* GetRowFillDict() noexcept { return qgdi::rowop::kDict<kFi
 }  // namespace qgdi::QGDI_TARGET_NS
 
 #if QGDI_BASELINE_PASS
-QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowFillDict() noexcept)
-const SRowOpDictEntry* GetRowFillDict() noexcept { return QGDI_DISPATCH(GetRowFillDict)(); }
+QGDI_DISPATCHED_DICT(GetRowFillDict)
 #endif  // QGDI_BASELINE_PASS

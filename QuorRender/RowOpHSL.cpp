@@ -184,8 +184,6 @@ const SRowOpDictEntry* GetRowHSLCopyChannelDict() noexcept {
 }  // namespace qgdi::QGDI_TARGET_NS
 
 #if QGDI_BASELINE_PASS
-QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowHSLAdjustDict() noexcept)
-QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowHSLCopyChannelDict() noexcept)
-const SRowOpDictEntry* GetRowHSLAdjustDict() noexcept { return QGDI_DISPATCH(GetRowHSLAdjustDict)(); }
-const SRowOpDictEntry* GetRowHSLCopyChannelDict() noexcept { return QGDI_DISPATCH(GetRowHSLCopyChannelDict)(); }
+QGDI_DISPATCHED_DICT(GetRowHSLAdjustDict)
+QGDI_DISPATCHED_DICT(GetRowHSLCopyChannelDict)
 #endif  // QGDI_BASELINE_PASS

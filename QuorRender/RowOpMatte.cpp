@@ -190,8 +190,6 @@ const SRowOpDictEntry* GetRowDematteDict() noexcept { return qgdi::rowop::kDict<
 }  // namespace qgdi::QGDI_TARGET_NS
 
 #if QGDI_BASELINE_PASS
-QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowMatteDict() noexcept)
-QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowDematteDict() noexcept)
-const SRowOpDictEntry* GetRowMatteDict() noexcept { return QGDI_DISPATCH(GetRowMatteDict)(); }
-const SRowOpDictEntry* GetRowDematteDict() noexcept { return QGDI_DISPATCH(GetRowDematteDict)(); }
+QGDI_DISPATCHED_DICT(GetRowMatteDict)
+QGDI_DISPATCHED_DICT(GetRowDematteDict)
 #endif  // QGDI_BASELINE_PASS

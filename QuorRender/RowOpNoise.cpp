@@ -91,6 +91,5 @@ const SRowOpDictEntry* GetRowNoiseDict() noexcept { return qgdi::rowop::kDict<kN
 }  // namespace qgdi::QGDI_TARGET_NS
 
 #if QGDI_BASELINE_PASS
-QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowNoiseDict() noexcept)
-const SRowOpDictEntry* GetRowNoiseDict() noexcept { return QGDI_DISPATCH(GetRowNoiseDict)(); }
+QGDI_DISPATCHED_DICT(GetRowNoiseDict)
 #endif  // QGDI_BASELINE_PASS

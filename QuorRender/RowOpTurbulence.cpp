@@ -156,6 +156,5 @@ double CRowOpDefRowTurbulence::Evaluate(int channel, double x, double y) const n
     return m_bFractalNoise ? (sum + 1) / 2 : sum;
 }
 
-QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* GetRowTurbulenceDict() noexcept)
-const SRowOpDictEntry* GetRowTurbulenceDict() noexcept { return QGDI_DISPATCH(GetRowTurbulenceDict)(); }
+QGDI_DISPATCHED_DICT(GetRowTurbulenceDict)
 #endif  // QGDI_BASELINE_PASS

@@ -193,7 +193,8 @@ benchmark::internal::Benchmark* Configure(benchmark::internal::Benchmark* b, siz
     // that still moves tens of megabytes per repetition.
     constexpr size_t kBytesPerRepetition = size_t(32) << 20;
     if (workingSet > CacheSizes().l1)
-        return b->Iterations(static_cast<benchmark::IterationCount>(std::max<size_t>(5, kBytesPerRepetition / workingSet)));
+        return b->Iterations(
+            static_cast<benchmark::IterationCount>(std::max<size_t>(5, kBytesPerRepetition / workingSet)));
     return b->MinTime(MinTime());
 }
 

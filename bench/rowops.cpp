@@ -336,11 +336,12 @@ void RegisterKinds() {
             ForEachGeometry(
                 [&, dst = dst, src = src](const STier& tier, bool spans, int threads) {
                     const SKindSample* k = &kind;
-                    Configure(benchmark::RegisterBenchmark(
-                        (prefix + GeometryName(tier, spans, threads)).c_str(), [=](benchmark::State& state) {
-                            const std::unique_ptr<CRowOpDef> def = k->makeSample();
-                            RunOurs(state, *def, dst, src, k->coverage, tier, spans, threads);
-                        }),
+                    Configure(benchmark::RegisterBenchmark((prefix + GeometryName(tier, spans, threads)).c_str(),
+                                                           [=](benchmark::State& state) {
+                                                               const std::unique_ptr<CRowOpDef> def = k->makeSample();
+                                                               RunOurs(state, *def, dst, src, k->coverage, tier, spans,
+                                                                       threads);
+                                                           }),
                               spans ? 0 : tier.bytes);
                 },
                 first);
@@ -462,14 +463,17 @@ void RegisterPixman() {
             if (threads != 1) return;  // pixman runs on one thread
             const std::string base = std::string("peer/") + c.name + "/" + GeometryName(tier, spans, threads) + "/";
             const SPixmanCase* pc = &c;
-            Configure(benchmark::RegisterBenchmark((base + "ours").c_str(), [=](benchmark::State& state) {
-                const std::unique_ptr<CRowOpDef> def = pc->ours();
-                RunOurs(state, *def, pc->dst, pc->src, pc->masked, tier, spans, 1);
-            }),
+            Configure(benchmark::RegisterBenchmark((base + "ours").c_str(),
+                                                   [=](benchmark::State& state) {
+                                                       const std::unique_ptr<CRowOpDef> def = pc->ours();
+                                                       RunOurs(state, *def, pc->dst, pc->src, pc->masked, tier, spans,
+                                                               1);
+                                                   }),
                       spans ? 0 : tier.bytes);
-            Configure(benchmark::RegisterBenchmark(
-                          (base + "pixman").c_str(), [=](benchmark::State& state) { RunPixman(state, *pc, tier, spans); }),
-                      spans ? 0 : tier.bytes);
+            Configure(
+                benchmark::RegisterBenchmark((base + "pixman").c_str(),
+                                             [=](benchmark::State& state) { RunPixman(state, *pc, tier, spans); }),
+                spans ? 0 : tier.bytes);
         });
 }
 

@@ -69,3 +69,9 @@ constexpr bool kWideVectors = kPassTarget != dispatch::ETarget::kBaseline;
 // The compilation of function `f` (declared with QGDI_DECLARE_PER_TARGET) for the active target.
 #define QGDI_DISPATCH(f) \
     ::qgdi::dispatch::Pick(&::qgdi::k_baseline::f, QGDI_TARGET_FN_AVX2(f), QGDI_TARGET_FN_AVX512(f))
+
+// The public getter `getter` of a kernel dictionary, declared in every
+// compilation and answering with the active target's dictionary.
+#define QGDI_DISPATCHED_DICT(getter)                                  \
+    QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* getter() noexcept) \
+    const SRowOpDictEntry* getter() noexcept { return QGDI_DISPATCH(getter)(); }

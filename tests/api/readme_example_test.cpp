@@ -35,9 +35,9 @@ void ReadmeExample() {
     run.eDstFormat = keFormatBGRA;
     const CRowOp op(&ink, run);
     if (TAutoRow<unsigned char> row(image, 10); row.IsValid()) {
-        run.pDst = row.Get() + 4 * 200;  // 12 pixels from column 200 of row 10,
+        run.pDst = row.Get() + 4 * 200;            // 12 pixels from column 200 of row 10,
         run.nCount = 12, run.x = 200, run.y = 10;  // as a rasteriser delivers a run
-        op.Span(run, 128).Ignore();  // at half coverage (SpanMasked: a coverage mask)
+        op.Span(run, 128).Ignore();                // at half coverage (SpanMasked: a coverage mask)
     }
     if (PixelIterator_ApplyRowOpChecked(ink, image) == keQuorErrOutOfMemory) return;  // 100, 102 or 0
 
