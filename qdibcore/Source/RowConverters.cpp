@@ -77,6 +77,7 @@ QRowConvertFn CRowIteratorBands::FindConverter(EQPixelFormat from, EQPixelFormat
     return QGDI_DISPATCH(FindRowConverter)(from, to);
 }
 
+// clang-format off
 // Second byte dropped: d[i] = s[2 i] (GreyA to Grey, Index8A to Index8).
 void CRowIteratorBands::Convert8ATo8(void* dst, const void* src, int count) {
     GetChannel<uint8_t, 2>(dst, src, count, Plain(0));
@@ -91,93 +92,49 @@ void CRowIteratorBands::Convert8To8A(void* dst, const void* src, int count) {
     }
 }
 // (b, g, r, a) -> (b, g, r): alpha dropped.
-void CRowIteratorBands::ConvertBGRAToBGR(void* dst, const void* src, int count) {
-    Run<keFormatBGRA, keFormatBGR>(dst, src, count);
-}
+void CRowIteratorBands::ConvertBGRAToBGR(void* dst, const void* src, int count) { Run<keFormatBGRA, keFormatBGR>(dst, src, count); }
 // c -> round(c a / 255), alpha kept.
-void CRowIteratorBands::ConvertBGRAToBGRxA(void* dst, const void* src, int count) {
-    Run<keFormatBGRA, keFormatBGRxA>(dst, src, count);
-}
+void CRowIteratorBands::ConvertBGRAToBGRxA(void* dst, const void* src, int count) { Run<keFormatBGRA, keFormatBGRxA>(dst, src, count); }
 // -> (77 r + 151 g + 28 b) >> 8.
-void CRowIteratorBands::ConvertBGRAtoGrey(void* dst, const void* src, int count) {
-    Run<keFormatBGRA, keFormatGrey>(dst, src, count);
-}
+void CRowIteratorBands::ConvertBGRAtoGrey(void* dst, const void* src, int count) { Run<keFormatBGRA, keFormatGrey>(dst, src, count); }
 // -> ((77 r + 151 g + 28 b) >> 8, a).
-void CRowIteratorBands::ConvertBGRAtoGreyA(void* dst, const void* src, int count) {
-    Run<keFormatBGRA, keFormatGreyA>(dst, src, count);
-}
+void CRowIteratorBands::ConvertBGRAtoGreyA(void* dst, const void* src, int count) { Run<keFormatBGRA, keFormatGreyA>(dst, src, count); }
 // (b, g, r) -> (b, g, r, 255).
-void CRowIteratorBands::ConvertBGRToBGRA(void* dst, const void* src, int count) {
-    Run<keFormatBGR, keFormatBGRA>(dst, src, count);
-}
+void CRowIteratorBands::ConvertBGRToBGRA(void* dst, const void* src, int count) { Run<keFormatBGR, keFormatBGRA>(dst, src, count); }
 // -> (77 r + 151 g + 28 b) >> 8.
-void CRowIteratorBands::ConvertBGRtoGrey(void* dst, const void* src, int count) {
-    Run<keFormatBGR, keFormatGrey>(dst, src, count);
-}
+void CRowIteratorBands::ConvertBGRtoGrey(void* dst, const void* src, int count) { Run<keFormatBGR, keFormatGrey>(dst, src, count); }
 // -> ((77 r + 151 g + 28 b) >> 8, 255).
-void CRowIteratorBands::ConvertBGRtoGreyA(void* dst, const void* src, int count) {
-    Run<keFormatBGR, keFormatGreyA>(dst, src, count);
-}
+void CRowIteratorBands::ConvertBGRtoGreyA(void* dst, const void* src, int count) { Run<keFormatBGR, keFormatGreyA>(dst, src, count); }
 // c -> min(255, round(c 255 / a)), 0 where a = 0; alpha kept.
-void CRowIteratorBands::ConvertBGRxAToBGRA(void* dst, const void* src, int count) {
-    Run<keFormatBGRxA, keFormatBGRA>(dst, src, count);
-}
+void CRowIteratorBands::ConvertBGRxAToBGRA(void* dst, const void* src, int count) { Run<keFormatBGRxA, keFormatBGRA>(dst, src, count); }
 // (v, a) -> (v, v, v).
-void CRowIteratorBands::ConvertGreyAToBGR(void* dst, const void* src, int count) {
-    Run<keFormatGreyA, keFormatBGR>(dst, src, count);
-}
+void CRowIteratorBands::ConvertGreyAToBGR(void* dst, const void* src, int count) { Run<keFormatGreyA, keFormatBGR>(dst, src, count); }
 // (v, a) -> (v, v, v, a).
-void CRowIteratorBands::ConvertGreyAToBGRA(void* dst, const void* src, int count) {
-    Run<keFormatGreyA, keFormatBGRA>(dst, src, count);
-}
+void CRowIteratorBands::ConvertGreyAToBGRA(void* dst, const void* src, int count) { Run<keFormatGreyA, keFormatBGRA>(dst, src, count); }
 // v -> (v, v, v).
-void CRowIteratorBands::ConvertGreyToBGR(void* dst, const void* src, int count) {
-    Run<keFormatGrey, keFormatBGR>(dst, src, count);
-}
+void CRowIteratorBands::ConvertGreyToBGR(void* dst, const void* src, int count) { Run<keFormatGrey, keFormatBGR>(dst, src, count); }
 // v -> (v, v, v, 255).
-void CRowIteratorBands::ConvertGreyToBGRA(void* dst, const void* src, int count) {
-    Run<keFormatGrey, keFormatBGRA>(dst, src, count);
-}
+void CRowIteratorBands::ConvertGreyToBGRA(void* dst, const void* src, int count) { Run<keFormatGrey, keFormatBGRA>(dst, src, count); }
 // (b, g, r) -> (b, g, r, 65535).
-void CRowIteratorBands::ConvertBGR16ToBGRA16(void* dst, const void* src, int count) {
-    Run<keFormatBGR_u16, keFormatBGRA_u16>(dst, src, count);
-}
+void CRowIteratorBands::ConvertBGR16ToBGRA16(void* dst, const void* src, int count) { Run<keFormatBGR_u16, keFormatBGRA_u16>(dst, src, count); }
 // (b, g, r, a) -> (b, g, r).
-void CRowIteratorBands::ConvertBGRA16ToBGR16(void* dst, const void* src, int count) {
-    Run<keFormatBGRA_u16, keFormatBGR_u16>(dst, src, count);
-}
+void CRowIteratorBands::ConvertBGRA16ToBGR16(void* dst, const void* src, int count) { Run<keFormatBGRA_u16, keFormatBGR_u16>(dst, src, count); }
 // c -> round(c a / 65535), alpha kept.
-void CRowIteratorBands::ConvertBGRA16ToBGRxA16(void* dst, const void* src, int count) {
-    Run<keFormatBGRA_u16, keFormatBGRxA_u16>(dst, src, count);
-}
+void CRowIteratorBands::ConvertBGRA16ToBGRxA16(void* dst, const void* src, int count) { Run<keFormatBGRA_u16, keFormatBGRxA_u16>(dst, src, count); }
 // c -> min(65535, round(c 65535 / a)), 0 where a = 0; alpha kept.
-void CRowIteratorBands::ConvertBGRxA16ToBGRA16(void* dst, const void* src, int count) {
-    Run<keFormatBGRxA_u16, keFormatBGRA_u16>(dst, src, count);
-}
+void CRowIteratorBands::ConvertBGRxA16ToBGRA16(void* dst, const void* src, int count) { Run<keFormatBGRxA_u16, keFormatBGRA_u16>(dst, src, count); }
 // v -> (v, 65535).
-void CRowIteratorBands::ConvertGrey16ToGreyA16(void* dst, const void* src, int count) {
-    Run<keFormatGrey_u16, keFormatGreyA_u16>(dst, src, count);
-}
+void CRowIteratorBands::ConvertGrey16ToGreyA16(void* dst, const void* src, int count) { Run<keFormatGrey_u16, keFormatGreyA_u16>(dst, src, count); }
 // (v, a) -> v.
-void CRowIteratorBands::ConvertGreyA16ToGrey16(void* dst, const void* src, int count) {
-    Run<keFormatGreyA_u16, keFormatGrey_u16>(dst, src, count);
-}
+void CRowIteratorBands::ConvertGreyA16ToGrey16(void* dst, const void* src, int count) { Run<keFormatGreyA_u16, keFormatGrey_u16>(dst, src, count); }
 // (v, a) -> (v a / 65535 rounded, a).
-void CRowIteratorBands::ConvertGreyA16ToGreyxA16(void* dst, const void* src, int count) {
-    PremultiplyLayout<uint16_t, 2, true>(dst, src, count);
-}
+void CRowIteratorBands::ConvertGreyA16ToGreyxA16(void* dst, const void* src, int count) { PremultiplyLayout<uint16_t, 2, true>(dst, src, count); }
 // (v, a) -> (min(65535, v 65535 / a) rounded, a).
-void CRowIteratorBands::ConvertGreyxA16ToGreyA16(void* dst, const void* src, int count) {
-    PremultiplyLayout<uint16_t, 2, false>(dst, src, count);
-}
+void CRowIteratorBands::ConvertGreyxA16ToGreyA16(void* dst, const void* src, int count) { PremultiplyLayout<uint16_t, 2, false>(dst, src, count); }
 // (v, a) -> (v a / 255 rounded, a).
-void CRowIteratorBands::ConvertGreyAToGreyxA(void* dst, const void* src, int count) {
-    PremultiplyLayout<uint8_t, 2, true>(dst, src, count);
-}
+void CRowIteratorBands::ConvertGreyAToGreyxA(void* dst, const void* src, int count) { PremultiplyLayout<uint8_t, 2, true>(dst, src, count); }
 // (v, a) -> (min(255, v 255 / a) rounded, a).
-void CRowIteratorBands::ConvertGreyxAToGreyA(void* dst, const void* src, int count) {
-    PremultiplyLayout<uint8_t, 2, false>(dst, src, count);
-}
+void CRowIteratorBands::ConvertGreyxAToGreyA(void* dst, const void* src, int count) { PremultiplyLayout<uint8_t, 2, false>(dst, src, count); }
 
 namespace {
 template <EQPixelFormat S, EQPixelFormat D>
@@ -192,113 +149,60 @@ void RunIndexed(const CRowIteratorBands& it, void* dst, const void* src, int cou
 }  // namespace
 
 // bit i (most significant first) -> byte i.
-void CRowIteratorBands::ConvertIndex1to8(void* dst, const void* src, int count) const {
-    RunIndexed<keFormatIndex1, keFormatIndex8>(*this, dst, src, count);
-}
+void CRowIteratorBands::ConvertIndex1to8(void* dst, const void* src, int count) const { RunIndexed<keFormatIndex1, keFormatIndex8>(*this, dst, src, count); }
 // bit -> its palette entry (b, g, r).
-void CRowIteratorBands::ConvertIndex1toBGR(void* dst, const void* src, int count) const {
-    RunIndexed<keFormatIndex1, keFormatBGR>(*this, dst, src, count);
-}
+void CRowIteratorBands::ConvertIndex1toBGR(void* dst, const void* src, int count) const { RunIndexed<keFormatIndex1, keFormatBGR>(*this, dst, src, count); }
 // bit -> its palette entry (b, g, r, 255).
-void CRowIteratorBands::ConvertIndex1toBGRA(void* dst, const void* src, int count) const {
-    RunIndexed<keFormatIndex1, keFormatBGRA>(*this, dst, src, count);
-}
+void CRowIteratorBands::ConvertIndex1toBGRA(void* dst, const void* src, int count) const { RunIndexed<keFormatIndex1, keFormatBGRA>(*this, dst, src, count); }
 // nibble i (high first) -> byte i.
-void CRowIteratorBands::ConvertIndex4to8(void* dst, const void* src, int count) const {
-    RunIndexed<keFormatIndex4, keFormatIndex8>(*this, dst, src, count);
-}
+void CRowIteratorBands::ConvertIndex4to8(void* dst, const void* src, int count) const { RunIndexed<keFormatIndex4, keFormatIndex8>(*this, dst, src, count); }
 // nibble -> its palette entry (b, g, r).
-void CRowIteratorBands::ConvertIndex4toBGR(void* dst, const void* src, int count) const {
-    RunIndexed<keFormatIndex4, keFormatBGR>(*this, dst, src, count);
-}
+void CRowIteratorBands::ConvertIndex4toBGR(void* dst, const void* src, int count) const { RunIndexed<keFormatIndex4, keFormatBGR>(*this, dst, src, count); }
 // nibble -> its palette entry (b, g, r, 255).
-void CRowIteratorBands::ConvertIndex4toBGRA(void* dst, const void* src, int count) const {
-    RunIndexed<keFormatIndex4, keFormatBGRA>(*this, dst, src, count);
-}
+void CRowIteratorBands::ConvertIndex4toBGRA(void* dst, const void* src, int count) const { RunIndexed<keFormatIndex4, keFormatBGRA>(*this, dst, src, count); }
 // (i, a) -> (palette[i], a).
-void CRowIteratorBands::ConvertIndex8AtoBGRA(void* dst, const void* src, int count) const {
-    RunIndexed<keFormatIndex8A, keFormatBGRA>(*this, dst, src, count);
-}
+void CRowIteratorBands::ConvertIndex8AtoBGRA(void* dst, const void* src, int count) const { RunIndexed<keFormatIndex8A, keFormatBGRA>(*this, dst, src, count); }
 // byte -> its low bit, packed most significant first.
-void CRowIteratorBands::ConvertIndex8to1(void* dst, const void* src, int count) const {
-    RunIndexed<keFormatIndex8, keFormatIndex1>(*this, dst, src, count);
-}
+void CRowIteratorBands::ConvertIndex8to1(void* dst, const void* src, int count) const { RunIndexed<keFormatIndex8, keFormatIndex1>(*this, dst, src, count); }
 // byte -> its low nibble, packed high first.
-void CRowIteratorBands::ConvertIndex8to4(void* dst, const void* src, int count) const {
-    RunIndexed<keFormatIndex8, keFormatIndex4>(*this, dst, src, count);
-}
+void CRowIteratorBands::ConvertIndex8to4(void* dst, const void* src, int count) const { RunIndexed<keFormatIndex8, keFormatIndex4>(*this, dst, src, count); }
 // i -> palette[i]; indices past the palette give black.
-void CRowIteratorBands::ConvertIndex8toBGR(void* dst, const void* src, int count) const {
-    RunIndexed<keFormatIndex8, keFormatBGR>(*this, dst, src, count);
-}
+void CRowIteratorBands::ConvertIndex8toBGR(void* dst, const void* src, int count) const { RunIndexed<keFormatIndex8, keFormatBGR>(*this, dst, src, count); }
 // i -> (palette[i], 255); indices past the palette give opaque black.
-void CRowIteratorBands::ConvertIndex8toBGRA(void* dst, const void* src, int count) const {
-    RunIndexed<keFormatIndex8, keFormatBGRA>(*this, dst, src, count);
-}
+void CRowIteratorBands::ConvertIndex8toBGRA(void* dst, const void* src, int count) const { RunIndexed<keFormatIndex8, keFormatBGRA>(*this, dst, src, count); }
 
 // d[i] = s[2 i + channel] (bytes).
-void CRowIteratorBands::GetChannelFrom16(void* dst, const void* src, int count, int channel) {
-    GetChannel<uint8_t, 2>(dst, src, count, Plain(channel));
-}
+void CRowIteratorBands::GetChannelFrom16(void* dst, const void* src, int count, int channel) { GetChannel<uint8_t, 2>(dst, src, count, Plain(channel)); }
 // d[i] = s[3 i + channel] (bytes).
-void CRowIteratorBands::GetChannelFrom24(void* dst, const void* src, int count, int channel) {
-    GetChannel<uint8_t, 3>(dst, src, count, Plain(channel));
-}
+void CRowIteratorBands::GetChannelFrom24(void* dst, const void* src, int count, int channel) { GetChannel<uint8_t, 3>(dst, src, count, Plain(channel)); }
 // d[i] = s[4 i + channel] (bytes).
-void CRowIteratorBands::GetChannelFrom32(void* dst, const void* src, int count, int channel) {
-    GetChannel<uint8_t, 4>(dst, src, count, Plain(channel));
-}
+void CRowIteratorBands::GetChannelFrom32(void* dst, const void* src, int count, int channel) { GetChannel<uint8_t, 4>(dst, src, count, Plain(channel)); }
 // d[i] = s[3 i + channel] (16-bit words).
-void CRowIteratorBands::GetChannelFrom48(void* dst, const void* src, int count, int channel) {
-    GetChannel<uint16_t, 3>(dst, src, count, Plain(channel));
-}
+void CRowIteratorBands::GetChannelFrom48(void* dst, const void* src, int count, int channel) { GetChannel<uint16_t, 3>(dst, src, count, Plain(channel)); }
 // d[i] = s[4 i + channel] (16-bit words).
-void CRowIteratorBands::GetChannelFrom64(void* dst, const void* src, int count, int channel) {
-    GetChannel<uint16_t, 4>(dst, src, count, Plain(channel));
-}
+void CRowIteratorBands::GetChannelFrom64(void* dst, const void* src, int count, int channel) { GetChannel<uint16_t, 4>(dst, src, count, Plain(channel)); }
 // d[i] = s[2 i + channel] (16-bit words).
-void CRowIteratorBands::Get16ChannelFrom32(void* dst, const void* src, int count, int channel) {
-    GetChannel<uint16_t, 2>(dst, src, count, Plain(channel));
-}
+void CRowIteratorBands::Get16ChannelFrom32(void* dst, const void* src, int count, int channel) { GetChannel<uint16_t, 2>(dst, src, count, Plain(channel)); }
 // (b, g, r, a) -> (b, g, r) (bytes).
-void CRowIteratorBands::GetBGRChannelFromBGRA(void* dst, const void* src, int count) {
-    GetColourChannels<uint8_t>(dst, src, count, Plain());
-}
+void CRowIteratorBands::GetBGRChannelFromBGRA(void* dst, const void* src, int count) { GetColourChannels<uint8_t>(dst, src, count, Plain()); }
 // (b, g, r, a) -> (b, g, r) (16-bit words).
-void CRowIteratorBands::GetBGRChannelFromBGRA_u16(void* dst, const void* src, int count) {
-    GetColourChannels<uint16_t>(dst, src, count, Plain());
-}
+void CRowIteratorBands::GetBGRChannelFromBGRA_u16(void* dst, const void* src, int count) { GetColourChannels<uint16_t>(dst, src, count, Plain()); }
 // d[2 i + channel] = s[i], other bytes kept.
-void CRowIteratorBands::MoveChannelTo16(void* dst, const void* src, int count, int channel) {
-    MoveChannel<uint8_t, 2>(dst, src, count, Plain(channel));
-}
+void CRowIteratorBands::MoveChannelTo16(void* dst, const void* src, int count, int channel) { MoveChannel<uint8_t, 2>(dst, src, count, Plain(channel)); }
 // d[3 i + channel] = s[i], other bytes kept.
-void CRowIteratorBands::MoveChannelTo24(void* dst, const void* src, int count, int channel) {
-    MoveChannel<uint8_t, 3>(dst, src, count, Plain(channel));
-}
+void CRowIteratorBands::MoveChannelTo24(void* dst, const void* src, int count, int channel) { MoveChannel<uint8_t, 3>(dst, src, count, Plain(channel)); }
 // d[4 i + channel] = s[i], other bytes kept.
-void CRowIteratorBands::MoveChannelTo32(void* dst, const void* src, int count, int channel) {
-    MoveChannel<uint8_t, 4>(dst, src, count, Plain(channel));
-}
+void CRowIteratorBands::MoveChannelTo32(void* dst, const void* src, int count, int channel) { MoveChannel<uint8_t, 4>(dst, src, count, Plain(channel)); }
 // d[3 i + channel] = s[i], other words kept.
-void CRowIteratorBands::MoveChannelTo48(void* dst, const void* src, int count, int channel) {
-    MoveChannel<uint16_t, 3>(dst, src, count, Plain(channel));
-}
+void CRowIteratorBands::MoveChannelTo48(void* dst, const void* src, int count, int channel) { MoveChannel<uint16_t, 3>(dst, src, count, Plain(channel)); }
 // d[4 i + channel] = s[i], other words kept.
-void CRowIteratorBands::MoveChannelTo64(void* dst, const void* src, int count, int channel) {
-    MoveChannel<uint16_t, 4>(dst, src, count, Plain(channel));
-}
+void CRowIteratorBands::MoveChannelTo64(void* dst, const void* src, int count, int channel) { MoveChannel<uint16_t, 4>(dst, src, count, Plain(channel)); }
 // d[2 i + channel] = s[i], other words kept.
-void CRowIteratorBands::Move16ChannelTo32(void* dst, const void* src, int count, int channel) {
-    MoveChannel<uint16_t, 2>(dst, src, count, Plain(channel));
-}
+void CRowIteratorBands::Move16ChannelTo32(void* dst, const void* src, int count, int channel) { MoveChannel<uint16_t, 2>(dst, src, count, Plain(channel)); }
 // (b, g, r) into (b, g, r, a), alpha kept (bytes).
-void CRowIteratorBands::MoveBGRChannelToBGRA(void* dst, const void* src, int count) {
-    MoveColourChannels<uint8_t>(dst, src, count, Plain());
-}
+void CRowIteratorBands::MoveBGRChannelToBGRA(void* dst, const void* src, int count) { MoveColourChannels<uint8_t>(dst, src, count, Plain()); }
 // (b, g, r) into (b, g, r, a), alpha kept (16-bit words).
-void CRowIteratorBands::MoveBGRChannelToBGRA_u16(void* dst, const void* src, int count) {
-    MoveColourChannels<uint16_t>(dst, src, count, Plain());
-}
+void CRowIteratorBands::MoveBGRChannelToBGRA_u16(void* dst, const void* src, int count) { MoveColourChannels<uint16_t>(dst, src, count, Plain()); }
+// clang-format on
 
 #endif  // QGDI_BASELINE_PASS

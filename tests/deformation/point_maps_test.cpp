@@ -239,31 +239,18 @@ bool NearSource(const POINT& p) { return p.x >= -256 && p.y >= -256 && p.x <= kW
 const double kNone = std::nan("");
 const double kWholeLens[4] = {0.1, 0.2, 0.8, 0.9};
 
+// clang-format off
 const ContinuityCase kContinuity[] = {
-    {"Matrix",
-     [](double t) {
-         CQMatrix3x3 m;
-         m.RotateAngle(t);
-         m.Scale(1 + t / 100, 1);
-         return Create_CCoordinatorMatrix(m);
-     },
-     0, -30, 30, 1e-4, 0.01, 1},
+    {"Matrix", [](double t) { CQMatrix3x3 m; m.RotateAngle(t); m.Scale(1 + t / 100, 1); return Create_CCoordinatorMatrix(m); }, 0, -30, 30, 1e-4, 0.01, 1},
     {"Rotate", [](double t) { return Create_CCoordinatorRotate(t); }, 0, -170, 170, 1e-4, 0.01, 1},
     {"Scale", [](double t) { return Create_CCoordinatorScale(1 + t, 1 - t / 2); }, 0, -0.5, 0.5, 1e-5, 0.01, 1},
     {"Skew", [](double t) { return Create_CCoordinatorSkew(t, -t / 2); }, 0, -40, 40, 1e-4, 0.01, 1},
     {"HPerspective", [](double t) { return Create_CCoordinatorHPerspective(t); }, 0, -0.9, 0.9, 1e-5, 0.01, 1},
     {"VPerspective", [](double t) { return Create_CCoordinatorVPerspective(t); }, 0, -0.9, 0.9, 1e-5, 0.01, 1},
-    {"Quadrilateral",
-     [](double t) {
+    {"Quadrilateral", [](double t) {
          const CQPoint q[4] = {{t, 0}, {60, t / 2}, {60 - t, 46}, {0, 46 + t}};
-         return Create_CCoordinatorMatrixPerspective(q, CSize(kW, kH), false);
-     },
-     0, -10, 10, 1e-4, 0.01, 1},
-    {"Offset",
-     [](double t) {
-         return Create_CCoordinatorOffset(static_cast<int>(std::lround(t)), -static_cast<int>(std::lround(t)));
-     },
-     0, -4.2, 4.2, 1e-4, 0.01, 1},
+         return Create_CCoordinatorMatrixPerspective(q, CSize(kW, kH), false); }, 0, -10, 10, 1e-4, 0.01, 1},
+    {"Offset", [](double t) { return Create_CCoordinatorOffset(static_cast<int>(std::lround(t)), -static_cast<int>(std::lround(t))); }, 0, -4.2, 4.2, 1e-4, 0.01, 1},
     {"Thinify", [](double t) { return Create_CCoordinatorThinify(t, -t); }, 0, -0.9, 0.9, 1e-5, 0.01, 1},
     {"HCylinder", [](double t) { return Create_CCoordinatorHCylinder(t); }, 0, -1, 1, 1e-5, 0.01, 1},
     {"VCylinder", [](double t) { return Create_CCoordinatorVCylinder(t); }, 0, -1, 1, 1e-5, 0.01, 1},
@@ -271,51 +258,27 @@ const ContinuityCase kContinuity[] = {
     {"Ripple", [](double t) { return Create_CCoordinatorRipple(t, 12, 40, 0.5); }, 0, -8, 8, 1e-4, 0.01, 1},
     {"Warp", [](double t) { return Create_CCoordinatorWarp(0.4, 0.6, 0.7, t); }, 0, -1, 1, 1e-5, 0.01, 1},
     {"Wave", [](double t) { return Create_CCoordinatorWave(t, 17, -t, 23); }, 0, -6, 6, 1e-4, 0.01, 1},
-    {"Curlicues", [](double t) { return Create_CCoordinatorCurlicues(16, t, 3, 5, true); }, 0, -360, 360, 1e-3, 0.01,
-     1},
-    {"CurlicuesGrid", [](double t) { return Create_CCoordinatorCurlicues(16, 200, t, -t, false); }, kNone, -8, 8, 1e-4,
-     0.05, 1},
+    {"Curlicues", [](double t) { return Create_CCoordinatorCurlicues(16, t, 3, 5, true); }, 0, -360, 360, 1e-3, 0.01, 1},
+    {"CurlicuesGrid", [](double t) { return Create_CCoordinatorCurlicues(16, 200, t, -t, false); }, kNone, -8, 8, 1e-4, 0.05, 1},
     // Integer amounts: one step of the percentage moves points by at most a few pixels.
-    {"Barrel",
-     [](double t) { return Create_CCoordinatorBarrel(static_cast<int>(t), true, true, 40, 55, keEdgeConstant); }, 0,
-     -90, 90, 1, 1.5, 1},
-    {"Pincushion", [](double t) { return Create_CCoordinatorPincushion(static_cast<int>(t), true, false, 50, 50); }, 0,
-     -90, 90, 1, 1.5, 1},
-    {"FishEye",
-     [](double t) {
-         return Create_CCoordinatorFishEye(static_cast<int>(t), true, true, false, 50, 50, keEdgeConstant);
-     },
-     0, -95, 95, 1, 1.5, 1},
-    {"FishEyeCircle",
-     [](double t) { return Create_CCoordinatorFishEye(static_cast<int>(t), true, true, true, 50, 50, keEdgeConstant); },
-     0, -95, 95, 1, 1.5, 1},
-    {"Spherize", [](double t) { return Create_CCoordinatorSpherize(static_cast<int>(t), keSpherizeNormal); }, 0, -100,
-     99, 1, 1.0, 1},
-    {"SpherizeVertical", [](double t) { return Create_CCoordinatorSpherize(static_cast<int>(t), keSpherizeVertical); },
-     0, -100, 99, 1, 1.0, 1},
-    {"Glasses", [](double t) { return Create_CCoordinatorGlasses(30, 20, 12, 26, 1 + t, 20); }, 0, -0.25, 5, 1e-4, 0.01,
-     0.99},
-    {"Kaleidoscope",
-     [](double t) { return Create_CCoordinatorKaleidoscope(1, 0, 0.45, 0.55, 30 + t, 30, 1 + t / 100); }, 0, -40, 40,
-     1e-4, 0.01, 1},
-    {"KaleidoscopeWedges", [](double t) { return Create_CCoordinatorKaleidoscope(6, 1, 0.5, 0.5, t, 10, 1.5); }, kNone,
-     -40, 40, 1e-4, 0.01, 0.98},
-    {"Mosaic", [](double t) { return Create_CCoordinatorMosaicAdvanced(9, 7, 25, 1 + t, 0.5); }, 0, -0.5, 2, 1e-5, 0.01,
-     1},
-    {"MosaicGrid", [](double t) { return Create_CCoordinatorMosaicAdvanced(9, 7, t, 1.7, 0.3); }, kNone, -29, 31, 1e-4,
-     0.01, 0.97},
+    {"Barrel", [](double t) { return Create_CCoordinatorBarrel(static_cast<int>(t), true, true, 40, 55, keEdgeConstant); }, 0, -90, 90, 1, 1.5, 1},
+    {"Pincushion", [](double t) { return Create_CCoordinatorPincushion(static_cast<int>(t), true, false, 50, 50); }, 0, -90, 90, 1, 1.5, 1},
+    {"FishEye", [](double t) { return Create_CCoordinatorFishEye(static_cast<int>(t), true, true, false, 50, 50, keEdgeConstant); }, 0, -95, 95, 1, 1.5, 1},
+    {"FishEyeCircle", [](double t) { return Create_CCoordinatorFishEye(static_cast<int>(t), true, true, true, 50, 50, keEdgeConstant); }, 0, -95, 95, 1, 1.5, 1},
+    {"Spherize", [](double t) { return Create_CCoordinatorSpherize(static_cast<int>(t), keSpherizeNormal); }, 0, -100, 99, 1, 1.0, 1},
+    {"SpherizeVertical", [](double t) { return Create_CCoordinatorSpherize(static_cast<int>(t), keSpherizeVertical); }, 0, -100, 99, 1, 1.0, 1},
+    {"Glasses", [](double t) { return Create_CCoordinatorGlasses(30, 20, 12, 26, 1 + t, 20); }, 0, -0.25, 5, 1e-4, 0.01, 0.99},
+    {"Kaleidoscope", [](double t) { return Create_CCoordinatorKaleidoscope(1, 0, 0.45, 0.55, 30 + t, 30, 1 + t / 100); }, 0, -40, 40, 1e-4, 0.01, 1},
+    {"KaleidoscopeWedges", [](double t) { return Create_CCoordinatorKaleidoscope(6, 1, 0.5, 0.5, t, 10, 1.5); }, kNone, -40, 40, 1e-4, 0.01, 0.98},
+    {"Mosaic", [](double t) { return Create_CCoordinatorMosaicAdvanced(9, 7, 25, 1 + t, 0.5); }, 0, -0.5, 2, 1e-5, 0.01, 1},
+    {"MosaicGrid", [](double t) { return Create_CCoordinatorMosaicAdvanced(9, 7, t, 1.7, 0.3); }, kNone, -29, 31, 1e-4, 0.01, 0.97},
     {"Rays", [](double t) { return Create_CCoordinatorRays(7, 1, t, 15, 1.5); }, 0, 0, 1, 1e-5, 0.01, 1},
-    {"Reflections", [](double t) { return Create_CCoordinatorReflections(0, 30, 0, 9, t); }, kNone, -5, 5, 1e-4, 0.01,
-     1},
-    {"Ornament",
-     [](double t) { return Create_CCoordinatorOrnament(kW, kH, keOrnamentTranslate, 0, t, 1 + t / 100, t, -t); }, 0,
-     -0.45, 0.55, 1e-5, 0.01, 0.98},
-    {"OrnamentTiles",
-     [](double t) { return Create_CCoordinatorOrnament(12, 10, keOrnamentMirror2, 1, 15, 1 + t, 4, 6); }, kNone, -0.5,
-     1, 1e-5, 0.01, 0.97},
-    {"RectangularLens", [](double t) { return Create_CCoordinatorRectangularLens4(1 + t, kWholeLens, 0.4); }, 0, -0.5,
-     8, 1e-5, 0.01, 1},
+    {"Reflections", [](double t) { return Create_CCoordinatorReflections(0, 30, 0, 9, t); }, kNone, -5, 5, 1e-4, 0.01, 1},
+    {"Ornament", [](double t) { return Create_CCoordinatorOrnament(kW, kH, keOrnamentTranslate, 0, t, 1 + t / 100, t, -t); }, 0, -0.45, 0.55, 1e-5, 0.01, 0.98},
+    {"OrnamentTiles", [](double t) { return Create_CCoordinatorOrnament(12, 10, keOrnamentMirror2, 1, 15, 1 + t, 4, 6); }, kNone, -0.5, 1, 1e-5, 0.01, 0.97},
+    {"RectangularLens", [](double t) { return Create_CCoordinatorRectangularLens4(1 + t, kWholeLens, 0.4); }, 0, -0.5, 8, 1e-5, 0.01, 1},
 };
+// clang-format on
 
 class Continuity : public ::testing::TestWithParam<ContinuityCase> {};
 

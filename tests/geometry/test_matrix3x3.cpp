@@ -114,29 +114,25 @@ struct OpPair {
     void (*free)(double*, double, double);
 };
 
+// clang-format off
 const OpPair kOps[] = {
-    {[](CQMatrix3x3& m, double a, double) { m.Rotate(a); },
-     [](double* m, double a, double) { QGDI_MatrixRotate(m, a); }},
-    {[](CQMatrix3x3& m, double a, double b) { m.Scale(a, b); },
-     [](double* m, double a, double b) { QGDI_MatrixScale(m, a, b); }},
+    {[](CQMatrix3x3& m, double a, double) { m.Rotate(a); }, [](double* m, double a, double) { QGDI_MatrixRotate(m, a); }},
+    {[](CQMatrix3x3& m, double a, double b) { m.Scale(a, b); }, [](double* m, double a, double b) { QGDI_MatrixScale(m, a, b); }},
     {[](CQMatrix3x3& m, double a, double b) { m.Translate(a, b); },
      [](double* m, double a, double b) { QGDI_MatrixTranslate(m, a, b); }},
-    {[](CQMatrix3x3& m, double a, double) { m.ShearX(a); },
-     [](double* m, double a, double) { QGDI_MatrixShearX(m, a); }},
-    {[](CQMatrix3x3& m, double a, double) { m.ShearY(a); },
-     [](double* m, double a, double) { QGDI_MatrixShearY(m, a); }},
+    {[](CQMatrix3x3& m, double a, double) { m.ShearX(a); }, [](double* m, double a, double) { QGDI_MatrixShearX(m, a); }},
+    {[](CQMatrix3x3& m, double a, double) { m.ShearY(a); }, [](double* m, double a, double) { QGDI_MatrixShearY(m, a); }},
     {[](CQMatrix3x3& m, double a, double) { m.PerspectiveX(a * 0.1); },
      [](double* m, double a, double) { QGDI_MatrixPerspectiveX(m, a * 0.1); }},
     {[](CQMatrix3x3& m, double a, double) { m.PerspectiveY(a * 0.1); },
      [](double* m, double a, double) { QGDI_MatrixPerspectiveY(m, a * 0.1); }},
-    {[](CQMatrix3x3& m, double a, double b) {
-         m *= Mat({a, b, 1, 0.5, 2, a, 0, 0, 1});
-     },
+    {[](CQMatrix3x3& m, double a, double b) { m *= Mat({a, b, 1, 0.5, 2, a, 0, 0, 1}); },
      [](double* m, double a, double b) {
          const double o[9] = {a, b, 1, 0.5, 2, a, 0, 0, 1};
          QGDI_MatrixMulEquals(m, o);
      }},
 };
+// clang-format on
 
 TEST(MatrixCompose, ReversedSequencesAgreeForEveryOperation) {
     std::mt19937 rng(7);

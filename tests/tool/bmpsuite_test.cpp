@@ -18,35 +18,19 @@ struct SGood {
     const char* bmp;
     const char* png;
 };
+// clang-format off
 const SGood kGood[] = {
-    {"pal1.bmp", "pal1.png"},
-    {"pal1wb.bmp", "pal1.png"},
-    {"pal1bg.bmp", "pal1bg.png"},
-    {"pal4.bmp", "pal4.png"},
-    {"pal4gs.bmp", "pal4gs.png"},
-    {"pal4rle.bmp", "pal4.png"},
-    {"pal8.bmp", "pal8.png"},
-    {"pal8-0.bmp", "pal8.png"},
-    {"pal8gs.bmp", "pal8gs.png"},
-    {"pal8rle.bmp", "pal8.png"},
-    {"pal8w126.bmp", "pal8w126.png"},
-    {"pal8w125.bmp", "pal8w125.png"},
-    {"pal8w124.bmp", "pal8w124.png"},
-    {"pal8topdown.bmp", "pal8.png"},
-    {"pal8nonsquare.bmp", "pal8nonsquare-e.png"},
-    {"pal8os2.bmp", "pal8.png"},
-    {"pal8v4.bmp", "pal8.png"},
-    {"pal8v5.bmp", "pal8.png"},
-    {"rgb16.bmp", "rgb16.png"},
-    {"rgb16bfdef.bmp", "rgb16.png"},
-    {"rgb16-565.bmp", "rgb16-565.png"},
-    {"rgb16-565pal.bmp", "rgb16-565.png"},
-    {"rgb24.bmp", "rgb24.png"},
-    {"rgb24pal.bmp", "rgb24.png"},
-    {"rgb32.bmp", "rgb24.png"},
-    {"rgb32bfdef.bmp", "rgb24.png"},
-    {"rgb32bf.bmp", "rgb24.png"},
+    {"pal1.bmp", "pal1.png"},         {"pal1wb.bmp", "pal1.png"},     {"pal1bg.bmp", "pal1bg.png"},
+    {"pal4.bmp", "pal4.png"},         {"pal4gs.bmp", "pal4gs.png"},   {"pal4rle.bmp", "pal4.png"},
+    {"pal8.bmp", "pal8.png"},         {"pal8-0.bmp", "pal8.png"},     {"pal8gs.bmp", "pal8gs.png"},
+    {"pal8rle.bmp", "pal8.png"},      {"pal8w126.bmp", "pal8w126.png"}, {"pal8w125.bmp", "pal8w125.png"},
+    {"pal8w124.bmp", "pal8w124.png"}, {"pal8topdown.bmp", "pal8.png"}, {"pal8nonsquare.bmp", "pal8nonsquare-e.png"},
+    {"pal8os2.bmp", "pal8.png"},      {"pal8v4.bmp", "pal8.png"},     {"pal8v5.bmp", "pal8.png"},
+    {"rgb16.bmp", "rgb16.png"},       {"rgb16bfdef.bmp", "rgb16.png"}, {"rgb16-565.bmp", "rgb16-565.png"},
+    {"rgb16-565pal.bmp", "rgb16-565.png"}, {"rgb24.bmp", "rgb24.png"}, {"rgb24pal.bmp", "rgb24.png"},
+    {"rgb32.bmp", "rgb24.png"},       {"rgb32bfdef.bmp", "rgb24.png"}, {"rgb32bf.bmp", "rgb24.png"},
 };
+// clang-format on
 
 // Both images as straight 8-bit BGRA, compared pixel by pixel.
 ::testing::AssertionResult SamePixels(const CRowIterator& a, const CRowIterator& b) {
