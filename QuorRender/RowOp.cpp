@@ -205,7 +205,7 @@ void CRowOp::Detach() noexcept {
 
 bool CRowOp::BindThrough(EQPixelFormat intermediate, const CRowOpData& data, EQCPURequest request) {
     const bool hasSource = data.eSrcFormat != keFormatNone;
-    QRowOpFn fn = m_pDef->Find(intermediate, hasSource ? intermediate : keFormatNone, request, false);
+    QRowOpFn fn = m_pDef->FindForBinding(intermediate, hasSource ? intermediate : keFormatNone, request, false);
     if (!fn || fn == &QGDI_RowOpNOP) return false;
     m_pfnKernel = fn;
     m_bConverted = true;

@@ -134,6 +134,11 @@ public:
     virtual bool Attach(CRowOp& op, const CRowOpData& data, EQCPURequest request, bool report) const;
     virtual void Detach(CRowOp& op) const;
     virtual QRowOpFn Find(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const = 0;
+    // The kernel a binding through an intermediate format uses: Find's,
+    // unless a kind reaches some kernels only through its own Attach.
+    virtual QRowOpFn FindForBinding(EQPixelFormat dst, EQPixelFormat src, EQCPURequest request, bool report) const {
+        return Find(dst, src, request, report);
+    }
     // The block the kernel for `dst` and `src` reads (null: it needs none),
     // made by the kind whose dictionary holds that kernel. Called once per
     // binding; a std::bad_alloc it throws is caught by the binding, and the

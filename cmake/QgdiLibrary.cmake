@@ -23,6 +23,11 @@ target_link_libraries(qgdi_headers INTERFACE qmm qerror)
 # only traps are assumed away, never rounding.
 set_source_files_properties(${PROJECT_SOURCE_DIR}/QuorRender/RowOpHSL.cpp
   PROPERTIES COMPILE_OPTIONS -fno-trapping-math)
+# The blend modes select between float results the same way, and take square
+# roots of values that are never negative: errno is never set, so the
+# vectoriser may use the instruction.
+set_source_files_properties(${PROJECT_SOURCE_DIR}/QuorRender/RowOpBlendMox.cpp
+  PROPERTIES COMPILE_OPTIONS "-fno-trapping-math;-fno-math-errno")
 
 include(${CMAKE_CURRENT_LIST_DIR}/QgdiKernelPasses.cmake)
 

@@ -89,4 +89,25 @@ struct SChannelLinearPrepared final : CRowOpPrepared {
     ~SChannelLinearPrepared() override;
 };
 
+// Blend modes: the coverage in the destination's scale and, with active blend
+// ranges, their nine tables widened to 32-bit words for gathering.
+struct SBlendMoxPrepared final : CRowOpPrepared {
+    uint32_t opacity8;  // 0..255
+    uint32_t coverage;  // the opacity in the channels' scale (x 257 at 16 bits)
+    bool ranges;
+    bool preserveAlpha;
+    uint32_t skipSrcGrey, skipDstGrey;
+    uint32_t rangeTables[9][256];
+    SBlendMoxPrepared(const CRowOpDef& def, EQPixelFormat dst, EQPixelFormat src);
+    ~SBlendMoxPrepared() override;
+};
+
+// Compositing operators: the opacity in the channels' scale.
+struct SCompositePrepared final : CRowOpPrepared {
+    uint32_t opacity;  // 0..255, or 0..65535 for 16-bit rows
+    float opacityF;    // 0..1
+    SCompositePrepared(const CRowOpDef& def, EQPixelFormat dst, EQPixelFormat src);
+    ~SCompositePrepared() override;
+};
+
 }  // namespace qgdi::rowop

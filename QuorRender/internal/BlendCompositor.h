@@ -1,0 +1,285 @@
+#pragma once
+// The one compositing loop of the blend modes. A row is worked in blocks of
+// kBlock pixels held as structure-of-arrays: the pixels are split into
+// channel arrays, the coverage of each pixel is computed, the mode turns
+// (d, s, k) into its result B, and the result is composited back into the
+// row by alpha. Each step is a short loop that the compiler widens on its
+// own; only the mode's step depends on the mode, and the load, coverage and
+// composite steps are shared by every mode of a depth and format pair.
+//
+// Straight alpha throughout (premultiplied rows are served by conversion).
+// Per pixel, with sa and da the alphas (F where a format has none):
+//   a = M[sa k]; nothing changes where a = 0
+//   A = M[(F - da) a] + da, the composite alpha, written unless preserved
+//   separable and colour-space modes: X = M[B da + s (F - da)], Y = M[d (F - sa) + B sa]
+//   normal: X = s, Y = d
+//   channel = Y + (X - Y) a / A: at 8 bits (Y (65536 - r) + X r + 32768) >> 16 with r = a / A in
+//   16.16 rounded (the alpha-ratio table's rule); at 16 bits rounded exactly.
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <optional>
+
+#include "QuorRender/DivTable2.h"
+#include "QuorRender/RowOpBlendMox.h"
+#include "QuorRender/internal/BlendModes.h"
+#include "QuorRender/internal/RowOpPrepared.h"
+#include "qdibcore/Source/PixelFormatTraits.h"
+
+namespace qgdi::blend {
+inline namespace QGDI_TARGET_NS {
+
+constexpr int kBlock = 128;
+
+struct SBlock {
+    alignas(64) U d[4][kBlock];  // destination b, g, r (grey in 0), alpha
+    alignas(64) U s[4][kBlock];  // source, the same
+    alignas(64) U b[3][kBlock];  // the mode's result per colour channel
+    alignas(64) U k[kBlock];     // coverage, 0..F
+};
+
+template <EQPixelFormat F>
+struct TLayout {
+    using T = TQPixelFormat<F>;
+    using E = typename T::Elem;
+    static constexpr int kN = T::kChannels;
+    static constexpr int kColour = T::kGrey ? 1 : 3;
+    static constexpr bool kAlpha = T::kAlpha;
+    static constexpr int kAlphaAt = T::kAlpha ? T::kAlphaOffset : 0;
+};
+
+// Channel arrays of m pixels of a row; an absent alpha reads F.
+template <EQPixelFormat F>
+[[gnu::noinline]] void Split(U (&out)[4][kBlock], const typename TLayout<F>::E* p, int m) noexcept {
+    using L = TLayout<F>;
+    constexpr U kFull = TDepth<typename L::E>::kFull;
+    for (int c = 0; c < L::kColour; ++c)
+        for (int i = 0; i < m; ++i) out[c][i] = p[i * L::kN + c];  // @vectorised
+    for (int i = 0; i < m; ++i) out[3][i] = L::kAlpha ? U(p[i * L::kN + L::kAlphaAt]) : kFull;  // @vectorised
+}
+
+// ---- Coverage ----------------------------------------------------------------------
+
+// Coverage of every pixel from the opacity and the mask (k = M[m opacity]),
+// in the depth's scale.
+template <class E>
+[[gnu::noinline]] void MaskCoverage(SBlock& blk, const uint8_t* mask, U opacity, int m) noexcept {
+    constexpr U kWiden = sizeof(E) == 1 ? 1 : 257;
+    for (int i = 0; i < m; ++i) blk.k[i] = TDepth<uint8_t>::M(mask[i] * opacity) * kWiden;  // @vectorised
+}
+
+// Coverage from the blend ranges, per pixel:
+//   k = 255; sg, dg = (30 r + 59 g + 11 b) / 100 of the source and the destination
+//   sa > 0 and the source grey consulted: k = srcGrey[sg]
+//   da > 0 and the destination grey consulted: k = M[dstGrey[dg] k]
+//   sa > 0: k = M[M[M[srcRed[r] k] srcGreen[g]] srcBlue[b]]
+//   da = 0: k = M[k opacity], else k = M[M[M[M[dstRed[r] k] dstGreen[g]] dstBlue[b]] opacity]
+// Tables are read as 32-bit words so that wide targets gather them. 16-bit
+// channels index the tables by their nearest 8-bit value.
+template <class E, int kColour>
+[[gnu::noinline]] void RangeCoverage(SBlock& blk, const rowop::SBlendMoxPrepared& prep, const uint8_t* mask,
+                                     int m) noexcept {
+    constexpr auto M8 = TDepth<uint8_t>::M;
+    const U(*t)[256] = prep.rangeTables;
+    const U skipSG = prep.skipSrcGrey, skipDG = prep.skipDstGrey, opacity = prep.opacity8;
+    auto narrow = [](U v) { return sizeof(E) == 1 ? v : U(px::Narrow16(v)); };
+    for (int i = 0; i < m; ++i) {  // @vectorised(avx2, avx512)
+        const U sb = narrow(blk.s[0][i]), sg = narrow(blk.s[kColour == 3 ? 1 : 0][i]),
+                sr = narrow(blk.s[kColour == 3 ? 2 : 0][i]);
+        const U db = narrow(blk.d[0][i]), dg = narrow(blk.d[kColour == 3 ? 1 : 0][i]),
+                dr = narrow(blk.d[kColour == 3 ? 2 : 0][i]);
+        const bool sa = blk.s[3][i] != 0, da = blk.d[3][i] != 0;
+        const U op = mask ? M8(mask[i] * opacity) : opacity;
+        const U sgrey = (30 * sr + 59 * sg + 11 * sb) / 100, dgrey = (30 * dr + 59 * dg + 11 * db) / 100;
+        U k = 255;
+        k = sa && !skipSG ? t[0][sgrey] : k;
+        k = da && !skipDG ? M8(t[5][dgrey] * k) : k;
+        k = sa ? M8(M8(M8(t[1][sr] * k) * t[2][sg]) * t[3][sb]) : k;
+        const U kd = M8(M8(M8(M8(t[6][dr] * k) * t[7][dg]) * t[8][db]) * op);
+        k = da ? kd : M8(k * op);
+        blk.k[i] = sizeof(E) == 1 ? k : k * 257;
+    }
+}
+
+// ---- Mode step: B per colour channel ------------------------------------------------
+
+template <class Mode, class Dp>
+concept CSeparable = requires(U v) { Mode::template F<Dp>(v, v, v); };
+
+template <class Mode, class E, int kColour>
+[[gnu::noinline]] void ApplySeparable(SBlock& blk, int m) noexcept {
+    using Dp = TDepth<E>;
+    for (int c = 0; c < kColour; ++c)
+        for (int i = 0; i < m; ++i) blk.b[c][i] = Mode::template F<Dp>(blk.d[c][i], blk.s[c][i], blk.k[i]);  // @vectorised
+}
+
+// Shape of a colour: (c - min) / (max - min) per channel; grey has the shape of red.
+QGDI_PX_INLINE void Shape(float r, float g, float b, float& sr, float& sg, float& sb) noexcept {
+    const float hi = std::max(std::max(r, g), b), lo = std::min(std::min(r, g), b), d = hi - lo;
+    const bool grey = !(d > 1e-6f);
+    const float inv = 1.0f / (grey ? 1.0f : d);
+    sr = grey ? 1.0f : (r - lo) * inv;
+    sg = grey ? 0.0f : (g - lo) * inv;
+    sb = grey ? 0.0f : (b - lo) * inv;
+}
+
+// Channel v pulled towards the grey y until it lies in 0..1: the factor that
+// keeps it inside (1 when it already is).
+QGDI_PX_INLINE float InsideFactor(float v, float y) noexcept {
+    const float bound = v < 0.0f ? 0.0f : 1.0f, gap = v - y;
+    const bool near = std::fabs(gap) < 1e-10f;
+    const float f = near ? 0.5f : (bound - y) / (near ? 1.0f : gap);
+    return v >= 0.0f && v <= 1.0f ? 1.0f : f;
+}
+
+template <class Mode, class E>
+[[gnu::noinline]] void ApplyColourSpace(SBlock& blk, int m) noexcept {
+    using Dp = TDepth<E>;
+    constexpr float kInv = 1.0f / float(Dp::kFull), kOut = float(Dp::kFull) + 0.9999f;
+    constexpr float kLr = 0.299f, kLg = 0.587f, kLb = 0.114f;
+    for (int i = 0; i < m; ++i) {  // @vectorised
+        const float db = float(blk.d[0][i]) * kInv, dg = float(blk.d[1][i]) * kInv, dr = float(blk.d[2][i]) * kInv;
+        const float sb = float(blk.s[0][i]) * kInv, sg = float(blk.s[1][i]) * kInv, sr = float(blk.s[2][i]) * kInv;
+        const float hr = Mode::kHueFrom ? sr : dr, hg = Mode::kHueFrom ? sg : dg, hb = Mode::kHueFrom ? sb : db;
+        const float qr = Mode::kSatFrom ? sr : dr, qg = Mode::kSatFrom ? sg : dg, qb = Mode::kSatFrom ? sb : db;
+        const float lr = Mode::kLumFrom ? sr : dr, lg = Mode::kLumFrom ? sg : dg, lb = Mode::kLumFrom ? sb : db;
+        float shr, shg, shb;
+        Shape(hr, hg, hb, shr, shg, shb);
+        const float qhi = std::max(std::max(qr, qg), qb), qlo = std::min(std::min(qr, qg), qb), chroma = qhi - qlo;
+        float r, g, b;
+        if constexpr (Mode::kHSL) {
+            // saturation d / (max + min) in the lower half, d / (2 - max - min) in the upper
+            const float qsum = qhi + qlo;
+            const float den = qsum <= 1.0f ? qsum : 2.0f - qsum;
+            const float sat = chroma > 1e-6f ? std::min(chroma / (den > 0.0f ? den : 1.0f), 1.0f) : 0.0f;
+            const float L = (std::max(std::max(lr, lg), lb) + std::min(std::min(lr, lg), lb)) * 0.5f;
+            const float m2 = L <= 0.5f ? L * (1.0f + sat) : L + sat - L * sat, m1 = 2.0f * L - m2;
+            r = m1 + (m2 - m1) * shr, g = m1 + (m2 - m1) * shg, b = m1 + (m2 - m1) * shb;
+        } else {
+            // the hue at the chroma, shifted to the luma, pulled inside towards the luma's grey
+            const float Y = kLr * lr + kLg * lg + kLb * lb;
+            r = shr * chroma, g = shg * chroma, b = shb * chroma;
+            const float shift = Y - (kLr * r + kLg * g + kLb * b);
+            r += shift, g += shift, b += shift;
+            const float y = std::min(std::max(Y, 0.0f), 1.0f);
+            const float f = std::min(std::min(InsideFactor(r, y), InsideFactor(g, y)), InsideFactor(b, y));
+            r = y + (r - y) * f, g = y + (g - y) * f, b = y + (b - y) * f;
+        }
+        auto quantise = [&](float v) { return U(std::min(std::max(v * kOut, 0.0f), float(Dp::kFull))); };
+        const U k = blk.k[i];
+        blk.b[0][i] = Mix<Dp>(quantise(b), blk.d[0][i], k);
+        blk.b[1][i] = Mix<Dp>(quantise(g), blk.d[1][i], k);
+        blk.b[2][i] = Mix<Dp>(quantise(r), blk.d[2][i], k);
+    }
+}
+
+// ---- Composite step -----------------------------------------------------------------
+
+enum class EComposite { kMode, kNormal, kBehind, kDissolve };
+
+// (Y (65536 - r) + X r + 32768) >> 16 with r = w / A in 16.16, rounded. The
+// ratio's numerator stays below 2^24, so its float quotient is exact enough
+// never to cross an integer: it equals the alpha-ratio table without reading it.
+QGDI_PX_INLINE U Ratio8(U w, U A) noexcept {
+    return U(float(w * 65536 + (A >> 1)) / float(std::max(A, U(1))));
+}
+
+template <EQPixelFormat D, EComposite kRule>
+[[gnu::noinline]] void Composite(typename TLayout<D>::E* p, const SBlock& blk, int m, bool preserveAlpha,
+                                 const uint8_t* dissolveRow, int x) noexcept {
+    using L = TLayout<D>;
+    using E = typename L::E;
+    using Dp = TDepth<E>;
+    constexpr U kF = Dp::kFull;
+    const U keepAlpha = preserveAlpha ? ~U(0) : 0;
+    if constexpr (kRule == EComposite::kDissolve) {
+        // the source, opaque, where the pattern lies below a = M[sa k]
+        for (int i = 0; i < m; ++i) {  // @vectorised
+            const U a8 = sizeof(E) == 1 ? Dp::M(blk.s[3][i] * blk.k[i]) : px::Narrow16(Dp::M(blk.s[3][i] * blk.k[i]));
+            const bool show = dissolveRow[(x + i) & (kDissolveSize - 1)] < a8;
+            for (int c = 0; c < L::kColour; ++c) p[i * L::kN + c] = E(show ? blk.s[c][i] : blk.d[c][i]);
+            if constexpr (L::kAlpha) {
+                const U da = blk.d[3][i];
+                p[i * L::kN + L::kAlphaAt] = E(show ? (kF & ~keepAlpha) | (da & keepAlpha) : da);
+            }
+        }
+        return;
+    }
+    for (int i = 0; i < m; ++i) {  // @vectorised
+        const U sa = blk.s[3][i], da = blk.d[3][i];
+        const U a = Dp::M(sa * blk.k[i]);
+        const U A = Dp::M((kF - da) * a) + da;
+        const U w = kRule == EComposite::kBehind ? da : a;  // the weight of X in the mix
+        [[maybe_unused]] const U r = sizeof(E) == 1 ? Ratio8(w, A) : 0;
+        for (int c = 0; c < L::kColour; ++c) {
+            const U d = blk.d[c][i], s = blk.s[c][i];
+            U X, Y;
+            if constexpr (kRule == EComposite::kNormal) X = s, Y = d;
+            else if constexpr (kRule == EComposite::kBehind) X = d, Y = s;
+            else {
+                const U B = blk.b[c][i];
+                X = Dp::M(B * da + s * (kF - da));
+                Y = Dp::M(d * (kF - sa) + B * sa);
+            }
+            U out;
+            if constexpr (sizeof(E) == 1) {
+                out = (Y * (65536 - r) + X * r + 32768) >> 16;
+            } else {
+                // round(Y + (X - Y) w / A), exactly: the numerator stays below 2^33 and fits a double
+                const double Ad = double(std::max(A, U(1)));
+                out = U((double(Y) * double(A - w) + double(X) * double(w) + double(A >> 1)) / Ad);
+            }
+            p[i * L::kN + c] = E(a == 0 ? d : out);
+        }
+        if constexpr (L::kAlpha) p[i * L::kN + L::kAlphaAt] = E((A & ~keepAlpha) | (da & keepAlpha));
+    }
+}
+
+// ---- The kernel ---------------------------------------------------------------------
+
+template <class Mode>
+constexpr EComposite CompositeRule() noexcept {
+    if constexpr (std::is_same_v<Mode, SNormal>) return EComposite::kNormal;
+    else if constexpr (std::is_same_v<Mode, SBehind>) return EComposite::kBehind;
+    else if constexpr (std::is_same_v<Mode, SDissolve>) return EComposite::kDissolve;
+    else return EComposite::kMode;
+}
+
+template <class Mode, EQPixelFormat D, EQPixelFormat S>
+struct TBlendMoxKernel {
+    static void Run(const CRowOpDef& def, CRowOpData& data) {
+        using LD = TLayout<D>;
+        using LS = TLayout<S>;
+        using E = typename LD::E;
+        static_assert(std::is_same_v<E, typename LS::E> && LD::kColour == LS::kColour);
+        if (!data.pSrc || !data.pDst) return;
+        std::optional<rowop::SBlendMoxPrepared> local;
+        const auto& prep = rowop::PreparedFor<rowop::SBlendMoxPrepared, D, S>(def, data, local);
+        const uint8_t* dissolveRow = nullptr;
+        if constexpr (CompositeRule<Mode>() == EComposite::kDissolve) {
+            const auto* table = GetDissolveTable();
+            if (!table) return;
+            dissolveRow = table[data.y & (kDissolveSize - 1)];
+        }
+        auto* dst = reinterpret_cast<E*>(data.pDst);
+        const auto* src = reinterpret_cast<const E*>(data.pSrc);
+        const uint8_t* mask = data.pMask;
+        const int n = data.nCount;
+        SBlock blk;
+        for (int i0 = 0; i0 < n; i0 += kBlock) {
+            const int m = std::min(kBlock, n - i0);
+            E* p = dst + i0 * LD::kN;
+            Split<D>(blk.d, p, m);
+            Split<S>(blk.s, src + i0 * LS::kN, m);
+            if (prep.ranges) RangeCoverage<E, LD::kColour>(blk, prep, mask ? mask + i0 : nullptr, m);
+            else if (mask) MaskCoverage<E>(blk, mask + i0, prep.opacity8, m);
+            else std::fill_n(blk.k, m, prep.coverage);
+            if constexpr (CSeparable<Mode, TDepth<E>>) ApplySeparable<Mode, E, LD::kColour>(blk, m);
+            else if constexpr (CompositeRule<Mode>() == EComposite::kMode) ApplyColourSpace<Mode, E>(blk, m);
+            Composite<D, CompositeRule<Mode>()>(p, blk, m, prep.preserveAlpha, dissolveRow, data.x + i0);
+        }
+    }
+};
+
+}  // namespace QGDI_TARGET_NS
+}  // namespace qgdi::blend

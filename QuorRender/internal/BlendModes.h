@@ -1,0 +1,243 @@
+#pragma once
+// The blend modes as operators. Each mode is a small struct whose rule stands
+// in one comment line above it; the compositing loop (BlendCompositor.h)
+// combines it with the pixel depth and the row formats. Channels are worked
+// on as uint32 in the depth's own scale F (255 or 65535); M[p] is p / F
+// rounded, the mask table's rule, and k the pixel's coverage in 0..F.
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
+#include "platform/TargetPass.h"
+#include "qdibcore/Source/internal/pixel/PixelMath.h"
+
+namespace qgdi::blend {
+// Each kernel pass has its own copies (see platform/TargetPass.h).
+inline namespace QGDI_TARGET_NS {
+
+using U = uint32_t;
+
+// ---- Depths -----------------------------------------------------------------
+
+template <class E>
+struct TDepth;
+
+template <>
+struct TDepth<uint8_t> {
+    using E = uint8_t;
+    static constexpr U kFull = 255, kHalf = 128, kShift = 7;
+    // (p + 128) / 255 for p <= 255^2, the mask table without reading it. Not
+    // quite p / 255 rounded: the table gives 1 for 127, where 127 / 255 < 1/2.
+    static QGDI_PX_INLINE U M(U p) noexcept { return ((p + 129) * 257) >> 16; }
+    // floor(n / d) for n <= 255^2 and 1 <= d <= 2 x 255: the float quotient
+    // never reaches the next integer (gap >= 1/510 against an error of 2^-17)
+    static QGDI_PX_INLINE U Quot(U n, U d) noexcept { return U(float(n) / float(d)); }
+    // floor(sqrt(255 d)) = truncate(sqrt(d / 255) x 255), the square-root table's rule
+    static QGDI_PX_INLINE U Sqrt(U d) noexcept { return U(std::sqrt(float(d * 255))); }
+};
+
+template <>
+struct TDepth<uint16_t> {
+    using E = uint16_t;
+    static constexpr U kFull = 65535, kHalf = 32768, kShift = 15;
+    static QGDI_PX_INLINE U M(U p) noexcept { return px::Div65535(p); }
+    // products reach 2^32, beyond a float's 24 bits: the quotient is taken in double
+    static QGDI_PX_INLINE U Quot(U n, U d) noexcept { return U(double(n) / double(d)); }
+    static QGDI_PX_INLINE U Sqrt(U d) noexcept { return U(std::sqrt(double(d) * 65535.0)); }
+};
+
+// t laid over d by the coverage: M[t k + d (F - k)].
+template <class Dp>
+QGDI_PX_INLINE U Mix(U t, U d, U k) noexcept {
+    return Dp::M(t * k + d * (Dp::kFull - k));
+}
+
+// ---- Separable modes: B = f(d, s, k) per colour channel -------------------------
+
+// f = M[min(d, s) k + d (F - k)]
+struct SDarken {
+    template <class Dp>
+    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept { return Mix<Dp>(std::min(d, s), d, k); }
+};
+
+// f = M[max(d, s) k + d (F - k)]
+struct SLighten {
+    template <class Dp>
+    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept { return Mix<Dp>(std::max(d, s), d, k); }
+};
+
+// f = M[M[d s] k + d (F - k)]
+struct SMultiply {
+    template <class Dp>
+    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept { return Mix<Dp>(Dp::M(d * s), d, k); }
+};
+
+// f = M[(F - M[(F - d)(F - s)]) k + d (F - k)]
+struct SScreen {
+    template <class Dp>
+    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept {
+        return Mix<Dp>(Dp::kFull - Dp::M((Dp::kFull - d) * (Dp::kFull - s)), d, k);
+    }
+};
+
+// t = F - (((F - s)(F - d)) >> 7) where the test channel is at least half, else (s d) >> 7 (shift 15 at 16 bits)
+template <bool kTestSource>
+QGDI_PX_INLINE U OverlayTerm(U d, U s, U kFull, U kHalf, U kShift) noexcept {
+    const U test = kTestSource ? s : d;
+    const U hi = kFull - (((kFull - s) * (kFull - d)) >> kShift), lo = (s * d) >> kShift;
+    return test >= kHalf ? hi : lo;
+}
+
+// f = M[t k + d (F - k)], t the overlay term tested on d
+struct SOverlay {
+    template <class Dp>
+    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept {
+        return Mix<Dp>(OverlayTerm<false>(d, s, Dp::kFull, Dp::kHalf, Dp::kShift), d, k);
+    }
+};
+
+// f = M[t k + d (F - k)], t the overlay term tested on s
+struct SHardLight {
+    template <class Dp>
+    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept {
+        return Mix<Dp>(OverlayTerm<true>(d, s, Dp::kFull, Dp::kHalf, Dp::kShift), d, k);
+    }
+};
+
+// t = d - M[M[d (F - d)] max(0, F - 2s)] for s <= half, d + M[(2s - F)(sqrt(d) - d)] above; f = M[t k + d (F - k)]
+struct SSoftLight {
+    template <class Dp>
+    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept {
+        constexpr U kF = Dp::kFull;
+        const U dark = 2 * s >= kF ? 0 : kF - 2 * s;  // 0 at s = half: the two rules meet
+        const U lo = d - Dp::M(Dp::M(d * (kF - d)) * dark);
+        const U light = 2 * s > kF ? 2 * s - kF : 0;
+        const U hi = d + Dp::M(light * (Dp::Sqrt(d) - d));
+        return Mix<Dp>(s > Dp::kHalf ? hi : lo, d, k);
+    }
+};
+
+// f = |d - M[s k]|: the coverage weakens the source only
+struct SDifference {
+    template <class Dp>
+    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept {
+        const U sk = Dp::M(s * k);
+        return std::max(d, sk) - std::min(d, sk);
+    }
+};
+
+// f = min(F, d F / (F - M[s k])); F where the divisor is 0
+struct SDodge {
+    template <class Dp>
+    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept {
+        const U den = Dp::kFull - Dp::M(s * k);
+        const U q = std::min(Dp::kFull, Dp::Quot(d * Dp::kFull, std::max(den, U(1))));
+        return den == 0 ? Dp::kFull : q;
+    }
+};
+
+// f = F - min(F, (F - d) F / s'), s' = F - M[(F - s) k] the source weakened towards white; 0 where s' is 0
+struct SBurn {
+    template <class Dp>
+    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept {
+        const U den = Dp::kFull - Dp::M((Dp::kFull - s) * k);
+        const U q = std::min(Dp::kFull, Dp::Quot((Dp::kFull - d) * Dp::kFull, std::max(den, U(1))));
+        return den == 0 ? 0 : Dp::kFull - q;
+    }
+};
+
+// f = M[M[(F - d) s + d (F - s)] k + d (F - k)]
+struct SExclusion {
+    template <class Dp>
+    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept {
+        return Mix<Dp>(Dp::M((Dp::kFull - d) * s + d * (Dp::kFull - s)), d, k);
+    }
+};
+
+// t = clamp(d + 2s - F, 0, F); f = M[t k + d (F - k)]
+struct SLinearLight {
+    template <class Dp>
+    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept {
+        const U sum = d + 2 * s;  // at most 3F
+        const U t = std::min(Dp::kFull, sum - std::min(sum, Dp::kFull));
+        return Mix<Dp>(t, d, k);
+    }
+};
+
+// t = F - min(F, (F - d) F / 2s) below half (0 at s = 0), min(F, d F / 2(F - s)) from half (F at s = F); f = M[t k + d (F - k)]
+struct SVividLight {
+    template <class Dp>
+    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept {
+        constexpr U kF = Dp::kFull;
+        const U burnDen = 2 * s, dodgeDen = 2 * (kF - s);
+        const U burn = burnDen == 0 ? 0 : kF - std::min(kF, Dp::Quot((kF - d) * kF, std::max(burnDen, U(1))));
+        const U dodge = dodgeDen == 0 ? kF : std::min(kF, Dp::Quot(d * kF, std::max(dodgeDen, U(1))));
+        return Mix<Dp>(s < Dp::kHalf ? burn : dodge, d, k);
+    }
+};
+
+// t = min(d, 2s) below half, max(d, 2s - F) from half; f = M[t k + d (F - k)]
+struct SPinLight {
+    template <class Dp>
+    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept {
+        const U lo = std::min(d, 2 * s), hi = std::max(d, 2 * s - std::min(2 * s, Dp::kFull));
+        return Mix<Dp>(s < Dp::kHalf ? lo : hi, d, k);
+    }
+};
+
+// t = F where d + s >= F, else 0; f = M[t k + d (F - k)]
+struct SHardMix {
+    template <class Dp>
+    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept { return Mix<Dp>(d + s >= Dp::kFull ? Dp::kFull : 0, d, k); }
+};
+
+// ---- Colour-space modes ------------------------------------------------------------
+//
+// The destination and the source are split into hue, chroma or saturation,
+// and luma or lightness; the result takes each from one of them. The hue is
+// kept as the colour's shape, (c - min) / (max - min) per channel, which is
+// what a hexcone hue rebuilds: grey has hue 0, the shape of pure red. This
+// gives the colour functions' results without trigonometry or branches.
+
+enum EFrom : int { kFromDst = 0, kFromSrc = 1 };
+
+struct SHSYModel {
+    static constexpr bool kHSL = false;
+};
+struct SHSLModel {
+    static constexpr bool kHSL = true;
+};
+
+// Hue from kHue, saturation (chroma in the luma model) from kSat, luma or lightness from kLum.
+template <class Model, int kHue, int kSat, int kLum>
+struct TColourSpaceMode {
+    static constexpr bool kColourOnly = true;
+    static constexpr bool kHSL = Model::kHSL;
+    static constexpr int kHueFrom = kHue, kSatFrom = kSat, kLumFrom = kLum;
+};
+
+// B = hue of s, chroma and luma of d (luma model)
+using SHue = TColourSpaceMode<SHSYModel, kFromSrc, kFromDst, kFromDst>;
+// B = chroma of s, hue and luma of d
+using SSaturation = TColourSpaceMode<SHSYModel, kFromDst, kFromSrc, kFromDst>;
+// B = hue and chroma of s, luma of d
+using SColour = TColourSpaceMode<SHSYModel, kFromSrc, kFromSrc, kFromDst>;
+// B = luma of s, hue and chroma of d
+using SLuminosity = TColourSpaceMode<SHSYModel, kFromDst, kFromDst, kFromSrc>;
+// the same four in hue, saturation and lightness
+using SHSLHue = TColourSpaceMode<SHSLModel, kFromSrc, kFromDst, kFromDst>;
+using SHSLSaturation = TColourSpaceMode<SHSLModel, kFromDst, kFromSrc, kFromDst>;
+using SHSLColour = TColourSpaceMode<SHSLModel, kFromSrc, kFromSrc, kFromDst>;
+using SHSLLuminosity = TColourSpaceMode<SHSLModel, kFromDst, kFromDst, kFromSrc>;
+
+// ---- Modes with a compositing rule of their own -------------------------------------
+
+// channel = d + (s - d) a / A, A = a + da (1 - a): source-over by the coverage a = M[sa k]
+struct SNormal {};
+// the source where the dissolve table at (x mod 128, y mod 128) lies below a = M[sa k], opaque; else d
+struct SDissolve {};
+// channel = s + (d - s) da / A, A = da + a (1 - da): the source seen through the destination's transparency
+struct SBehind {};
+
+}  // namespace QGDI_TARGET_NS
+}  // namespace qgdi::blend
