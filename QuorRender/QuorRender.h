@@ -5,6 +5,7 @@
 #include "QuorRender/RowOpAdjust.h"
 #include "QuorRender/RowOpApply.h"
 #include "QuorRender/RowOpArithmetic.h"
+#include "QuorRender/RowOpBlend.h"
 #include "QuorRender/RowOpBlendMox.h"
 #include "QuorRender/RowOpChannel.h"
 #include "QuorRender/RowOpComposite.h"

@@ -32,7 +32,7 @@
     KIND(  7, ChannelLinear,                       CRowOpDefChannelLinear,                        GetChannelLinearDict,                         2, false, (keChannelSetAllButAlpha, 1.25, -0.1))  \
     NAMED( 8, RowAdjustMox)                                                                                                    \
     KIND(  9, RowArithmetic,                       CRowOpDefRowArithmetic,                        GetRowArithmeticDict,                         4, false, (0.5, 0.25, 0.25, -0.05))  \
-    NAMED(10, RowBlend)                                                                                                        \
+    KIND( 10, RowBlend,                            CRowOpDefRowBlend,                             GetRowBlendDict,                              8, true,  (keCompositeOver, uint8_t(200)))  \
     KIND( 12, RowBlendMox,                         CRowOpDefRowBlendMox,                          GetRowBlendMoxDict,                          16, true,  (keBlendMoxNormal, 200u))  \
     KIND( 13, RowBlendSolid,                       CRowOpDefRowBlendSolid,                        GetRowBlendSolidDict,                         6, false, (0xC0123456u, uint8_t(77)))  \
     KIND( 14, RowCopy,                             CRowOpDefRowCopy,                              GetRowCopyDict,                              96, false, ())  \

@@ -13,6 +13,7 @@ set(QGDI_KERNEL_SOURCES
   qdibcore/Source/RowConverters.cpp
   QuorRender/RowOpAdjust.cpp
   QuorRender/RowOpArithmetic.cpp
+  QuorRender/RowOpBlend.cpp
   QuorRender/RowOpBlendMox.cpp
   QuorRender/RowOpChannel.cpp
   QuorRender/RowOpComposite.cpp

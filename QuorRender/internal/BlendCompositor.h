@@ -68,35 +68,42 @@ template <class E>
     for (int i = 0; i < m; ++i) blk.k[i] = TDepth<uint8_t>::M(mask[i] * opacity) * kWiden;  // @vectorised
 }
 
-// Coverage from the blend ranges, per pixel:
+// Coverage from the blend ranges, per pixel, with `op` the opacity under the
+// mask (blk.k holds it on entry):
 //   k = 255; sg, dg = (30 r + 59 g + 11 b) / 100 of the source and the destination
 //   sa > 0 and the source grey consulted: k = srcGrey[sg]
 //   da > 0 and the destination grey consulted: k = M[dstGrey[dg] k]
 //   sa > 0: k = M[M[M[srcRed[r] k] srcGreen[g]] srcBlue[b]]
-//   da = 0: k = M[k opacity], else k = M[M[M[M[dstRed[r] k] dstGreen[g]] dstBlue[b]] opacity]
-// Tables are read as 32-bit words so that wide targets gather them. 16-bit
-// channels index the tables by their nearest 8-bit value.
+//   da = 0: k = M[k op], else k = M[M[M[M[dstRed[r] k] dstGreen[g]] dstBlue[b]] op]
+// Every table is read whatever the pixel, then the reads are selected, so the
+// loop carries no branch; tables are 32-bit words so that wide targets gather
+// them. 16-bit channels index the tables by their nearest 8-bit value and
+// the opacity arrives in 8 bits.
 template <class E, int kColour>
-[[gnu::noinline]] void RangeCoverage(SBlock& blk, const rowop::SBlendMoxPrepared& prep, const uint8_t* mask,
-                                     int m) noexcept {
+[[gnu::noinline]] void RangeCoverage(SBlock& __restrict__ blk, const rowop::SBlendMoxPrepared& prep, int m) noexcept {
     constexpr auto M8 = TDepth<uint8_t>::M;
-    const U(*t)[256] = prep.rangeTables;
-    const U skipSG = prep.skipSrcGrey, skipDG = prep.skipDstGrey, opacity = prep.opacity8;
-    auto narrow = [](U v) { return sizeof(E) == 1 ? v : U(px::Narrow16(v)); };
+    const U(*__restrict__ t)[256] = prep.rangeTables;
+    const bool useSG = !prep.skipSrcGrey, useDG = !prep.skipDstGrey;
+    constexpr int kG = kColour == 3 ? 1 : 0, kR = kColour == 3 ? 2 : 0;
     for (int i = 0; i < m; ++i) {  // @vectorised(avx2, avx512)
-        const U sb = narrow(blk.s[0][i]), sg = narrow(blk.s[kColour == 3 ? 1 : 0][i]),
-                sr = narrow(blk.s[kColour == 3 ? 2 : 0][i]);
-        const U db = narrow(blk.d[0][i]), dg = narrow(blk.d[kColour == 3 ? 1 : 0][i]),
-                dr = narrow(blk.d[kColour == 3 ? 2 : 0][i]);
+        U sb = blk.s[0][i], sg = blk.s[kG][i], sr = blk.s[kR][i];
+        U db = blk.d[0][i], dg = blk.d[kG][i], dr = blk.d[kR][i];
+        U op = blk.k[i];
+        if constexpr (sizeof(E) != 1) {
+            sb = px::Narrow16(sb), sg = px::Narrow16(sg), sr = px::Narrow16(sr);
+            db = px::Narrow16(db), dg = px::Narrow16(dg), dr = px::Narrow16(dr);
+            op = px::Narrow16(op);
+        }
         const bool sa = blk.s[3][i] != 0, da = blk.d[3][i] != 0;
-        const U op = mask ? M8(mask[i] * opacity) : opacity;
         const U sgrey = (30 * sr + 59 * sg + 11 * sb) / 100, dgrey = (30 * dr + 59 * dg + 11 * db) / 100;
+        const U tsg = t[0][sgrey], tdg = t[5][dgrey];
+        const U tsr = t[1][sr], tsgr = t[2][sg], tsb = t[3][sb];
+        const U tdr = t[6][dr], tdgr = t[7][dg], tdb = t[8][db];
         U k = 255;
-        k = sa && !skipSG ? t[0][sgrey] : k;
-        k = da && !skipDG ? M8(t[5][dgrey] * k) : k;
-        k = sa ? M8(M8(M8(t[1][sr] * k) * t[2][sg]) * t[3][sb]) : k;
-        const U kd = M8(M8(M8(M8(t[6][dr] * k) * t[7][dg]) * t[8][db]) * op);
-        k = da ? kd : M8(k * op);
+        k = sa && useSG ? tsg : k;
+        k = da && useDG ? M8(tdg * k) : k;
+        k = sa ? M8(M8(M8(tsr * k) * tsgr) * tsb) : k;
+        k = da ? M8(M8(M8(M8(tdr * k) * tdgr) * tdb) * op) : M8(k * op);
         blk.k[i] = sizeof(E) == 1 ? k : k * 257;
     }
 }
@@ -194,9 +201,12 @@ template <EQPixelFormat D, EComposite kRule>
     const U keepAlpha = preserveAlpha ? ~U(0) : 0;
     if constexpr (kRule == EComposite::kDissolve) {
         // the source, opaque, where the pattern lies below a = M[sa k]
-        for (int i = 0; i < m; ++i) {  // @vectorised
+        // the pattern under the block, read apart so that it cannot alias the row
+        U threshold[kBlock];
+        for (int i = 0; i < m; ++i) threshold[i] = dissolveRow[(x + i) & (kDissolveSize - 1)];
+        for (int i = 0; i < m; ++i) {  // @vectorised(avx2, avx512)
             const U a8 = sizeof(E) == 1 ? Dp::M(blk.s[3][i] * blk.k[i]) : px::Narrow16(Dp::M(blk.s[3][i] * blk.k[i]));
-            const bool show = dissolveRow[(x + i) & (kDissolveSize - 1)] < a8;
+            const bool show = threshold[i] < a8;
             for (int c = 0; c < L::kColour; ++c) p[i * L::kN + c] = E(show ? blk.s[c][i] : blk.d[c][i]);
             if constexpr (L::kAlpha) {
                 const U da = blk.d[3][i];
@@ -271,9 +281,9 @@ struct TBlendMoxKernel {
             E* p = dst + i0 * LD::kN;
             Split<D>(blk.d, p, m);
             Split<S>(blk.s, src + i0 * LS::kN, m);
-            if (prep.ranges) RangeCoverage<E, LD::kColour>(blk, prep, mask ? mask + i0 : nullptr, m);
-            else if (mask) MaskCoverage<E>(blk, mask + i0, prep.opacity8, m);
+            if (mask) MaskCoverage<E>(blk, mask + i0, prep.opacity8, m);
             else std::fill_n(blk.k, m, prep.coverage);
+            if (prep.ranges) RangeCoverage<E, LD::kColour>(blk, prep, m);
             if constexpr (CSeparable<Mode, TDepth<E>>) ApplySeparable<Mode, E, LD::kColour>(blk, m);
             else if constexpr (CompositeRule<Mode>() == EComposite::kMode) ApplyColourSpace<Mode, E>(blk, m);
             Composite<D, CompositeRule<Mode>()>(p, blk, m, prep.preserveAlpha, dissolveRow, data.x + i0);

@@ -129,7 +129,7 @@ TEST(Catalogue, RegistryListsEveryDictionaryOnceWithItsKind) {
         EXPECT_STRNE(def->GetTypeName(), "Unknown") << kind.name;
         EXPECT_EQ(std::unique_ptr<CRowOpDef>(def->Copy())->GetType(), kind.type) << kind.name;
     }
-    EXPECT_EQ(getters.size(), 29u);
+    EXPECT_EQ(getters.size(), 30u);
     EXPECT_EQ(qgdi::rowop::FindKindSample("Unknown"), nullptr);
 }
 
