@@ -19,6 +19,7 @@
 #include <cstdint>
 #include <cstring>
 #include <optional>
+#include <type_traits>
 
 #include "QuorRender/DivTable2.h"
 #include "QuorRender/RowOpBlendMox.h"
@@ -48,14 +49,60 @@ struct TLayout {
     static constexpr int kAlphaAt = T::kAlpha ? T::kAlphaOffset : 0;
 };
 
+// Whole pixels of F as one unsigned word: 8-bit BGRA and GreyA, 16-bit
+// BGRA and GreyA. Their channels split and join by shifts on unit-stride
+// words, which every target widens well; strided byte access does not.
+template <EQPixelFormat F>
+using TPixelWord = std::conditional_t<
+    TLayout<F>::kN * sizeof(typename TLayout<F>::E) == 2, uint16_t,
+    std::conditional_t<TLayout<F>::kN * sizeof(typename TLayout<F>::E) == 4, uint32_t,
+                       std::conditional_t<TLayout<F>::kN * sizeof(typename TLayout<F>::E) == 8, uint64_t, void>>>;
+
+template <EQPixelFormat F>
+inline constexpr bool kWordPixels = TLayout<F>::kAlpha && !std::is_void_v<TPixelWord<F>>;
+
 // Channel arrays of m pixels of a row; an absent alpha reads F.
 template <EQPixelFormat F>
 [[gnu::noinline]] void Split(U (&out)[4][kBlock], const typename TLayout<F>::E* p, int m) noexcept {
     using L = TLayout<F>;
-    constexpr U kFull = TDepth<typename L::E>::kFull;
-    for (int c = 0; c < L::kColour; ++c)
-        for (int i = 0; i < m; ++i) out[c][i] = p[i * L::kN + c];  // @vectorised
-    for (int i = 0; i < m; ++i) out[3][i] = L::kAlpha ? U(p[i * L::kN + L::kAlphaAt]) : kFull;  // @vectorised
+    using E = typename L::E;
+    constexpr U kFull = TDepth<E>::kFull;
+    if constexpr (kWordPixels<F>) {
+        using W = TPixelWord<F>;
+        constexpr int kBits = 8 * sizeof(E);
+        const auto* bytes = reinterpret_cast<const uint8_t*>(p);
+        for (int i = 0; i < m; ++i) {  // @vectorised
+            W w;
+            std::memcpy(&w, bytes + i * sizeof(W), sizeof(W));
+            for (int c = 0; c < L::kColour; ++c) out[c][i] = U((w >> (kBits * c)) & kFull);
+            out[3][i] = U((w >> (kBits * L::kAlphaAt)) & kFull);
+        }
+    } else {
+        static_assert(!L::kAlpha, "formats with alpha are read as words");
+        for (int c = 0; c < L::kColour; ++c)
+            for (int i = 0; i < m; ++i) out[c][i] = p[i * L::kN + c];  // @vectorised
+        std::fill_n(out[3], m, kFull);
+    }
+}
+
+// The channel arrays back into m pixels of a row.
+template <EQPixelFormat F>
+[[gnu::noinline]] void Join(typename TLayout<F>::E* p, const U (&in)[4][kBlock], int m) noexcept {
+    using L = TLayout<F>;
+    using E = typename L::E;
+    if constexpr (kWordPixels<F>) {
+        using W = TPixelWord<F>;
+        constexpr int kBits = 8 * sizeof(E);
+        auto* bytes = reinterpret_cast<uint8_t*>(p);
+        for (int i = 0; i < m; ++i) {  // @vectorised
+            W w = W(W(in[3][i]) << (kBits * L::kAlphaAt));
+            for (int c = 0; c < L::kColour; ++c) w = W(w | (W(in[c][i]) << (kBits * c)));
+            std::memcpy(bytes + i * sizeof(W), &w, sizeof(W));
+        }
+    } else {
+        for (int c = 0; c < L::kColour; ++c)
+            for (int i = 0; i < m; ++i) p[i * L::kN + c] = E(in[c][i]);  // @vectorised
+    }
 }
 
 // ---- Coverage ----------------------------------------------------------------------
@@ -191,27 +238,26 @@ QGDI_PX_INLINE U Ratio8(U w, U A) noexcept {
     return U(float(w * 65536 + (A >> 1)) / float(std::max(A, U(1))));
 }
 
+// The composite of every pixel into blk.d, which Join then writes back.
 template <EQPixelFormat D, EComposite kRule>
-[[gnu::noinline]] void Composite(typename TLayout<D>::E* p, const SBlock& blk, int m, bool preserveAlpha,
-                                 const uint8_t* dissolveRow, int x) noexcept {
+[[gnu::noinline]] void Composite(SBlock& __restrict__ blk, int m, bool preserveAlpha, const uint8_t* dissolveRow,
+                                 int x) noexcept {
     using L = TLayout<D>;
     using E = typename L::E;
     using Dp = TDepth<E>;
     constexpr U kF = Dp::kFull;
-    const U keepAlpha = preserveAlpha ? ~U(0) : 0;
+    const U keepAlpha = preserveAlpha || !L::kAlpha ? ~U(0) : 0;
     if constexpr (kRule == EComposite::kDissolve) {
-        // the source, opaque, where the pattern lies below a = M[sa k]
-        // the pattern under the block, read apart so that it cannot alias the row
+        // the pattern under the block, read apart so that the loop below has unit strides only
         U threshold[kBlock];
         for (int i = 0; i < m; ++i) threshold[i] = dissolveRow[(x + i) & (kDissolveSize - 1)];
+        // the source, opaque, where the pattern lies below a = M[sa k]
         for (int i = 0; i < m; ++i) {  // @vectorised(avx2, avx512)
-            const U a8 = sizeof(E) == 1 ? Dp::M(blk.s[3][i] * blk.k[i]) : px::Narrow16(Dp::M(blk.s[3][i] * blk.k[i]));
-            const bool show = threshold[i] < a8;
-            for (int c = 0; c < L::kColour; ++c) p[i * L::kN + c] = E(show ? blk.s[c][i] : blk.d[c][i]);
-            if constexpr (L::kAlpha) {
-                const U da = blk.d[3][i];
-                p[i * L::kN + L::kAlphaAt] = E(show ? (kF & ~keepAlpha) | (da & keepAlpha) : da);
-            }
+            const U a = Dp::M(blk.s[3][i] * blk.k[i]);
+            const bool show = threshold[i] < (sizeof(E) == 1 ? a : U(px::Narrow16(a)));
+            for (int c = 0; c < L::kColour; ++c) blk.d[c][i] = show ? blk.s[c][i] : blk.d[c][i];
+            const U da = blk.d[3][i];
+            blk.d[3][i] = show ? (kF & ~keepAlpha) | (da & keepAlpha) : da;
         }
         return;
     }
@@ -221,6 +267,7 @@ template <EQPixelFormat D, EComposite kRule>
         const U A = Dp::M((kF - da) * a) + da;
         const U w = kRule == EComposite::kBehind ? da : a;  // the weight of X in the mix
         [[maybe_unused]] const U r = sizeof(E) == 1 ? Ratio8(w, A) : 0;
+        [[maybe_unused]] const double Ad = double(std::max(A, U(1)));
         for (int c = 0; c < L::kColour; ++c) {
             const U d = blk.d[c][i], s = blk.s[c][i];
             U X, Y;
@@ -236,12 +283,11 @@ template <EQPixelFormat D, EComposite kRule>
                 out = (Y * (65536 - r) + X * r + 32768) >> 16;
             } else {
                 // round(Y + (X - Y) w / A), exactly: the numerator stays below 2^33 and fits a double
-                const double Ad = double(std::max(A, U(1)));
                 out = U((double(Y) * double(A - w) + double(X) * double(w) + double(A >> 1)) / Ad);
             }
-            p[i * L::kN + c] = E(a == 0 ? d : out);
+            blk.d[c][i] = a == 0 ? d : out;
         }
-        if constexpr (L::kAlpha) p[i * L::kN + L::kAlphaAt] = E((A & ~keepAlpha) | (da & keepAlpha));
+        blk.d[3][i] = (A & ~keepAlpha) | (da & keepAlpha);
     }
 }
 
@@ -286,7 +332,8 @@ struct TBlendMoxKernel {
             if (prep.ranges) RangeCoverage<E, LD::kColour>(blk, prep, m);
             if constexpr (CSeparable<Mode, TDepth<E>>) ApplySeparable<Mode, E, LD::kColour>(blk, m);
             else if constexpr (CompositeRule<Mode>() == EComposite::kMode) ApplyColourSpace<Mode, E>(blk, m);
-            Composite<D, CompositeRule<Mode>()>(p, blk, m, prep.preserveAlpha, dissolveRow, data.x + i0);
+            Composite<D, CompositeRule<Mode>()>(blk, m, prep.preserveAlpha, dissolveRow, data.x + i0);
+            Join<D>(p, blk.d, m);
         }
     }
 };
