@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <algorithm>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -97,6 +98,66 @@ TEST_F(ToolCommands, ConvertWritesAtTheLevelAsked) {
     std::unique_ptr<CRowIterator> a = QgdiReadImage(stored.string(), error), b = QgdiReadImage(packed.string(), error);
     ASSERT_TRUE(a && b) << error;
     EXPECT_TRUE(a->IsEquivalent(*b));
+}
+
+}  // namespace
+
+namespace {
+
+// Every pixel of an image as BGRA bytes, row after row.
+std::vector<uint8_t> Pixels(const CRowIterator& image) {
+    EXPECT_FALSE(image.SetPixelFormat(keFormatBGRA, keImageModifyReadOnly).IsError());
+    std::vector<uint8_t> out;
+    for (int y = 0; y < image.GetHeight(); ++y) {
+        const uint8_t* row = nullptr;
+        if (image.GetRow(row, y).IsError() || !row) return {};
+        out.insert(out.end(), row, row + size_t(image.GetWidth()) * 4);
+        (void)image.ReleaseRow(y);
+    }
+    return out;
+}
+
+// Blending the sample under a top of opacity 0 gives the sample back; a
+// placed, weakened multiply changes only the covered rectangle; bad
+// modes and files stop with 1 before anything is written.
+TEST_F(ToolCommands, BlendPlacesTheTopImageInAnyMode) {
+    fs::create_directories(m_root);
+    CRowIterator sample, top;
+    ASSERT_FALSE(QgdiMakeSampleImage(sample, 64, 48).IsError());
+    ASSERT_FALSE(QgdiMakeSampleImage(top, 16, 8).IsError());
+    const std::string bottom = (m_root / "bottom.png").string(), topFile = (m_root / "top.png").string();
+    std::string error, note;
+    ASSERT_TRUE(QgdiWriteImage(bottom, sample, error, note));
+    ASSERT_TRUE(QgdiWriteImage(topFile, top, error, note));
+    const std::string out = (m_root / "out.png").string();
+
+    ASSERT_EQ(QgdiCmdBlend({bottom, bottom, out, "--opacity", "0"}), 0);
+    const std::vector<uint8_t> original = Pixels(*QgdiReadImage(bottom, error));
+    ASSERT_EQ(original.size(), 64u * 48 * 4);
+    EXPECT_EQ(Pixels(*QgdiReadImage(out, error)), original);
+
+    ASSERT_EQ(QgdiCmdBlend({bottom, topFile, out, "--mode", "multiply", "--opacity", "180", "--at", "40,30"}), 0);
+    const std::vector<uint8_t> placed = Pixels(*QgdiReadImage(out, error));
+    int changedOutside = 0, changedInside = 0;
+    for (int y = 0; y < 48; ++y)
+        for (int x = 0; x < 64; ++x) {
+            const bool inside = x >= 40 && x < 56 && y >= 30 && y < 38;
+            const size_t at = (size_t(y) * 64 + x) * 4;
+            const bool changed = !std::equal(&placed[at], &placed[at] + 4, &original[at]);
+            (inside ? changedInside : changedOutside) += changed;
+        }
+    EXPECT_EQ(changedOutside, 0);
+    EXPECT_GT(changedInside, 16 * 8 / 2);
+
+    ASSERT_EQ(QgdiCmdBlend({bottom, topFile, out, "--mode", "xor", "--at", "-8,-4"}), 0);
+    EXPECT_EQ(QgdiCmdBlend({"--list"}), 0);
+    const std::string never = (m_root / "never.png").string();
+    EXPECT_EQ(QgdiCmdBlend({bottom, topFile, never, "--mode", "no-such-mode"}), 1);
+    EXPECT_EQ(QgdiCmdBlend({bottom, (m_root / "missing.png").string(), never}), 1);
+    EXPECT_EQ(QgdiCmdBlend({bottom, topFile, never, "--opacity", "256"}), 1);
+    EXPECT_EQ(QgdiCmdBlend({bottom, topFile, never, "--at", "3"}), 1);
+    EXPECT_EQ(QgdiCmdBlend({bottom, topFile}), 2);
+    EXPECT_FALSE(fs::exists(never));
 }
 
 }  // namespace

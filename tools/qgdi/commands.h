@@ -18,3 +18,4 @@ int QgdiCmdFormats(const std::vector<std::string>& args);
 int QgdiCmdInfo(const std::vector<std::string>& args);
 int QgdiCmdConvert(const std::vector<std::string>& args);
 int QgdiCmdDemo(const std::vector<std::string>& args);
+int QgdiCmdBlend(const std::vector<std::string>& args);
