@@ -29,7 +29,8 @@ struct SModeInfo {
 
 template <class Mode>
 uint8_t ChannelFn(uint32_t d, uint32_t s, uint32_t k) {
-    return static_cast<uint8_t>(Mode::template F<TDepth<uint8_t>>(d, s, k));
+    using L = TDepth<uint8_t>::L;
+    return static_cast<uint8_t>(Mode::template F<TDepth<uint8_t>>(L(d & 255), L(s & 255), L(k & 255)));
 }
 
 // In the order of a mode menu: normal group, darkening, lightening, contrast, comparison, colour.

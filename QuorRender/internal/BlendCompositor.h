@@ -32,11 +32,13 @@ inline namespace QGDI_TARGET_NS {
 
 constexpr int kBlock = 128;
 
-struct SBlock {
-    alignas(64) U d[4][kBlock];  // destination b, g, r (grey in 0), alpha
-    alignas(64) U s[4][kBlock];  // source, the same
-    alignas(64) U b[3][kBlock];  // the mode's result per colour channel
-    alignas(64) U k[kBlock];     // coverage, 0..F
+// One block of pixels as channel arrays in the depth's lane type.
+template <class L>
+struct TBlock {
+    alignas(64) L d[4][kBlock];  // destination b, g, r (grey in 0), alpha
+    alignas(64) L s[4][kBlock];  // source, the same
+    alignas(64) L b[3][kBlock];  // the colour-space modes' result per colour channel
+    alignas(64) L k[kBlock];     // coverage, 0..F
 };
 
 template <EQPixelFormat F>
@@ -61,12 +63,16 @@ using TPixelWord = std::conditional_t<
 template <EQPixelFormat F>
 inline constexpr bool kWordPixels = TLayout<F>::kAlpha && !std::is_void_v<TPixelWord<F>>;
 
-// Channel arrays of m pixels of a row; an absent alpha reads F.
+// Lanes of the channels of F.
 template <EQPixelFormat F>
-[[gnu::noinline]] void Split(U (&out)[4][kBlock], const typename TLayout<F>::E* p, int m) noexcept {
+using TLane = typename TDepth<typename TLayout<F>::E>::L;
+
+// Channel arrays of m pixels of a row; an absent alpha reads F.
+template <EQPixelFormat F, class Ln = TLane<F>>
+[[gnu::noinline]] void Split(Ln (&out)[4][kBlock], const typename TLayout<F>::E* p, int m) noexcept {
     using L = TLayout<F>;
     using E = typename L::E;
-    constexpr U kFull = TDepth<E>::kFull;
+    constexpr Ln kFull = TDepth<E>::kFull;
     if constexpr (kWordPixels<F>) {
         using W = TPixelWord<F>;
         constexpr int kBits = 8 * sizeof(E);
@@ -74,8 +80,8 @@ template <EQPixelFormat F>
         for (int i = 0; i < m; ++i) {  // @vectorised
             W w;
             std::memcpy(&w, bytes + i * sizeof(W), sizeof(W));
-            for (int c = 0; c < L::kColour; ++c) out[c][i] = U((w >> (kBits * c)) & kFull);
-            out[3][i] = U((w >> (kBits * L::kAlphaAt)) & kFull);
+            for (int c = 0; c < L::kColour; ++c) out[c][i] = Ln((w >> (kBits * c)) & kFull);
+            out[3][i] = Ln((w >> (kBits * L::kAlphaAt)) & kFull);
         }
     } else {
         static_assert(!L::kAlpha, "formats with alpha are read as words");
@@ -86,8 +92,8 @@ template <EQPixelFormat F>
 }
 
 // The channel arrays back into m pixels of a row.
-template <EQPixelFormat F>
-[[gnu::noinline]] void Join(typename TLayout<F>::E* p, const U (&in)[4][kBlock], int m) noexcept {
+template <EQPixelFormat F, class Ln = TLane<F>>
+[[gnu::noinline]] void Join(typename TLayout<F>::E* p, const Ln (&in)[4][kBlock], int m) noexcept {
     using L = TLayout<F>;
     using E = typename L::E;
     if constexpr (kWordPixels<F>) {
@@ -109,10 +115,11 @@ template <EQPixelFormat F>
 
 // Coverage of every pixel from the opacity and the mask (k = M[m opacity]),
 // in the depth's scale.
-template <class E>
-[[gnu::noinline]] void MaskCoverage(SBlock& blk, const uint8_t* mask, U opacity, int m) noexcept {
-    constexpr U kWiden = sizeof(E) == 1 ? 1 : 257;
-    for (int i = 0; i < m; ++i) blk.k[i] = TDepth<uint8_t>::M(mask[i] * opacity) * kWiden;  // @vectorised
+template <class E, class Ln = typename TDepth<E>::L>
+[[gnu::noinline]] void MaskCoverage(TBlock<Ln>& blk, const uint8_t* mask, uint32_t opacity, int m) noexcept {
+    constexpr uint32_t kWiden = sizeof(E) == 1 ? 1 : 257;
+    for (int i = 0; i < m; ++i)  // @vectorised
+        blk.k[i] = Ln(TDepth<uint8_t>::M(uint16_t(mask[i] * opacity)) * kWiden);
 }
 
 // Coverage from the blend ranges, per pixel, with `op` the opacity under the
@@ -126,9 +133,11 @@ template <class E>
 // loop carries no branch; tables are 32-bit words so that wide targets gather
 // them. 16-bit channels index the tables by their nearest 8-bit value and
 // the opacity arrives in 8 bits.
-template <class E, int kColour>
-[[gnu::noinline]] void RangeCoverage(SBlock& __restrict__ blk, const rowop::SBlendMoxPrepared& prep, int m) noexcept {
-    constexpr auto M8 = TDepth<uint8_t>::M;
+template <class E, int kColour, class Ln = typename TDepth<E>::L>
+[[gnu::noinline]] void RangeCoverage(TBlock<Ln>& __restrict__ blk, const rowop::SBlendMoxPrepared& prep,
+                                     int m) noexcept {
+    using U = uint32_t;
+    auto M8 = [](U p) { return U(TDepth<uint8_t>::M(uint16_t(p))); };
     const U(*__restrict__ t)[256] = prep.rangeTables;
     const bool useSG = !prep.skipSrcGrey, useDG = !prep.skipDstGrey;
     constexpr int kG = kColour == 3 ? 1 : 0, kR = kColour == 3 ? 2 : 0;
@@ -151,21 +160,11 @@ template <class E, int kColour>
         k = da && useDG ? M8(tdg * k) : k;
         k = sa ? M8(M8(M8(tsr * k) * tsgr) * tsb) : k;
         k = da ? M8(M8(M8(M8(tdr * k) * tdgr) * tdb) * op) : M8(k * op);
-        blk.k[i] = sizeof(E) == 1 ? k : k * 257;
+        blk.k[i] = Ln(sizeof(E) == 1 ? k : k * 257);
     }
 }
 
-// ---- Mode step: B per colour channel ------------------------------------------------
-
-template <class Mode, class Dp>
-concept CSeparable = requires(U v) { Mode::template F<Dp>(v, v, v); };
-
-template <class Mode, class E, int kColour>
-[[gnu::noinline]] void ApplySeparable(SBlock& blk, int m) noexcept {
-    using Dp = TDepth<E>;
-    for (int c = 0; c < kColour; ++c)
-        for (int i = 0; i < m; ++i) blk.b[c][i] = Mode::template F<Dp>(blk.d[c][i], blk.s[c][i], blk.k[i]);  // @vectorised
-}
+// ---- Colour-space modes: B per colour channel ----------------------------------------
 
 // Shape of a colour: (c - min) / (max - min) per channel; grey has the shape of red.
 QGDI_PX_INLINE void Shape(float r, float g, float b, float& sr, float& sg, float& sb) noexcept {
@@ -186,8 +185,8 @@ QGDI_PX_INLINE float InsideFactor(float v, float y) noexcept {
     return v >= 0.0f && v <= 1.0f ? 1.0f : f;
 }
 
-template <class Mode, class E>
-[[gnu::noinline]] void ApplyColourSpace(SBlock& blk, int m) noexcept {
+template <class Mode, class E, class Ln = typename TDepth<E>::L>
+[[gnu::noinline]] void ApplyColourSpace(TBlock<Ln>& blk, int m) noexcept {
     using Dp = TDepth<E>;
     constexpr float kInv = 1.0f / float(Dp::kFull), kOut = float(Dp::kFull) + 0.9999f;
     constexpr float kLr = 0.299f, kLg = 0.587f, kLb = 0.114f;
@@ -219,8 +218,8 @@ template <class Mode, class E>
             const float f = std::min(std::min(InsideFactor(r, y), InsideFactor(g, y)), InsideFactor(b, y));
             r = y + (r - y) * f, g = y + (g - y) * f, b = y + (b - y) * f;
         }
-        auto quantise = [&](float v) { return U(std::min(std::max(v * kOut, 0.0f), float(Dp::kFull))); };
-        const U k = blk.k[i];
+        auto quantise = [&](float v) { return Ln(std::min(std::max(v * kOut, 0.0f), float(Dp::kFull))); };
+        const Ln k = blk.k[i];
         blk.b[0][i] = Mix<Dp>(quantise(b), blk.d[0][i], k);
         blk.b[1][i] = Mix<Dp>(quantise(g), blk.d[1][i], k);
         blk.b[2][i] = Mix<Dp>(quantise(r), blk.d[2][i], k);
@@ -229,65 +228,80 @@ template <class Mode, class E>
 
 // ---- Composite step -----------------------------------------------------------------
 
-enum class EComposite { kMode, kNormal, kBehind, kDissolve };
+template <class Mode, class Dp>
+concept CSeparable = requires(typename Dp::L v) { Mode::template F<Dp>(v, v, v); };
+
+template <class Mode>
+inline constexpr bool kColourSpace = requires { Mode::kColourOnly; };
 
 // (Y (65536 - r) + X r + 32768) >> 16 with r = w / A in 16.16, rounded. The
 // ratio's numerator stays below 2^24, so its float quotient is exact enough
 // never to cross an integer: it equals the alpha-ratio table without reading it.
-QGDI_PX_INLINE U Ratio8(U w, U A) noexcept {
-    return U(float(w * 65536 + (A >> 1)) / float(std::max(A, U(1))));
+QGDI_PX_INLINE uint32_t Ratio8(uint32_t w, uint32_t A) noexcept {
+    return uint32_t(float(w * 65536 + (A >> 1)) / float(std::max(A, 1u)));
 }
 
-// The composite of every pixel into blk.d, which Join then writes back.
-template <EQPixelFormat D, EComposite kRule>
-[[gnu::noinline]] void Composite(SBlock& __restrict__ blk, int m, bool preserveAlpha, const uint8_t* dissolveRow,
-                                 int x) noexcept {
+// The dissolve pattern: the source, opaque, where the pattern lies below a = M[sa k].
+template <EQPixelFormat D, class Ln = TLane<D>>
+[[gnu::noinline]] void Dissolve(TBlock<Ln>& __restrict__ blk, int m, bool preserveAlpha, const uint8_t* dissolveRow,
+                                int x) noexcept {
     using L = TLayout<D>;
     using E = typename L::E;
     using Dp = TDepth<E>;
-    constexpr U kF = Dp::kFull;
-    const U keepAlpha = preserveAlpha || !L::kAlpha ? ~U(0) : 0;
-    if constexpr (kRule == EComposite::kDissolve) {
-        // the pattern under the block, read apart so that the loop below has unit strides only
-        U threshold[kBlock];
-        for (int i = 0; i < m; ++i) threshold[i] = dissolveRow[(x + i) & (kDissolveSize - 1)];
-        // the source, opaque, where the pattern lies below a = M[sa k]
-        for (int i = 0; i < m; ++i) {  // @vectorised(avx2, avx512)
-            const U a = Dp::M(blk.s[3][i] * blk.k[i]);
-            const bool show = threshold[i] < (sizeof(E) == 1 ? a : U(px::Narrow16(a)));
-            for (int c = 0; c < L::kColour; ++c) blk.d[c][i] = show ? blk.s[c][i] : blk.d[c][i];
-            const U da = blk.d[3][i];
-            blk.d[3][i] = show ? (kF & ~keepAlpha) | (da & keepAlpha) : da;
-        }
-        return;
+    const Ln keepAlpha = preserveAlpha || !L::kAlpha ? Ln(~Ln(0)) : Ln(0);
+    // the pattern under the block, read apart so that the loop below has unit strides only
+    Ln threshold[kBlock];
+    for (int i = 0; i < m; ++i) threshold[i] = dissolveRow[(x + i) & (kDissolveSize - 1)];
+    for (int i = 0; i < m; ++i) {  // @vectorised(avx2, avx512)
+        const Ln a = Dp::M(Ln(blk.s[3][i] * blk.k[i]));
+        const bool show = threshold[i] < (sizeof(E) == 1 ? a : Ln(px::Narrow16(a)));
+        for (int c = 0; c < L::kColour; ++c) blk.d[c][i] = show ? blk.s[c][i] : blk.d[c][i];
+        const Ln da = blk.d[3][i];
+        blk.d[3][i] = show ? Ln((Dp::kFull & ~keepAlpha) | (da & keepAlpha)) : da;
     }
+}
+
+enum class EComposite { kMode, kNormal, kBehind };
+
+// The composite of every pixel into blk.d, which Join then writes back. The
+// separable modes' rule runs here, inline, so that B never leaves a register.
+template <class Mode, EQPixelFormat D, EComposite kRule, class Ln = TLane<D>>
+[[gnu::noinline]] void Composite(TBlock<Ln>& __restrict__ blk, int m, bool preserveAlpha) noexcept {
+    using L = TLayout<D>;
+    using E = typename L::E;
+    using Dp = TDepth<E>;
+    using U = uint32_t;
+    constexpr Ln kF = Dp::kFull;
+    const Ln keepAlpha = preserveAlpha || !L::kAlpha ? Ln(~Ln(0)) : Ln(0);
     for (int i = 0; i < m; ++i) {  // @vectorised
-        const U sa = blk.s[3][i], da = blk.d[3][i];
-        const U a = Dp::M(sa * blk.k[i]);
-        const U A = Dp::M((kF - da) * a) + da;
-        const U w = kRule == EComposite::kBehind ? da : a;  // the weight of X in the mix
+        const Ln sa = blk.s[3][i], da = blk.d[3][i], k = blk.k[i];
+        const Ln a = Dp::M(Ln(sa * k));
+        const Ln A = Ln(Dp::M(Ln(Ln(kF - da) * a)) + da);
+        const Ln w = kRule == EComposite::kBehind ? da : a;  // the weight of X in the mix
         [[maybe_unused]] const U r = sizeof(E) == 1 ? Ratio8(w, A) : 0;
-        [[maybe_unused]] const double Ad = double(std::max(A, U(1)));
+        [[maybe_unused]] const double Ad = double(std::max(U(A), U(1)));
         for (int c = 0; c < L::kColour; ++c) {
-            const U d = blk.d[c][i], s = blk.s[c][i];
-            U X, Y;
+            const Ln d = blk.d[c][i], s = blk.s[c][i];
+            Ln X, Y;
             if constexpr (kRule == EComposite::kNormal) X = s, Y = d;
             else if constexpr (kRule == EComposite::kBehind) X = d, Y = s;
             else {
-                const U B = blk.b[c][i];
-                X = Dp::M(B * da + s * (kF - da));
-                Y = Dp::M(d * (kF - sa) + B * sa);
+                Ln B;
+                if constexpr (CSeparable<Mode, Dp>) B = Mode::template F<Dp>(d, s, k);
+                else B = blk.b[c][i];
+                X = Dp::M(Ln(Ln(B * da) + Ln(s * Ln(kF - da))));
+                Y = Dp::M(Ln(Ln(d * Ln(kF - sa)) + Ln(B * sa)));
             }
-            U out;
+            Ln out;
             if constexpr (sizeof(E) == 1) {
-                out = (Y * (65536 - r) + X * r + 32768) >> 16;
+                out = Ln((U(Y) * (65536 - r) + U(X) * r + 32768) >> 16);
             } else {
                 // round(Y + (X - Y) w / A), exactly: the numerator stays below 2^33 and fits a double
-                out = U((double(Y) * double(A - w) + double(X) * double(w) + double(A >> 1)) / Ad);
+                out = Ln((double(Y) * double(A - w) + double(X) * double(w) + double(A >> 1)) / Ad);
             }
             blk.d[c][i] = a == 0 ? d : out;
         }
-        blk.d[3][i] = (A & ~keepAlpha) | (da & keepAlpha);
+        blk.d[3][i] = Ln((A & ~keepAlpha) | (da & keepAlpha));
     }
 }
 
@@ -297,7 +311,6 @@ template <class Mode>
 constexpr EComposite CompositeRule() noexcept {
     if constexpr (std::is_same_v<Mode, SNormal>) return EComposite::kNormal;
     else if constexpr (std::is_same_v<Mode, SBehind>) return EComposite::kBehind;
-    else if constexpr (std::is_same_v<Mode, SDissolve>) return EComposite::kDissolve;
     else return EComposite::kMode;
 }
 
@@ -307,12 +320,14 @@ struct TBlendMoxKernel {
         using LD = TLayout<D>;
         using LS = TLayout<S>;
         using E = typename LD::E;
+        using Ln = TLane<D>;
         static_assert(std::is_same_v<E, typename LS::E> && LD::kColour == LS::kColour);
+        constexpr bool kDissolve = std::is_same_v<Mode, SDissolve>;
         if (!data.pSrc || !data.pDst) return;
         std::optional<rowop::SBlendMoxPrepared> local;
         const auto& prep = rowop::PreparedFor<rowop::SBlendMoxPrepared, D, S>(def, data, local);
         const uint8_t* dissolveRow = nullptr;
-        if constexpr (CompositeRule<Mode>() == EComposite::kDissolve) {
+        if constexpr (kDissolve) {
             const auto* table = GetDissolveTable();
             if (!table) return;
             dissolveRow = table[data.y & (kDissolveSize - 1)];
@@ -321,18 +336,21 @@ struct TBlendMoxKernel {
         const auto* src = reinterpret_cast<const E*>(data.pSrc);
         const uint8_t* mask = data.pMask;
         const int n = data.nCount;
-        SBlock blk;
+        TBlock<Ln> blk;
         for (int i0 = 0; i0 < n; i0 += kBlock) {
             const int m = std::min(kBlock, n - i0);
             E* p = dst + i0 * LD::kN;
             Split<D>(blk.d, p, m);
             Split<S>(blk.s, src + i0 * LS::kN, m);
             if (mask) MaskCoverage<E>(blk, mask + i0, prep.opacity8, m);
-            else std::fill_n(blk.k, m, prep.coverage);
+            else std::fill_n(blk.k, m, Ln(prep.coverage));
             if (prep.ranges) RangeCoverage<E, LD::kColour>(blk, prep, m);
-            if constexpr (CSeparable<Mode, TDepth<E>>) ApplySeparable<Mode, E, LD::kColour>(blk, m);
-            else if constexpr (CompositeRule<Mode>() == EComposite::kMode) ApplyColourSpace<Mode, E>(blk, m);
-            Composite<D, CompositeRule<Mode>()>(blk, m, prep.preserveAlpha, dissolveRow, data.x + i0);
+            if constexpr (kDissolve) {
+                Dissolve<D>(blk, m, prep.preserveAlpha, dissolveRow, data.x + i0);
+            } else {
+                if constexpr (kColourSpace<Mode>) ApplyColourSpace<Mode, E>(blk, m);
+                Composite<Mode, D, CompositeRule<Mode>()>(blk, m, prep.preserveAlpha);
+            }
             Join<D>(p, blk.d, m);
         }
     }

@@ -15,9 +15,14 @@ namespace qgdi::blend {
 // Each kernel pass has its own copies (see platform/TargetPass.h).
 inline namespace QGDI_TARGET_NS {
 
-using U = uint32_t;
 
 // ---- Depths -----------------------------------------------------------------
+//
+// Each depth works in a lane type L wide enough for a product of two channels
+// and no wider: 16 bits for 8-bit channels (255^2 < 2^16), 32 for 16-bit ones.
+// Every step is cast back to L, which keeps the values exact (they never
+// exceed F^2) and lets the compiler keep twice as many 8-bit pixels per
+// register as it would with 32-bit lanes.
 
 template <class E>
 struct TDepth;
@@ -25,170 +30,174 @@ struct TDepth;
 template <>
 struct TDepth<uint8_t> {
     using E = uint8_t;
-    static constexpr U kFull = 255, kHalf = 128, kShift = 7;
-    // (p + 128) / 255 for p <= 255^2, the mask table without reading it. Not
-    // quite p / 255 rounded: the table gives 1 for 127, where 127 / 255 < 1/2.
-    static QGDI_PX_INLINE U M(U p) noexcept { return ((p + 129) * 257) >> 16; }
+    using L = uint16_t;
+    static constexpr L kFull = 255, kHalf = 128, kShift = 7;
+    // (p + 128) / 255 for p <= 255^2, the mask table without reading it: the
+    // high half of (p + 129) x 257. Not quite p / 255 rounded: the table gives
+    // 1 for 127, where 127 / 255 < 1/2.
+    static QGDI_PX_INLINE L M(L p) noexcept { return L((uint32_t(L(p + 129)) * 257u) >> 16); }
     // floor(n / d) for n <= 255^2 and 1 <= d <= 2 x 255: the float quotient
     // never reaches the next integer (gap >= 1/510 against an error of 2^-17)
-    static QGDI_PX_INLINE U Quot(U n, U d) noexcept { return U(float(n) / float(d)); }
+    static QGDI_PX_INLINE L Quot(L n, L d) noexcept { return L(float(n) / float(d)); }
     // floor(sqrt(255 d)) = truncate(sqrt(d / 255) x 255), the square-root table's rule
-    static QGDI_PX_INLINE U Sqrt(U d) noexcept { return U(std::sqrt(float(d * 255))); }
+    static QGDI_PX_INLINE L Sqrt(L d) noexcept { return L(std::sqrt(float(L(d * 255)))); }
 };
 
 template <>
 struct TDepth<uint16_t> {
     using E = uint16_t;
-    static constexpr U kFull = 65535, kHalf = 32768, kShift = 15;
-    static QGDI_PX_INLINE U M(U p) noexcept { return px::Div65535(p); }
+    using L = uint32_t;
+    static constexpr L kFull = 65535, kHalf = 32768, kShift = 15;
+    static QGDI_PX_INLINE L M(L p) noexcept { return px::Div65535(p); }
     // products reach 2^32, beyond a float's 24 bits: the quotient is taken in double
-    static QGDI_PX_INLINE U Quot(U n, U d) noexcept { return U(double(n) / double(d)); }
-    static QGDI_PX_INLINE U Sqrt(U d) noexcept { return U(std::sqrt(double(d) * 65535.0)); }
+    static QGDI_PX_INLINE L Quot(L n, L d) noexcept { return L(double(n) / double(d)); }
+    static QGDI_PX_INLINE L Sqrt(L d) noexcept { return L(std::sqrt(double(d) * 65535.0)); }
 };
 
 // t laid over d by the coverage: M[t k + d (F - k)].
-template <class Dp>
-QGDI_PX_INLINE U Mix(U t, U d, U k) noexcept {
-    return Dp::M(t * k + d * (Dp::kFull - k));
+template <class Dp, class L = typename Dp::L>
+QGDI_PX_INLINE L Mix(L t, L d, L k) noexcept {
+    return Dp::M(L(L(t * k) + L(d * L(Dp::kFull - k))));
 }
 
 // ---- Separable modes: B = f(d, s, k) per colour channel -------------------------
 
 // f = M[min(d, s) k + d (F - k)]
 struct SDarken {
-    template <class Dp>
-    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept { return Mix<Dp>(std::min(d, s), d, k); }
+    template <class Dp, class L = typename Dp::L>
+    static QGDI_PX_INLINE L F(L d, L s, L k) noexcept { return Mix<Dp>(std::min(d, s), d, k); }
 };
 
 // f = M[max(d, s) k + d (F - k)]
 struct SLighten {
-    template <class Dp>
-    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept { return Mix<Dp>(std::max(d, s), d, k); }
+    template <class Dp, class L = typename Dp::L>
+    static QGDI_PX_INLINE L F(L d, L s, L k) noexcept { return Mix<Dp>(std::max(d, s), d, k); }
 };
 
 // f = M[M[d s] k + d (F - k)]
 struct SMultiply {
-    template <class Dp>
-    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept { return Mix<Dp>(Dp::M(d * s), d, k); }
+    template <class Dp, class L = typename Dp::L>
+    static QGDI_PX_INLINE L F(L d, L s, L k) noexcept { return Mix<Dp>(Dp::M(L(d * s)), d, k); }
 };
 
 // f = M[(F - M[(F - d)(F - s)]) k + d (F - k)]
 struct SScreen {
-    template <class Dp>
-    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept {
-        return Mix<Dp>(Dp::kFull - Dp::M((Dp::kFull - d) * (Dp::kFull - s)), d, k);
+    template <class Dp, class L = typename Dp::L>
+    static QGDI_PX_INLINE L F(L d, L s, L k) noexcept {
+        return Mix<Dp>(L(Dp::kFull - Dp::M(L(L(Dp::kFull - d) * L(Dp::kFull - s)))), d, k);
     }
 };
 
 // t = F - (((F - s)(F - d)) >> 7) where the test channel is at least half, else (s d) >> 7 (shift 15 at 16 bits)
-template <bool kTestSource>
-QGDI_PX_INLINE U OverlayTerm(U d, U s, U kFull, U kHalf, U kShift) noexcept {
-    const U test = kTestSource ? s : d;
-    const U hi = kFull - (((kFull - s) * (kFull - d)) >> kShift), lo = (s * d) >> kShift;
-    return test >= kHalf ? hi : lo;
+template <class Dp, bool kTestSource, class L = typename Dp::L>
+QGDI_PX_INLINE L OverlayTerm(L d, L s) noexcept {
+    const L test = kTestSource ? s : d;
+    const L hi = L(Dp::kFull - L(L(L(Dp::kFull - s) * L(Dp::kFull - d)) >> Dp::kShift));
+    const L lo = L(L(s * d) >> Dp::kShift);
+    return test >= Dp::kHalf ? hi : lo;
 }
 
 // f = M[t k + d (F - k)], t the overlay term tested on d
 struct SOverlay {
-    template <class Dp>
-    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept {
-        return Mix<Dp>(OverlayTerm<false>(d, s, Dp::kFull, Dp::kHalf, Dp::kShift), d, k);
-    }
+    template <class Dp, class L = typename Dp::L>
+    static QGDI_PX_INLINE L F(L d, L s, L k) noexcept { return Mix<Dp>(OverlayTerm<Dp, false>(d, s), d, k); }
 };
 
 // f = M[t k + d (F - k)], t the overlay term tested on s
 struct SHardLight {
-    template <class Dp>
-    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept {
-        return Mix<Dp>(OverlayTerm<true>(d, s, Dp::kFull, Dp::kHalf, Dp::kShift), d, k);
-    }
+    template <class Dp, class L = typename Dp::L>
+    static QGDI_PX_INLINE L F(L d, L s, L k) noexcept { return Mix<Dp>(OverlayTerm<Dp, true>(d, s), d, k); }
 };
 
 // t = d - M[M[d (F - d)] max(0, F - 2s)] for s <= half, d + M[(2s - F)(sqrt(d) - d)] above; f = M[t k + d (F - k)]
 struct SSoftLight {
-    template <class Dp>
-    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept {
-        constexpr U kF = Dp::kFull;
-        const U dark = 2 * s >= kF ? 0 : kF - 2 * s;  // 0 at s = half: the two rules meet
-        const U lo = d - Dp::M(Dp::M(d * (kF - d)) * dark);
-        const U light = 2 * s > kF ? 2 * s - kF : 0;
-        const U hi = d + Dp::M(light * (Dp::Sqrt(d) - d));
+    template <class Dp, class L = typename Dp::L>
+    static QGDI_PX_INLINE L F(L d, L s, L k) noexcept {
+        constexpr L kF = Dp::kFull;
+        const L twice = L(2 * s);
+        const L dark = twice >= kF ? L(0) : L(kF - twice);  // 0 at s = half: the two rules meet
+        const L lo = L(d - Dp::M(L(Dp::M(L(d * L(kF - d))) * dark)));
+        const L light = twice > kF ? L(twice - kF) : L(0);
+        const L hi = L(d + Dp::M(L(light * L(Dp::Sqrt(d) - d))));
         return Mix<Dp>(s > Dp::kHalf ? hi : lo, d, k);
     }
 };
 
 // f = |d - M[s k]|: the coverage weakens the source only
 struct SDifference {
-    template <class Dp>
-    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept {
-        const U sk = Dp::M(s * k);
-        return std::max(d, sk) - std::min(d, sk);
+    template <class Dp, class L = typename Dp::L>
+    static QGDI_PX_INLINE L F(L d, L s, L k) noexcept {
+        const L sk = Dp::M(L(s * k));
+        return L(std::max(d, sk) - std::min(d, sk));
     }
 };
 
 // f = min(F, d F / (F - M[s k])); F where the divisor is 0
 struct SDodge {
-    template <class Dp>
-    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept {
-        const U den = Dp::kFull - Dp::M(s * k);
-        const U q = std::min(Dp::kFull, Dp::Quot(d * Dp::kFull, std::max(den, U(1))));
+    template <class Dp, class L = typename Dp::L>
+    static QGDI_PX_INLINE L F(L d, L s, L k) noexcept {
+        const L den = L(Dp::kFull - Dp::M(L(s * k)));
+        const L q = std::min(Dp::kFull, Dp::Quot(L(d * Dp::kFull), std::max(den, L(1))));
         return den == 0 ? Dp::kFull : q;
     }
 };
 
 // f = F - min(F, (F - d) F / s'), s' = F - M[(F - s) k] the source weakened towards white; 0 where s' is 0
 struct SBurn {
-    template <class Dp>
-    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept {
-        const U den = Dp::kFull - Dp::M((Dp::kFull - s) * k);
-        const U q = std::min(Dp::kFull, Dp::Quot((Dp::kFull - d) * Dp::kFull, std::max(den, U(1))));
-        return den == 0 ? 0 : Dp::kFull - q;
+    template <class Dp, class L = typename Dp::L>
+    static QGDI_PX_INLINE L F(L d, L s, L k) noexcept {
+        const L den = L(Dp::kFull - Dp::M(L(L(Dp::kFull - s) * k)));
+        const L q = std::min(Dp::kFull, Dp::Quot(L(L(Dp::kFull - d) * Dp::kFull), std::max(den, L(1))));
+        return den == 0 ? L(0) : L(Dp::kFull - q);
     }
 };
 
 // f = M[M[(F - d) s + d (F - s)] k + d (F - k)]
 struct SExclusion {
-    template <class Dp>
-    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept {
-        return Mix<Dp>(Dp::M((Dp::kFull - d) * s + d * (Dp::kFull - s)), d, k);
+    template <class Dp, class L = typename Dp::L>
+    static QGDI_PX_INLINE L F(L d, L s, L k) noexcept {
+        return Mix<Dp>(Dp::M(L(L(L(Dp::kFull - d) * s) + L(d * L(Dp::kFull - s)))), d, k);
     }
 };
 
 // t = clamp(d + 2s - F, 0, F); f = M[t k + d (F - k)]
 struct SLinearLight {
-    template <class Dp>
-    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept {
-        const U sum = d + 2 * s;  // at most 3F
-        const U t = std::min(Dp::kFull, sum - std::min(sum, Dp::kFull));
+    template <class Dp, class L = typename Dp::L>
+    static QGDI_PX_INLINE L F(L d, L s, L k) noexcept {
+        const L sum = L(d + 2 * s);  // at most 3F
+        const L t = std::min(Dp::kFull, L(sum - std::min(sum, Dp::kFull)));
         return Mix<Dp>(t, d, k);
     }
 };
 
 // t = F - min(F, (F - d) F / 2s) below half (0 at s = 0), min(F, d F / 2(F - s)) from half (F at s = F); f = M[t k + d (F - k)]
 struct SVividLight {
-    template <class Dp>
-    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept {
-        constexpr U kF = Dp::kFull;
-        const U burnDen = 2 * s, dodgeDen = 2 * (kF - s);
-        const U burn = burnDen == 0 ? 0 : kF - std::min(kF, Dp::Quot((kF - d) * kF, std::max(burnDen, U(1))));
-        const U dodge = dodgeDen == 0 ? kF : std::min(kF, Dp::Quot(d * kF, std::max(dodgeDen, U(1))));
+    template <class Dp, class L = typename Dp::L>
+    static QGDI_PX_INLINE L F(L d, L s, L k) noexcept {
+        constexpr L kF = Dp::kFull;
+        const L burnDen = L(2 * s), dodgeDen = L(2 * L(kF - s));
+        const L burn = burnDen == 0 ? L(0) : L(kF - std::min(kF, Dp::Quot(L(L(kF - d) * kF), std::max(burnDen, L(1)))));
+        const L dodge = dodgeDen == 0 ? kF : std::min(kF, Dp::Quot(L(d * kF), std::max(dodgeDen, L(1))));
         return Mix<Dp>(s < Dp::kHalf ? burn : dodge, d, k);
     }
 };
 
 // t = min(d, 2s) below half, max(d, 2s - F) from half; f = M[t k + d (F - k)]
 struct SPinLight {
-    template <class Dp>
-    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept {
-        const U lo = std::min(d, 2 * s), hi = std::max(d, 2 * s - std::min(2 * s, Dp::kFull));
+    template <class Dp, class L = typename Dp::L>
+    static QGDI_PX_INLINE L F(L d, L s, L k) noexcept {
+        const L twice = L(2 * s);
+        const L lo = std::min(d, twice), hi = std::max(d, L(twice - std::min(twice, Dp::kFull)));
         return Mix<Dp>(s < Dp::kHalf ? lo : hi, d, k);
     }
 };
 
 // t = F where d + s >= F, else 0; f = M[t k + d (F - k)]
 struct SHardMix {
-    template <class Dp>
-    static QGDI_PX_INLINE U F(U d, U s, U k) noexcept { return Mix<Dp>(d + s >= Dp::kFull ? Dp::kFull : 0, d, k); }
+    template <class Dp, class L = typename Dp::L>
+    static QGDI_PX_INLINE L F(L d, L s, L k) noexcept {
+        return Mix<Dp>(L(d + s) >= Dp::kFull ? Dp::kFull : L(0), d, k);
+    }
 };
 
 // ---- Colour-space modes ------------------------------------------------------------
