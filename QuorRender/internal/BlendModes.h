@@ -38,9 +38,9 @@ struct TDepth<uint8_t> {
     static QGDI_PX_INLINE L M(L p) noexcept { return L((uint32_t(L(p + 129)) * 257u) >> 16); }
     // floor(n / d) for n <= 255^2 and 1 <= d <= 2 x 255: the float quotient
     // never reaches the next integer (gap >= 1/510 against an error of 2^-17)
-    static QGDI_PX_INLINE L Quot(L n, L d) noexcept { return L(float(n) / float(d)); }
+    static QGDI_PX_INLINE L Quot(L n, L d) noexcept { return L(int32_t(float(int32_t(n)) / float(int32_t(d)))); }
     // floor(sqrt(255 d)) = truncate(sqrt(d / 255) x 255), the square-root table's rule
-    static QGDI_PX_INLINE L Sqrt(L d) noexcept { return L(std::sqrt(float(L(d * 255)))); }
+    static QGDI_PX_INLINE L Sqrt(L d) noexcept { return L(int32_t(std::sqrt(float(int32_t(L(d * 255)))))); }
 };
 
 template <>
