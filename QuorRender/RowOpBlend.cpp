@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <optional>
+#include <cstring>
 #include <string_view>
+#include <type_traits>
 
 #include "QuorRender/internal/RowOpDict.h"
 #include "QuorRender/internal/RowOpPrepared.h"
@@ -73,6 +75,50 @@ inline constexpr SQFormatPair kPairs[] = {
 };
 // clang-format on
 
+// Pixels with alpha whose channels fill a 16-, 32- or 64-bit word move as
+// one word and split by shifts: unit-stride access, which every target widens.
+template <EQPixelFormat D>
+using TWord = std::conditional_t<
+    !TPx<D>::Traits::kAlpha, void,
+    std::conditional_t<TPx<D>::kBytes == 2, uint16_t,
+                       std::conditional_t<TPx<D>::kBytes == 4, uint32_t,
+                                          std::conditional_t<TPx<D>::kBytes == 8, uint64_t, void>>>>;
+
+template <EQPixelFormat D>
+QGDI_PX_INLINE typename TPx<D>::C LoadPixel(const uint8_t* p) noexcept {
+    using P = TPx<D>;
+    using W = TWord<D>;
+    using V = typename P::W;
+    if constexpr (std::is_void_v<W>) {
+        return P::LoadRaw(reinterpret_cast<const typename P::E*>(p));
+    } else {
+        constexpr int kBits = 8 * sizeof(typename P::E);
+        constexpr W kMask = W(P::kMax);
+        W w;
+        std::memcpy(&w, p, sizeof(W));
+        auto at = [&](int offset) { return V((w >> (kBits * offset)) & kMask); };
+        if constexpr (P::Traits::kGrey) return {at(0), at(0), at(0), at(1)};
+        else return {at(0), at(1), at(2), at(3)};
+    }
+}
+
+// Grey rows carry the same value in b, g and r, which the operators keep equal.
+template <EQPixelFormat D>
+QGDI_PX_INLINE void StorePixel(uint8_t* p, const typename TPx<D>::C& c) noexcept {
+    using P = TPx<D>;
+    using W = TWord<D>;
+    if constexpr (std::is_void_v<W>) {
+        if constexpr (P::Traits::kGrey) reinterpret_cast<typename P::E*>(p)[0] = typename P::E(c.b);
+        else P::StoreRaw(reinterpret_cast<typename P::E*>(p), c);
+    } else {
+        constexpr int kBits = 8 * sizeof(typename P::E);
+        W w;
+        if constexpr (P::Traits::kGrey) w = W(W(c.b) | W(W(c.a) << kBits));
+        else w = W(W(c.b) | W(W(c.g) << kBits) | W(W(c.r) << (2 * kBits)) | W(W(c.a) << (3 * kBits)));
+        std::memcpy(p, &w, sizeof(W));
+    }
+}
+
 template <class Op, EQPixelFormat D>
 void CompositeSpan(uint8_t* dstRow, const uint8_t* srcRow, int n, uint32_t opacity) noexcept {
     using P = TPx<D>;
@@ -80,33 +126,35 @@ void CompositeSpan(uint8_t* dstRow, const uint8_t* srcRow, int n, uint32_t opaci
     using E = typename P::E;
     constexpr uint32_t kF = uint32_t(P::kMax);
     constexpr bool k8 = sizeof(E) == 1;
-    auto* d = reinterpret_cast<E*>(dstRow);
-    const auto* s = reinterpret_cast<const E*>(srcRow);
     auto M = [](uint32_t p) { return k8 ? Div255(p) : Div65535(p); };
-    for (int i = 0; i < n; ++i, d += P::kN, s += P::kN) {  // @vectorised
-        typename P::C dc = P::LoadRaw(d), sc = P::LoadRaw(s);
+    for (int i = 0; i < n; ++i) {  // @vectorised
+        uint8_t* d = dstRow + i * P::kBytes;
+        typename P::C dc = LoadPixel<D>(d), sc = LoadPixel<D>(srcRow + i * P::kBytes);
         // premultiplied colour of both, the source weakened by the opacity
         if constexpr (T::kAlpha && !T::kPremultiplied) {
             P::Premultiply(dc);
             P::Premultiply(sc);
         }
-        const uint32_t sa = M(uint32_t(sc.a) * opacity), da = uint32_t(dc.a);
-        const uint32_t fa = Factor<Op::Fa>(sa, da, kF), fb = Factor<Op::Fb>(sa, da, kF);
-        auto combine = [&](uint32_t sw, uint32_t dv) {
-            uint32_t r;
-            if constexpr (Op::kSaturate) r = sw + dv;
+        // 8-bit products and sums stay below 2^16: 16-bit lanes, twice as many per register
+        using V = std::conditional_t<k8, uint16_t, uint32_t>;
+        auto weaken = [&](auto v) { return V(k8 ? Div255u16(uint16_t(V(v) * V(opacity))) : M(uint32_t(v) * opacity)); };
+        const V sa = weaken(sc.a), da = V(dc.a);
+        const V fa = V(Factor<Op::Fa>(sa, da, kF)), fb = V(Factor<Op::Fb>(sa, da, kF));
+        auto combine = [&](V sw, V dv) {
+            V r;
+            if constexpr (Op::kSaturate) r = V(std::min<uint32_t>(uint32_t(sw) + dv, kF));
             // at 8 bits one rounding of the sum; 16-bit products leave no room for a sum
-            else if constexpr (k8) r = M(sw * fa + dv * fb);
-            else r = M(sw * fa) + M(dv * fb);
-            return std::min(r, kF);  // colour above its alpha can overflow
+            else if constexpr (k8) r = Div255u16(uint16_t(V(sw * fa) + V(dv * fb)));
+            else r = V(M(sw * fa) + M(dv * fb));
+            return std::min(r, V(kF));  // colour above its alpha can overflow
         };
         typename P::C out;
-        out.b = typename P::W(combine(M(uint32_t(sc.b) * opacity), uint32_t(dc.b)));
-        out.g = typename P::W(combine(M(uint32_t(sc.g) * opacity), uint32_t(dc.g)));
-        out.r = typename P::W(combine(M(uint32_t(sc.r) * opacity), uint32_t(dc.r)));
+        out.b = typename P::W(combine(weaken(sc.b), V(dc.b)));
+        out.g = typename P::W(combine(weaken(sc.g), V(dc.g)));
+        out.r = typename P::W(combine(weaken(sc.r), V(dc.r)));
         out.a = typename P::W(combine(sa, da));
         if constexpr (T::kAlpha && !T::kPremultiplied) P::Unpremultiply(out);
-        P::StoreRaw(d, out);
+        StorePixel<D>(d, out);
     }
 }
 
