@@ -1,5 +1,6 @@
 // The blend-mode definition: its settings, how it chooses a kernel, and what
 // it prepares for the kernels when bound.
+#include <algorithm>
 #include <cstring>
 #include <iterator>
 #include <new>
@@ -246,15 +247,18 @@ qgdi::rowop::SBlendMoxPrepared::SBlendMoxPrepared(const CRowOpDef& def, EQPixelF
     preserveAlpha = op.GetPreserveDstAlpha();
     ranges = op.HasActiveBlendRanges();
     skipSrcGrey = skipDstGrey = 0;
-    std::memset(rangeTables, 0, sizeof rangeTables);
+    std::memset(rangeBytes, 0, sizeof rangeBytes);
+    std::fill_n(rangeFull, 9, false);
     if (ranges) {
         const SBlendRanges& r = *op.GetBlendRanges();
         skipSrcGrey = r.bSkipSrcGrey ? 1 : 0;
         skipDstGrey = r.bSkipDstGrey ? 1 : 0;
         const uint8_t* tables[9] = {r.srcGrey, r.srcRed, r.srcGreen, r.srcBlue, r.unused,
                                     r.dstGrey, r.dstRed, r.dstGreen, r.dstBlue};
-        for (int t = 0; t < 9; ++t)
-            for (int v = 0; v < 256; ++v) rangeTables[t][v] = tables[t][v];
+        for (int t = 0; t < 9; ++t) {
+            std::memcpy(rangeBytes[t], tables[t], 256);
+            rangeFull[t] = std::all_of(tables[t], tables[t] + 256, [](uint8_t v) { return v == 255; });
+        }
     }
 }
 

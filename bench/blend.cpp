@@ -139,6 +139,17 @@ std::vector<ETarget> Targets() {
     return out;
 }
 
+SBlendRanges MakeRanges(bool everySlider) {
+    SBlendRanges br{};
+    br.nCount = 1;
+    uint8_t* tables[] = {br.srcGrey, br.srcRed, br.srcGreen, br.srcBlue, br.dstGrey, br.dstRed, br.dstGreen, br.dstBlue};
+    for (uint8_t* t : tables) {
+        const bool moved = everySlider || t == br.srcGrey || t == br.dstGrey;
+        for (int v = 0; v < 256; ++v) t[v] = uint8_t(moved && v < 40 ? v * 6 : 255);
+    }
+    return br;
+}
+
 size_t WorkingSet() { return size_t(Images().w) * Images().h * 8; }
 
 void Register(const std::string& name, std::function<void(benchmark::State&)> fn) {
@@ -187,15 +198,9 @@ void RegisterAll() {
         {keBlendMoxLinearLight, -1},  {keBlendMoxVividLight, -1},      {keBlendMoxPinLight, -1},
         {keBlendMoxHardMix, -1},      {keBlendMoxBehind, -1},
     };
-    static SBlendRanges ranges = [] {
-        SBlendRanges br{};
-        br.nCount = 1;
-        uint8_t* tables[] = {br.srcGrey, br.srcRed, br.srcGreen, br.srcBlue,
-                             br.dstGrey, br.dstRed, br.dstGreen, br.dstBlue};
-        for (uint8_t* t : tables)
-            for (int v = 0; v < 256; ++v) t[v] = uint8_t(v < 40 ? v * 6 : 255);
-        return br;
-    }();
+    // Grey sliders moved, channel sliders at their ends: how blend ranges are
+    // usually set. "+ranges-all" moves every slider, the worst case.
+    static const SBlendRanges greyRanges = MakeRanges(false), allRanges = MakeRanges(true);
     for (ETarget target : Targets())
         for (int t : threadCounts) {
             const std::string tail = std::string("/") + qgdi::dispatch::TargetName(target) + "/t" + std::to_string(t);
@@ -205,11 +210,13 @@ void RegisterAll() {
                     RunRowOp(state, CRowOpDefRowBlendMox(c.mode), keFormatBGRA, false, target, t);
                 });
                 if (t == 1)
-                    Register(base + "+ranges" + tail + "/ours", [=](benchmark::State& state) {
-                        CRowOpDefRowBlendMox def(c.mode);
-                        def.SetBlendRanges(&ranges);
-                        RunRowOp(state, def, keFormatBGRA, false, target, t);
-                    });
+                    for (const SBlendRanges* br : {&greyRanges, &allRanges})
+                        Register(base + (br == &allRanges ? "+ranges-all" : "+ranges") + tail + "/ours",
+                                 [=](benchmark::State& state) {
+                                     CRowOpDefRowBlendMox def(c.mode);
+                                     def.SetBlendRanges(br);
+                                     RunRowOp(state, def, keFormatBGRA, false, target, t);
+                                 });
 #ifdef QGDI_HAVE_PIXMAN
                 if (t == 1 && c.pixmanOp >= 0)
                     Register(base + tail + "/pixman",

@@ -123,44 +123,100 @@ template <class E, class Ln = typename TDepth<E>::L>
 }
 
 // Coverage from the blend ranges, per pixel, with `op` the opacity under the
-// mask (blk.k holds it on entry):
+// mask (the coverage array holds it on entry):
 //   k = 255; sg, dg = (30 r + 59 g + 11 b) / 100 of the source and the destination
 //   sa > 0 and the source grey consulted: k = srcGrey[sg]
 //   da > 0 and the destination grey consulted: k = M[dstGrey[dg] k]
 //   sa > 0: k = M[M[M[srcRed[r] k] srcGreen[g]] srcBlue[b]]
 //   da = 0: k = M[k op], else k = M[M[M[M[dstRed[r] k] dstGreen[g]] dstBlue[b]] op]
-// Every table is read whatever the pixel, then the reads are selected, so the
-// loop carries no branch; tables are 32-bit words so that wide targets gather
-// them. 16-bit channels index the tables by their nearest 8-bit value and
-// the opacity arrives in 8 bits.
-template <class E, int kColour, class Ln = typename TDepth<E>::L>
-[[gnu::noinline]] void RangeCoverage(TBlock<Ln>& __restrict__ blk, const rowop::SBlendMoxPrepared& prep,
-                                     int m) noexcept {
-    using U = uint32_t;
-    auto M8 = [](U p) { return U(TDepth<uint8_t>::M(uint16_t(p))); };
-    const U(*__restrict__ t)[256] = prep.rangeTables;
-    const bool useSG = !prep.skipSrcGrey, useDG = !prep.skipDstGrey;
+// In three passes: the table indices (wide), the eight table reads per pixel
+// (byte loads, which no target gathers well), and the products with their
+// selects (wide, no branch). 16-bit channels index the tables by their
+// nearest 8-bit value; the opacity arrives in 8 bits.
+struct SRangeScratch {
+    // source b, g, r, grey, destination b, g, r, grey, then source and destination alpha
+    alignas(64) uint8_t idx[10][kBlock];
+    alignas(64) uint16_t tv[8][kBlock];
+};
+
+// x / 100 = (x 5243) >> 19 for x <= 25500.
+QGDI_PX_INLINE uint8_t GreyIndex(uint32_t b, uint32_t g, uint32_t r) noexcept {
+    return uint8_t(((30 * r + 59 * g + 11 * b) * 5243u) >> 19);
+}
+
+template <class E>
+QGDI_PX_INLINE uint32_t Byte(uint32_t v) noexcept {
+    return sizeof(E) == 1 ? v : px::Narrow16(v);
+}
+
+// Indices of one side (0 source, 4 destination) straight from its row of words.
+template <EQPixelFormat F>
+[[gnu::noinline]] void RangeIndices(SRangeScratch& sc, int side, const uint8_t* row, int m) noexcept {
+    using L = TLayout<F>;
+    using E = typename L::E;
+    using W = TPixelWord<F>;
+    constexpr int kBits = 8 * sizeof(E);
+    constexpr W kMask = W(TDepth<E>::kFull);
+    constexpr int kG = L::kColour == 3 ? 1 : 0, kR = L::kColour == 3 ? 2 : 0;
+    uint8_t* out[5] = {sc.idx[side], sc.idx[side + 1], sc.idx[side + 2], sc.idx[side + 3], sc.idx[8 + side / 4]};
+    for (int i = 0; i < m; ++i) {  // @vectorised
+        W w;
+        std::memcpy(&w, row + i * sizeof(W), sizeof(W));
+        const uint32_t b = Byte<E>(uint32_t(w & kMask)), g = Byte<E>(uint32_t((w >> (kBits * kG)) & kMask)),
+                       r = Byte<E>(uint32_t((w >> (kBits * kR)) & kMask));
+        out[0][i] = uint8_t(b), out[1][i] = uint8_t(g), out[2][i] = uint8_t(r);
+        out[3][i] = GreyIndex(b, g, r);
+        out[4][i] = uint8_t(Byte<E>(uint32_t((w >> (kBits * L::kAlphaAt)) & kMask)));
+    }
+}
+
+// The same from the block's channel arrays, for rows that are not words.
+template <class E, int kColour, class Ln>
+[[gnu::noinline]] void RangeIndices(SRangeScratch& sc, const TBlock<Ln>& blk, int m) noexcept {
     constexpr int kG = kColour == 3 ? 1 : 0, kR = kColour == 3 ? 2 : 0;
-    for (int i = 0; i < m; ++i) {  // @vectorised(avx2, avx512)
-        U sb = blk.s[0][i], sg = blk.s[kG][i], sr = blk.s[kR][i];
-        U db = blk.d[0][i], dg = blk.d[kG][i], dr = blk.d[kR][i];
-        U op = blk.k[i];
-        if constexpr (sizeof(E) != 1) {
-            sb = px::Narrow16(sb), sg = px::Narrow16(sg), sr = px::Narrow16(sr);
-            db = px::Narrow16(db), dg = px::Narrow16(dg), dr = px::Narrow16(dr);
-            op = px::Narrow16(op);
+    for (int side = 0; side < 2; ++side) {
+        const Ln(&ch)[4][kBlock] = side ? blk.d : blk.s;
+        for (int i = 0; i < m; ++i) {  // @vectorised
+            const uint32_t b = Byte<E>(ch[0][i]), g = Byte<E>(ch[kG][i]), r = Byte<E>(ch[kR][i]);
+            sc.idx[4 * side][i] = uint8_t(b), sc.idx[4 * side + 1][i] = uint8_t(g);
+            sc.idx[4 * side + 2][i] = uint8_t(r), sc.idx[4 * side + 3][i] = GreyIndex(b, g, r);
+            sc.idx[8 + side][i] = uint8_t(Byte<E>(ch[3][i]));
         }
-        const bool sa = blk.s[3][i] != 0, da = blk.d[3][i] != 0;
-        const U sgrey = (30 * sr + 59 * sg + 11 * sb) / 100, dgrey = (30 * dr + 59 * dg + 11 * db) / 100;
-        const U tsg = t[0][sgrey], tdg = t[5][dgrey];
-        const U tsr = t[1][sr], tsgr = t[2][sg], tsb = t[3][sb];
-        const U tdr = t[6][dr], tdgr = t[7][dg], tdb = t[8][db];
-        U k = 255;
-        k = sa && useSG ? tsg : k;
-        k = da && useDG ? M8(tdg * k) : k;
-        k = sa ? M8(M8(M8(tsr * k) * tsgr) * tsb) : k;
-        k = da ? M8(M8(M8(M8(tdr * k) * tdgr) * tdb) * op) : M8(k * op);
-        blk.k[i] = Ln(sizeof(E) == 1 ? k : k * 257);
+    }
+}
+
+// The eight table reads of each pixel as plain byte loads: the vectoriser
+// would emulate gathers with extracts and inserts, three times slower. A
+// table that is 255 throughout (a slider left at its ends, the usual case
+// for all but one or two of them) reads nothing.
+[[gnu::noinline, gnu::optimize("no-tree-vectorize")]] inline void LookUpRanges(
+    SRangeScratch& sc, const rowop::SBlendMoxPrepared& prep, int m) noexcept {
+    // the table of each read: srcBlue, srcGreen, srcRed, srcGrey, dstBlue, dstGreen, dstRed, dstGrey
+    constexpr int kTable[8] = {3, 2, 1, 0, 8, 7, 6, 5};
+    for (int t = 0; t < 8; ++t) {
+        if (prep.rangeFull[kTable[t]]) continue;
+        const uint8_t* table = prep.rangeBytes[kTable[t]];
+        for (int i = 0; i < m; ++i) sc.tv[t][i] = table[sc.idx[t][i]];
+    }
+}
+
+template <class E, class Ln>
+[[gnu::noinline]] void RangeProducts(Ln* __restrict__ cover, const SRangeScratch& __restrict__ sc,
+                                     const rowop::SBlendMoxPrepared& prep, int m) noexcept {
+    using M8 = TDepth<uint8_t>;
+    using V = uint16_t;
+    const bool useSG = !prep.skipSrcGrey, useDG = !prep.skipDstGrey;
+    const auto& tv = sc.tv;
+    for (int i = 0; i < m; ++i) {  // @vectorised
+        const V op = V(Byte<E>(cover[i]));
+        const bool sa = sc.idx[8][i] != 0, da = sc.idx[9][i] != 0;
+        V k = 255;
+        k = sa && useSG ? tv[3][i] : k;
+        k = da && useDG ? M8::M(V(tv[7][i] * k)) : k;
+        k = sa ? M8::M(V(M8::M(V(M8::M(V(tv[2][i] * k)) * tv[1][i])) * tv[0][i])) : k;
+        const V kd = M8::M(V(M8::M(V(M8::M(V(M8::M(V(tv[6][i] * k)) * tv[5][i])) * tv[4][i])) * op));
+        k = da ? kd : M8::M(V(k * op));
+        cover[i] = Ln(sizeof(E) == 1 ? k : uint32_t(k) * 257);
     }
 }
 
@@ -398,24 +454,33 @@ struct TBlendMoxKernel {
         const uint8_t* mask = data.pMask;
         const int n = data.nCount;
         TBlock<Ln> blk;
+        SRangeScratch ranges;
+        if (prep.ranges)
+            for (int t = 0; t < 8; ++t) std::fill_n(ranges.tv[t], kBlock, uint16_t(255));
         constexpr bool kWords = kWordPixels<D> && kWordPixels<S> && !kDissolve && !kColourSpace<Mode>;
         for (int i0 = 0; i0 < n; i0 += kBlock) {
             const int m = std::min(kBlock, n - i0);
             E* p = dst + i0 * LD::kN;
+            const E* s = src + i0 * LS::kN;
+            if (mask) MaskCoverage<E>(blk, mask + i0, prep.opacity8, m);
+            else if (i0 == 0 || prep.ranges) std::fill_n(blk.k, std::min(kBlock, n), Ln(prep.coverage));
             if constexpr (kWords) {
-                if (!prep.ranges) {
-                    if (mask) MaskCoverage<E>(blk, mask + i0, prep.opacity8, m);
-                    else if (i0 == 0) std::fill_n(blk.k, std::min(kBlock, n), Ln(prep.coverage));
-                    CompositeWords<Mode, D, S, CompositeRule<Mode>()>(p, src + i0 * LS::kN, blk.k, m,
-                                                                       prep.preserveAlpha);
-                    continue;
+                if (prep.ranges) {
+                    RangeIndices<S>(ranges, 0, reinterpret_cast<const uint8_t*>(s), m);
+                    RangeIndices<D>(ranges, 4, reinterpret_cast<const uint8_t*>(p), m);
+                    LookUpRanges(ranges, prep, m);
+                    RangeProducts<E>(blk.k, ranges, prep, m);
                 }
+                CompositeWords<Mode, D, S, CompositeRule<Mode>()>(p, s, blk.k, m, prep.preserveAlpha);
+                continue;
             }
             Split<D>(blk.d, p, m);
-            Split<S>(blk.s, src + i0 * LS::kN, m);
-            if (mask) MaskCoverage<E>(blk, mask + i0, prep.opacity8, m);
-            else std::fill_n(blk.k, m, Ln(prep.coverage));
-            if (prep.ranges) RangeCoverage<E, LD::kColour>(blk, prep, m);
+            Split<S>(blk.s, s, m);
+            if (prep.ranges) {
+                RangeIndices<E, LD::kColour>(ranges, blk, m);
+                LookUpRanges(ranges, prep, m);
+                RangeProducts<E>(blk.k, ranges, prep, m);
+            }
             if constexpr (kDissolve) {
                 Dissolve<D>(blk, m, prep.preserveAlpha, dissolveRow, data.x + i0);
             } else {

@@ -90,14 +90,15 @@ struct SChannelLinearPrepared final : CRowOpPrepared {
 };
 
 // Blend modes: the coverage in the destination's scale and, with active blend
-// ranges, their nine tables widened to 32-bit words for gathering.
+// ranges, their nine tables.
 struct SBlendMoxPrepared final : CRowOpPrepared {
     uint32_t opacity8;  // 0..255
     uint32_t coverage;  // the opacity in the channels' scale (x 257 at 16 bits)
     bool ranges;
     bool preserveAlpha;
     uint32_t skipSrcGrey, skipDstGrey;
-    uint32_t rangeTables[9][256];
+    alignas(64) uint8_t rangeBytes[9][256];
+    bool rangeFull[9];  // the table is 255 throughout: its reads can be skipped
     SBlendMoxPrepared(const CRowOpDef& def, EQPixelFormat dst, EQPixelFormat src);
     ~SBlendMoxPrepared() override;
 };
