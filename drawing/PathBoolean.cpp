@@ -36,66 +36,140 @@ inline bool Within(const IPt& a, const IPt& b, const IPt& c) noexcept {
            c.y <= std::max(a.y, b.y);
 }
 
-// Finds where segments meet and records split points on both. Returns
-// whether anything would split a segment in its interior.
-bool FindSplits(const std::vector<Seg>& segs, std::vector<std::vector<IPt>>& splits) {
-    const size_t n = segs.size();
-    std::vector<uint32_t> order(n);
-    for (size_t i = 0; i < n; ++i) order[i] = uint32_t(i);
-    auto minx = [&](uint32_t i) { return std::min(segs[i].a.x, segs[i].b.x); };
-    auto maxx = [&](uint32_t i) { return std::max(segs[i].a.x, segs[i].b.x); };
-    std::sort(order.begin(), order.end(), [&](uint32_t i, uint32_t j) { return minx(i) < minx(j); });
-    std::vector<uint32_t> active;
-    bool any = false;
-    auto addSplit = [&](size_t s, const IPt& p) {
-        const Seg& g = segs[s];
-        if (p == g.a || p == g.b) return;
-        splits[s].push_back(p);
-        any = true;
-    };
-    for (uint32_t i : order) {
-        const i64 x0 = minx(i);
-        size_t keep = 0;
-        for (uint32_t j : active)
-            if (maxx(j) >= x0) active[keep++] = j;
-        active.resize(keep);
-        const Seg& s = segs[i];
-        const i64 sy0 = std::min(s.a.y, s.b.y), sy1 = std::max(s.a.y, s.b.y);
-        for (uint32_t j : active) {
-            const Seg& t = segs[j];
-            if (std::max(t.a.y, t.b.y) < sy0 || std::min(t.a.y, t.b.y) > sy1) continue;
-            const int o1 = Sign(Orient(s.a, s.b, t.a)), o2 = Sign(Orient(s.a, s.b, t.b));
-            if (o1 && o1 == o2) continue;
-            const int o3 = Sign(Orient(t.a, t.b, s.a)), o4 = Sign(Orient(t.a, t.b, s.b));
-            if (o3 && o3 == o4) continue;
-            if (o1 && o2 && o3 && o4) {
-                // A proper crossing: the point is rounded to the grid.
-                const double dx = double(s.b.x - s.a.x), dy = double(s.b.y - s.a.y);
-                const double num = double(Orient(t.a, t.b, s.a));
-                const double den = num - double(Orient(t.a, t.b, s.b));
-                const double u = num / den;
-                const IPt p{s.a.x + i64(std::llround(dx * u)), s.a.y + i64(std::llround(dy * u))};
-                addSplit(i, p);
-                addSplit(j, p);
-                continue;
-            }
-            // Touching or overlapping: end points lying on the other segment split it.
-            if (!o1 && Within(s.a, s.b, t.a)) addSplit(i, t.a);
-            if (!o2 && Within(s.a, s.b, t.b)) addSplit(i, t.b);
-            if (!o3 && Within(t.a, t.b, s.a)) addSplit(j, s.a);
-            if (!o4 && Within(t.a, t.b, s.b)) addSplit(j, s.b);
-        }
-        active.push_back(i);
-    }
-    return any;
+// Boxes within the rounding slack of each other.
+inline bool BoxesMeet(const Seg& s, const Seg& t) noexcept {
+    constexpr i64 kSlack = 2;
+    return !(std::max(s.a.x, s.b.x) + kSlack < std::min(t.a.x, t.b.x) ||
+             std::max(t.a.x, t.b.x) + kSlack < std::min(s.a.x, s.b.x) ||
+             std::max(s.a.y, s.b.y) + kSlack < std::min(t.a.y, t.b.y) ||
+             std::max(t.a.y, t.b.y) + kSlack < std::min(s.a.y, s.b.y));
 }
 
-std::vector<Seg> ApplySplits(const std::vector<Seg>& segs, std::vector<std::vector<IPt>>& splits) {
+struct Pair {
+    uint32_t i, j;
+};
+
+// One pass of intersection finding. Every meeting of two segments records
+// split points on both; pairs that meet or pass within a few grid units are
+// kept as "near": only their pieces can meet anew once split points are
+// rounded (a piece lies within 0.71 units of its parent), so the next pass
+// tests only those.
+class CSplitter {
+public:
+    CSplitter(const std::vector<Seg>& segs, std::vector<std::vector<IPt>>& splits, std::vector<Pair>& near)
+        : m_segs(segs), m_splits(splits), m_near(near) {}
+
+    bool any = false;
+
+    void Test(uint32_t i, uint32_t j) {
+        const Seg& s = m_segs[i];
+        const Seg& t = m_segs[j];
+        // Boxes apart by more than the rounding can move a piece: nothing to do.
+        if (!BoxesMeet(s, t)) return;
+        const i128 v1 = Orient(s.a, s.b, t.a), v2 = Orient(s.a, s.b, t.b);
+        const int o1 = Sign(v1), o2 = Sign(v2);
+        if (o1 && o1 == o2) {
+            if (Close(s, v1, v2)) m_near.push_back(Pair{i, j});
+            return;
+        }
+        const i128 v3 = Orient(t.a, t.b, s.a), v4 = Orient(t.a, t.b, s.b);
+        const int o3 = Sign(v3), o4 = Sign(v4);
+        if (o3 && o3 == o4) {
+            if (Close(t, v3, v4)) m_near.push_back(Pair{i, j});
+            return;
+        }
+        m_near.push_back(Pair{i, j});
+        if (o1 && o2 && o3 && o4) {
+            // A proper crossing: the point is rounded to the grid.
+            const double dx = double(s.b.x - s.a.x), dy = double(s.b.y - s.a.y);
+            const double k = double(v3) / (double(v3) - double(v4));
+            const IPt p{s.a.x + i64(std::llround(dx * k)), s.a.y + i64(std::llround(dy * k))};
+            Add(i, p);
+            Add(j, p);
+            return;
+        }
+        // Touching or overlapping: end points lying on the other segment split it.
+        if (!o1 && Within(s.a, s.b, t.a)) Add(i, t.a);
+        if (!o2 && Within(s.a, s.b, t.b)) Add(i, t.b);
+        if (!o3 && Within(t.a, t.b, s.a)) Add(j, s.a);
+        if (!o4 && Within(t.a, t.b, s.b)) Add(j, s.b);
+    }
+
+private:
+    // Some end point within 3 grid units of the other segment's line.
+    static bool Close(const Seg& s, i128 va, i128 vb) {
+        const double dx = double(s.b.x - s.a.x), dy = double(s.b.y - s.a.y);
+        const double m = std::min(std::fabs(double(va)), std::fabs(double(vb)));
+        return m * m < 9.0 * (dx * dx + dy * dy);
+    }
+    void Add(size_t s, const IPt& p) {
+        const Seg& g = m_segs[s];
+        if (p == g.a || p == g.b) return;
+        m_splits[s].push_back(p);
+        any = true;
+    }
+    const std::vector<Seg>& m_segs;
+    std::vector<std::vector<IPt>>& m_splits;
+    std::vector<Pair>& m_near;
+};
+
+// Candidate pairs from a uniform grid of the segments' boxes; each pair is
+// tested once, in the cell holding the low corner of the two boxes' overlap.
+void GridPass(const std::vector<Seg>& segs, CSplitter& splitter) {
+    const size_t n = segs.size();
+    if (n < 2) return;
+    i64 x0 = INT64_MAX, y0 = INT64_MAX, x1 = INT64_MIN, y1 = INT64_MIN;
+    for (const Seg& s : segs) {
+        x0 = std::min({x0, s.a.x, s.b.x});
+        y0 = std::min({y0, s.a.y, s.b.y});
+        x1 = std::max({x1, s.a.x, s.b.x});
+        y1 = std::max({y1, s.a.y, s.b.y});
+    }
+    const i64 g = std::clamp<i64>(i64(std::sqrt(double(n))), 1, 1024);
+    const i64 cw = std::max<i64>(1, (x1 - x0) / g + 1), ch = std::max<i64>(1, (y1 - y0) / g + 1);
+    auto cellX = [&](i64 x) { return std::min<i64>((x - x0) / cw, g - 1); };
+    auto cellY = [&](i64 y) { return std::min<i64>((y - y0) / ch, g - 1); };
+    std::vector<uint32_t> start(size_t(g * g) + 1, 0);
+    auto forCells = [&](const Seg& s, auto&& fn) {
+        const i64 cx0 = cellX(std::min(s.a.x, s.b.x)), cx1 = cellX(std::max(s.a.x, s.b.x));
+        const i64 cy0 = cellY(std::min(s.a.y, s.b.y)), cy1 = cellY(std::max(s.a.y, s.b.y));
+        for (i64 y = cy0; y <= cy1; ++y)
+            for (i64 x = cx0; x <= cx1; ++x) fn(size_t(y * g + x));
+    };
+    for (const Seg& s : segs) forCells(s, [&](size_t c) { ++start[c + 1]; });
+    for (size_t c = 0; c + 1 < start.size(); ++c) start[c + 1] += start[c];
+    std::vector<uint32_t> items(start.back()), fill(start.begin(), start.end() - 1);
+    for (size_t i = 0; i < n; ++i) forCells(segs[i], [&](size_t c) { items[fill[c]++] = uint32_t(i); });
+    for (size_t c = 0; c + 1 < start.size(); ++c) {
+        for (uint32_t u = start[c]; u < start[c + 1]; ++u) {
+            const uint32_t i = items[u];
+            const Seg& s = segs[i];
+            const i64 sx0 = std::min(s.a.x, s.b.x), sx1 = std::max(s.a.x, s.b.x);
+            const i64 sy0 = std::min(s.a.y, s.b.y), sy1 = std::max(s.a.y, s.b.y);
+            for (uint32_t w = u + 1; w < start[c + 1]; ++w) {
+                const uint32_t j = items[w];
+                const Seg& t = segs[j];
+                const i64 tx0 = std::min(t.a.x, t.b.x), tx1 = std::max(t.a.x, t.b.x);
+                const i64 ty0 = std::min(t.a.y, t.b.y), ty1 = std::max(t.a.y, t.b.y);
+                if (tx1 < sx0 || tx0 > sx1 || ty1 < sy0 || ty0 > sy1) continue;
+                if (size_t(cellY(std::max(sy0, ty0)) * g + cellX(std::max(sx0, tx0))) != c) continue;
+                splitter.Test(i, j);
+            }
+        }
+    }
+}
+
+// Cuts every segment at its split points; pieces[i] .. pieces[i + 1] are
+// the pieces of segment i.
+std::vector<Seg> ApplySplits(const std::vector<Seg>& segs, std::vector<std::vector<IPt>>& splits,
+                             std::vector<uint32_t>& pieces) {
     std::vector<Seg> out;
     out.reserve(segs.size() * 2);
+    pieces.assign(segs.size() + 1, 0);
     for (size_t i = 0; i < segs.size(); ++i) {
         const Seg& s = segs[i];
         auto& sp = splits[i];
+        pieces[i] = uint32_t(out.size());
         if (sp.empty()) {
             out.push_back(s);
             continue;
@@ -112,6 +186,7 @@ std::vector<Seg> ApplySplits(const std::vector<Seg>& segs, std::vector<std::vect
         if (!(prev == s.b)) out.push_back(Seg{prev, s.b, s.owner});
         sp.clear();
     }
+    pieces[segs.size()] = uint32_t(out.size());
     return out;
 }
 
@@ -324,10 +399,40 @@ CErrorAutoThrow CQPathBoolean::Combine(const Polygon& a, const Polygon& b, EQPat
                 }
             }
         // Rounded crossings can create new ones nearby; a few passes settle them.
+        // Rounded crossings can create new ones nearby; a few passes over the
+        // pieces of near pairs settle them.
+        std::vector<Pair> near, next;
+        std::vector<Seg> prev;
+        std::vector<uint32_t> pieces;
         for (int pass = 0; pass < 8; ++pass) {
             std::vector<std::vector<IPt>> splits(segs.size());
-            if (!FindSplits(segs, splits)) break;
-            segs = ApplySplits(segs, splits);
+            next.clear();
+            CSplitter splitter(segs, splits, next);
+            if (pass == 0) {
+                GridPass(segs, splitter);
+            } else {
+                std::vector<uint32_t> la, lb;
+                for (const Pair& p : near) {
+                    // Only pieces reaching the other segment's box can meet its pieces.
+                    const Seg &ps = prev[p.i], &pt = prev[p.j];
+                    la.clear();
+                    lb.clear();
+                    for (uint32_t a = pieces[p.i]; a < pieces[p.i + 1]; ++a)
+                        if (BoxesMeet(segs[a], pt)) la.push_back(a);
+                    for (uint32_t b = pieces[p.j]; b < pieces[p.j + 1]; ++b)
+                        if (BoxesMeet(segs[b], ps)) lb.push_back(b);
+                    for (uint32_t a : la)
+                        for (uint32_t b : lb) splitter.Test(a, b);
+                }
+                // Pieces of one segment can meet each other where split points crowd.
+                for (size_t s0 = 0; s0 + 1 < pieces.size(); ++s0)
+                    for (uint32_t a = pieces[s0]; a + 2 < pieces[s0 + 1]; ++a)
+                        for (uint32_t b = a + 2; b < pieces[s0 + 1]; ++b) splitter.Test(a, b);
+            }
+            if (!splitter.any) break;
+            prev = segs;
+            segs = ApplySplits(segs, splits, pieces);
+            near.swap(next);
         }
         Graph g;
         Build(segs, g);
