@@ -296,25 +296,65 @@ void Build(std::vector<Seg>& segs, Graph& g) {
     }
 }
 
-// Winding numbers of A and B at a point just left of vertex v, counting the
-// edges of other components only (v is the leftmost vertex of its own).
-void RayWinding(const Graph& g, const std::vector<uint32_t>& comp, uint32_t v, int& wa, int& wb) {
-    wa = wb = 0;
-    const IPt p = g.verts[v];
-    for (size_t e = 0; e < g.eu.size(); ++e) {
-        if (comp[g.eu[e]] == comp[v]) continue;
-        const IPt a = g.verts[g.eu[e]], b = g.verts[g.ev[e]];
-        if ((a.y > p.y) == (b.y > p.y)) continue;
-        const i128 o = Orient(a, b, p);
-        // The crossing is left of p when p is right of the edge as it runs upward.
-        const bool up = b.y > a.y;
-        if (up ? o < 0 : o > 0) {
-            const int s = up ? -1 : 1;
-            wa += s * g.ma[e];
-            wb += s * g.mb[e];
+// Winding numbers of A and B at a point just left of a component's leftmost
+// vertex, counting the edges of other components only. Edges are filed in
+// horizontal bands so that each query reads the edges of one band: outlines
+// made of thousands of separate pieces (text, scattered shapes) stay linear.
+class CRayCaster {
+public:
+    CRayCaster(const Graph& g, const std::vector<uint32_t>& comp) : m_g(g), m_comp(comp) {
+        const size_t ne = g.eu.size();
+        if (g.verts.empty()) return;
+        m_y0 = g.verts.front().y;
+        i64 y1 = m_y0;
+        for (const IPt& p : g.verts) {
+            m_y0 = std::min(m_y0, p.y);
+            y1 = std::max(y1, p.y);
+        }
+        m_bands = std::clamp<i64>(i64(std::sqrt(double(ne))), 1, 4096);
+        m_h = std::max<i64>(1, (y1 - m_y0) / m_bands + 1);
+        m_start.assign(size_t(m_bands) + 1, 0);
+        auto forBands = [&](size_t e, auto&& fn) {
+            const i64 ya = g.verts[g.eu[e]].y, yb = g.verts[g.ev[e]].y;
+            if (ya == yb) return;  // a horizontal edge never crosses a horizontal ray
+            for (i64 k = Band(std::min(ya, yb)); k <= Band(std::max(ya, yb)); ++k) fn(size_t(k));
+        };
+        for (size_t e = 0; e < ne; ++e) forBands(e, [&](size_t k) { ++m_start[k + 1]; });
+        for (size_t k = 0; k + 1 < m_start.size(); ++k) m_start[k + 1] += m_start[k];
+        m_items.resize(m_start.back());
+        std::vector<uint32_t> fill(m_start.begin(), m_start.end() - 1);
+        for (size_t e = 0; e < ne; ++e) forBands(e, [&](size_t k) { m_items[fill[k]++] = uint32_t(e); });
+    }
+
+    void Winding(uint32_t v, int& wa, int& wb) const {
+        wa = wb = 0;
+        if (m_start.empty()) return;
+        const IPt p = m_g.verts[v];
+        const size_t k = size_t(Band(p.y));
+        for (uint32_t i = m_start[k]; i < m_start[k + 1]; ++i) {
+            const uint32_t e = m_items[i];
+            if (m_comp[m_g.eu[e]] == m_comp[v]) continue;
+            const IPt a = m_g.verts[m_g.eu[e]], b = m_g.verts[m_g.ev[e]];
+            if ((a.y > p.y) == (b.y > p.y)) continue;
+            const i128 o = Orient(a, b, p);
+            // The crossing is left of p when p is right of the edge as it runs upward.
+            const bool up = b.y > a.y;
+            if (up ? o < 0 : o > 0) {
+                const int s = up ? -1 : 1;
+                wa += s * m_g.ma[e];
+                wb += s * m_g.mb[e];
+            }
         }
     }
-}
+
+private:
+    i64 Band(i64 y) const { return std::min<i64>((y - m_y0) / m_h, m_bands - 1); }
+
+    const Graph& m_g;
+    const std::vector<uint32_t>& m_comp;
+    i64 m_y0 = 0, m_h = 1, m_bands = 1;
+    std::vector<uint32_t> m_start, m_items;
+};
 
 }  // namespace
 }  // namespace qgdi::drawing
@@ -479,6 +519,7 @@ CErrorAutoThrow CQPathBoolean::Combine(const Polygon& a, const Polygon& b, EQPat
         std::vector<int> wa(nf, 0), wb(nf, 0);
         std::vector<char> known(nf, 0);
         std::vector<uint32_t> queue;
+        const CRayCaster rays(g, comp);
         for (uint32_t c = 0; c < ncomp; ++c) {
             const uint32_t v = compMin[c];
             // The face around the leftmost vertex's left side.
@@ -490,7 +531,7 @@ CErrorAutoThrow CQPathBoolean::Combine(const Polygon& a, const Polygon& b, EQPat
             }
             const uint32_t f = face[outer];
             if (known[f]) continue;
-            RayWinding(g, comp, v, wa[f], wb[f]);
+            rays.Winding(v, wa[f], wb[f]);
             known[f] = 1;
             queue.push_back(f);
             while (!queue.empty()) {

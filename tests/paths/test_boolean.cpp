@@ -127,6 +127,29 @@ TEST(PathBoolean, RandomStarsKeepAreasAndSamples) {
     }
 }
 
+TEST(PathBoolean, ManySeparatePieces) {
+    // A 40 x 40 checkerboard of unit squares against a shifted copy: 1600
+    // separate outlines each way, every one nested in nothing.
+    Polygon a, b;
+    for (int y = 0; y < 40; ++y)
+        for (int x = 0; x < 40; ++x) {
+            a.push_back(Rect(2 * x, 2 * y, 2 * x + 1, 2 * y + 1)[0]);
+            b.push_back(Rect(2 * x + 0.5, 2 * y + 0.5, 2 * x + 1.5, 2 * y + 1.5)[0]);
+        }
+    Polygon u, i;
+    ASSERT_FALSE(CQPathBoolean::Combine(a, b, keBoolUnion, kePathFillNonZero, u).IsError());
+    ASSERT_FALSE(CQPathBoolean::Combine(a, b, keBoolIntersection, kePathFillNonZero, i).IsError());
+    EXPECT_EQ(u.size(), 1600u);
+    EXPECT_EQ(i.size(), 1600u);
+    EXPECT_NEAR(PolyArea(u), 1600 * 1.75, 1e-6);
+    EXPECT_NEAR(PolyArea(i), 1600 * 0.25, 1e-6);
+    // Nested: a frame around everything makes every piece a hole of the difference.
+    Polygon frame = Rect(-5, -5, 85, 85), d;
+    ASSERT_FALSE(CQPathBoolean::Combine(frame, a, keBoolDifference, kePathFillNonZero, d).IsError());
+    EXPECT_EQ(d.size(), 1601u);
+    EXPECT_NEAR(PolyArea(d), 90 * 90 - 1600, 1e-6);
+}
+
 TEST(PathBoolean, PathsInAndOut) {
     CQPath a, b, out;
     a.CreateEllipse({0, 0, 20, 20});
