@@ -207,7 +207,8 @@ public:
         for (const Run& r : runs) {
             if (r.run_type == Run::RT_Aggregate && r.aggregate_name != "median") continue;
             const auto it = r.counters.find("paths/s");
-            if (it != r.counters.end() && !r.error_occurred) m_rates[r.run_name.function_name + "/" + r.run_name.args] = it->second.value;
+            if (it != r.counters.end() && !r.error_occurred)
+                m_rates[r.run_name.function_name + "/" + r.run_name.args] = it->second.value;
         }
         ConsoleReporter::ReportRuns(runs);
     }
@@ -219,8 +220,8 @@ public:
             const std::string peer = name.substr(0, p) + "_cairo" + name.substr(p + 5);
             const auto it = m_rates.find(peer);
             if (it == m_rates.end()) continue;
-            std::printf("%-40s ours %10.0f paths/s  cairo %10.0f paths/s  ratio %.2f\n", name.c_str(), rate,
-                        it->second, rate / it->second);
+            std::printf("%-40s ours %10.0f paths/s  cairo %10.0f paths/s  ratio %.2f\n", name.c_str(), rate, it->second,
+                        rate / it->second);
         }
     }
 
@@ -236,13 +237,21 @@ int main(int argc, char** argv) {
     AddPeerVersion("cairo", cairo_version_string());
 #endif
     for (int scale : {1, 8}) {
-        Configure(benchmark::RegisterBenchmark("BM_TigerFlatten_ours", BM_TigerFlatten_ours))->Arg(scale)->ArgName("scale");
+        Configure(benchmark::RegisterBenchmark("BM_TigerFlatten_ours", BM_TigerFlatten_ours))
+            ->Arg(scale)
+            ->ArgName("scale");
 #ifdef QGDI_HAVE_CAIRO
-        Configure(benchmark::RegisterBenchmark("BM_TigerFlatten_cairo", BM_TigerFlatten_cairo))->Arg(scale)->ArgName("scale");
+        Configure(benchmark::RegisterBenchmark("BM_TigerFlatten_cairo", BM_TigerFlatten_cairo))
+            ->Arg(scale)
+            ->ArgName("scale");
 #endif
     }
-    Configure(benchmark::RegisterBenchmark("BM_Boolean1000_ragged", BM_Boolean1000_ragged))->DenseRange(0, 3)->ArgName("op");
-    Configure(benchmark::RegisterBenchmark("BM_Boolean1000_spiky", BM_Boolean1000_spiky))->DenseRange(0, 3)->ArgName("op");
+    Configure(benchmark::RegisterBenchmark("BM_Boolean1000_ragged", BM_Boolean1000_ragged))
+        ->DenseRange(0, 3)
+        ->ArgName("op");
+    Configure(benchmark::RegisterBenchmark("BM_Boolean1000_spiky", BM_Boolean1000_spiky))
+        ->DenseRange(0, 3)
+        ->ArgName("op");
     Configure(benchmark::RegisterBenchmark("BM_BooleanTiger", BM_BooleanTiger))->DenseRange(0, 3)->ArgName("op");
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;

@@ -17,8 +17,8 @@ namespace qgdi::bench {
 inline std::string TestDataDir() {
     if (const char* env = std::getenv("QGDI_TESTDATA")) return env;
     std::string here = __FILE__;
-    here = here.substr(0, here.rfind('/'));             // bench
-    here = here.substr(0, here.rfind('/'));             // project root
+    here = here.substr(0, here.rfind('/'));  // bench
+    here = here.substr(0, here.rfind('/'));  // project root
     return here.substr(0, here.rfind('/')) + "/shared/testdata";
 }
 

@@ -20,8 +20,8 @@ SQPOINT QGDI_GetUnitCircleCenter(const SQPOINT& q, bool largeArc, bool sweep) no
     return SQPOINT{mid.x - q.y * side, mid.y + q.x * side};
 }
 
-bool QGDI_ArcCreate(SQARC& arc, const SQPOINT& start, const SQPOINT& radii, double rotation, bool largeArc,
-                    bool sweep, const SQPOINT& end) noexcept {
+bool QGDI_ArcCreate(SQARC& arc, const SQPOINT& start, const SQPOINT& radii, double rotation, bool largeArc, bool sweep,
+                    const SQPOINT& end) noexcept {
     if (!(std::fabs(radii.x * radii.y) >= kQGeomTolerance)) return false;
     double rx = std::fabs(radii.x), ry = std::fabs(radii.y);
     const double phi = -rotation * kQPi / 180.0;

@@ -7,7 +7,9 @@
 
 namespace {
 
-inline SQPOINT Mid(const SQPOINT& a, const SQPOINT& b) noexcept { return SQPOINT{(a.x + b.x) * 0.5, (a.y + b.y) * 0.5}; }
+inline SQPOINT Mid(const SQPOINT& a, const SQPOINT& b) noexcept {
+    return SQPOINT{(a.x + b.x) * 0.5, (a.y + b.y) * 0.5};
+}
 
 inline bool CubicFlat(const SQPOINT* p, double f) noexcept {
     if (p[0].x == p[3].x && p[0].y == p[3].y) {
@@ -158,7 +160,9 @@ void QGDI_CubicBezierSubdivide(const SQPOINT* in4, SQPOINT* out7) noexcept { Sub
 void QGDI_QuadraticBezierSubdivide(const SQPOINT* in3, SQPOINT* out5) noexcept { Subdivide2(in3, out5); }
 
 void QGDI_CubicBezierSplit(const SQPOINT* p, double t, SQPOINT* o) noexcept {
-    auto lerp = [t](const SQPOINT& a, const SQPOINT& b) { return SQPOINT{a.x + (b.x - a.x) * t, a.y + (b.y - a.y) * t}; };
+    auto lerp = [t](const SQPOINT& a, const SQPOINT& b) {
+        return SQPOINT{a.x + (b.x - a.x) * t, a.y + (b.y - a.y) * t};
+    };
     const SQPOINT a = lerp(p[0], p[1]), b = lerp(p[1], p[2]), c = lerp(p[2], p[3]);
     const SQPOINT ab = lerp(a, b), bc = lerp(b, c);
     const SQPOINT p0 = p[0], p3 = p[3];

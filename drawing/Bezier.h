@@ -23,9 +23,8 @@ QGDI_API void QGDI_CubicBezierSplit(const SQPOINT* in4, double t, SQPOINT* out7)
 // Sends LineTo(point, matrix) for every flat piece, points unmapped; the flatness
 // is tested on the control polygon mapped through the matrix. False as soon as
 // a LineTo fails. depth is the starting depth (0 for a whole curve).
-QGDI_API bool QGDI_CubicBezierFlatten(VPathReceiver* receiver, const SQPOINT& p0, const SQPOINT& p1,
-                                      const SQPOINT& p2, const SQPOINT& p3, const double* matrix,
-                                      double flatness, int depth);
+QGDI_API bool QGDI_CubicBezierFlatten(VPathReceiver* receiver, const SQPOINT& p0, const SQPOINT& p1, const SQPOINT& p2,
+                                      const SQPOINT& p3, const double* matrix, double flatness, int depth);
 QGDI_API bool QGDI_QuadraticBezierFlatten(VPathReceiver* receiver, const SQPOINT& p0, const SQPOINT& p1,
                                           const SQPOINT& p2, const double* matrix, double flatness, int depth);
 

@@ -10,7 +10,7 @@ class CQPath;
 
 struct SQCURVESEGMENT {
     QCubicCurve cubic;
-    double start;   // distance of the segment's start along the curve
+    double start;  // distance of the segment's start along the curve
     double length;
 };
 

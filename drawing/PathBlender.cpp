@@ -17,7 +17,8 @@ std::vector<SContour> Contours(const SQPATH* path) {
         for (const SQEDGE* e = c->first; e; e = e->next) {
             SQPOINT pts[16];
             const int n = QGDI_EdgeToCubics(e, pts);
-            for (int i = 0; i < n; ++i) k.pieces.emplace_back(pts[4 * i], pts[4 * i + 1], pts[4 * i + 2], pts[4 * i + 3]);
+            for (int i = 0; i < n; ++i)
+                k.pieces.emplace_back(pts[4 * i], pts[4 * i + 1], pts[4 * i + 2], pts[4 * i + 3]);
         }
         if (k.closed) {
             // A closed contour whose last edge does not come back gets its closing line.
@@ -120,7 +121,9 @@ bool CQPathBlender::GetPath(double t, CQPath& out) const {
     if (t == 0.0) return out.Copy(m_pathA);
     if (t == 1.0) return out.Copy(m_pathB);
     if (!out.BeginPath()) return false;
-    auto mix = [t](const SQPOINT& p, const SQPOINT& q) { return SQPOINT{p.x + (q.x - p.x) * t, p.y + (q.y - p.y) * t}; };
+    auto mix = [t](const SQPOINT& p, const SQPOINT& q) {
+        return SQPOINT{p.x + (q.x - p.x) * t, p.y + (q.y - p.y) * t};
+    };
     for (size_t i = 0; i < m_a.size(); ++i) {
         const SContour &ca = m_a[i], &cb = m_b[i];
         if (ca.pieces.empty()) continue;

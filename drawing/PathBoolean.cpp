@@ -210,11 +210,11 @@ bool Op(EQPathBoolOp op, bool a, bool b) noexcept {
 
 struct Graph {
     std::vector<IPt> verts;
-    std::vector<uint32_t> eu, ev;     // edge e joins eu < ev
-    std::vector<int> ma, mb;          // signed multiplicity of A and B along eu -> ev
-    std::vector<uint32_t> outStart;   // CSR of outgoing half-edges per vertex, sorted by angle
+    std::vector<uint32_t> eu, ev;    // edge e joins eu < ev
+    std::vector<int> ma, mb;         // signed multiplicity of A and B along eu -> ev
+    std::vector<uint32_t> outStart;  // CSR of outgoing half-edges per vertex, sorted by angle
     std::vector<uint32_t> outList;
-    std::vector<uint32_t> posOf;      // index of half-edge within its origin's list
+    std::vector<uint32_t> posOf;  // index of half-edge within its origin's list
 
     uint32_t From(uint32_t h) const { return (h & 1) ? ev[h >> 1] : eu[h >> 1]; }
     uint32_t To(uint32_t h) const { return (h & 1) ? eu[h >> 1] : ev[h >> 1]; }

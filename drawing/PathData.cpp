@@ -12,8 +12,8 @@ public:
     CReader(const char* s, size_t n) : m_s(s), m_n(n) {}
 
     void SkipSpace() {
-        while (m_i < m_n && (m_s[m_i] == ' ' || m_s[m_i] == '\t' || m_s[m_i] == '\n' || m_s[m_i] == '\r' ||
-                             m_s[m_i] == '\f'))
+        while (m_i < m_n &&
+               (m_s[m_i] == ' ' || m_s[m_i] == '\t' || m_s[m_i] == '\n' || m_s[m_i] == '\r' || m_s[m_i] == '\f'))
             ++m_i;
     }
     void SkipSeparator() {

@@ -75,8 +75,7 @@ private:
     SQPOINT Map(const SQPOINT& p, const double* m) const noexcept {
         // Arcs arrive already in device space with a null matrix.
         if (!m) return p;
-        if (m_kind == 1 && m == m_m)
-            return SQPOINT{m[0] * p.x + m[1] * p.y + m[2], m[3] * p.x + m[4] * p.y + m[5]};
+        if (m_kind == 1 && m == m_m) return SQPOINT{m[0] * p.x + m[1] * p.y + m[2], m[3] * p.x + m[4] * p.y + m[5]};
         SQPOINT q = p;
         QGDI_MatrixTransform(m, q);
         return q;

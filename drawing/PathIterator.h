@@ -30,8 +30,8 @@ QGDI_API VPathIteratorRefed* QGDI_PathIteratorCreateFlat(const SQPATH* path, dou
 // The flattened path cut into dashes; closed contours carry the pattern across
 // their start point. Null for negative or non-finite lengths; an all-zero
 // pattern gives the undashed outline.
-QGDI_API VPathIteratorRefed* QGDI_PathIteratorCreateDash(const SQPATH* path, const SQDASH* dash,
-                                                         double flatness = 0.0, const double* matrix = nullptr);
+QGDI_API VPathIteratorRefed* QGDI_PathIteratorCreateDash(const SQPATH* path, const SQDASH* dash, double flatness = 0.0,
+                                                         const double* matrix = nullptr);
 QGDI_API VPathIteratorRefed* QGDI_PathIteratorCreateCubics(const SQPATH* path);
 QGDI_API void QGDI_PathIteratorUnreference(VPathIteratorRefed* iterator);
 // Box of the stream: tight (curve extrema) or loose (every point, controls included).

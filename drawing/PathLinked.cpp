@@ -76,8 +76,7 @@ bool SQPATH::QuadraticCurveTo(const SQPOINT& control, const SQPOINT& end, const 
     return true;
 }
 
-bool SQPATH::CubicCurveTo(const SQPOINT& control1, const SQPOINT& control2, const SQPOINT& end,
-                          const double* matrix) {
+bool SQPATH::CubicCurveTo(const SQPOINT& control1, const SQPOINT& control2, const SQPOINT& end, const double* matrix) {
     if (!Append(QGDI_EdgeCreateCubicCurve(Map(m_current, matrix), Map(control1, matrix), Map(control2, matrix),
                                           Map(end, matrix))))
         return false;
@@ -254,14 +253,10 @@ SQPATH* QGDI_PathCreateRoundRect(const SQRECT& r, double rx, double ry) noexcept
         return (c.x == x && c.y == y) || p->LineTo({x, y}, nullptr);
     };
     const bool ok = p->MoveTo({l + rx, t}, nullptr) && line(rr - rx, t) &&
-                    p->CubicCurveTo({rr - rx + kx, t}, {rr, t + ry - ky}, {rr, t + ry}, nullptr) &&
-                    line(rr, b - ry) &&
-                    p->CubicCurveTo({rr, b - ry + ky}, {rr - rx + kx, b}, {rr - rx, b}, nullptr) &&
-                    line(l + rx, b) &&
-                    p->CubicCurveTo({l + rx - kx, b}, {l, b - ry + ky}, {l, b - ry}, nullptr) &&
-                    line(l, t + ry) &&
-                    p->CubicCurveTo({l, t + ry - ky}, {l + rx - kx, t}, {l + rx, t}, nullptr) &&
-                    p->ClosePath(nullptr);
+                    p->CubicCurveTo({rr - rx + kx, t}, {rr, t + ry - ky}, {rr, t + ry}, nullptr) && line(rr, b - ry) &&
+                    p->CubicCurveTo({rr, b - ry + ky}, {rr - rx + kx, b}, {rr - rx, b}, nullptr) && line(l + rx, b) &&
+                    p->CubicCurveTo({l + rx - kx, b}, {l, b - ry + ky}, {l, b - ry}, nullptr) && line(l, t + ry) &&
+                    p->CubicCurveTo({l, t + ry - ky}, {l + rx - kx, t}, {l + rx, t}, nullptr) && p->ClosePath(nullptr);
     if (!ok) {
         p->Unreference();
         return nullptr;

@@ -154,7 +154,7 @@ QGDI_API SQPATH* QGDI_PathCreatePolygon(const SQPOINT* points, int count, bool c
 // Archimedean (r grows linearly with the angle) or logarithmic (r grows by a
 // constant factor per turn) spiral from radius r0 to r1 over turns, as cubics.
 enum EQSpiralType : int32_t { keSpiralArchimedean = 0, keSpiralLogarithmic = 1 };
-QGDI_API SQPATH* QGDI_PathCreateSpiral(const SQPOINT& centre, double r0, double r1, double turns,
-                                       double startAngle, EQSpiralType type) noexcept;
+QGDI_API SQPATH* QGDI_PathCreateSpiral(const SQPOINT& centre, double r0, double r1, double turns, double startAngle,
+                                       EQSpiralType type) noexcept;
 // Sends the whole path to a receiver (hooks, then each contour's commands).
 QGDI_API bool QGDI_PathSend(const SQPATH* path, VPathReceiver* receiver, const double* matrix, bool noHooks) noexcept;

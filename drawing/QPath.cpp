@@ -31,7 +31,9 @@ bool CQPath::BeginPath() {
 
 bool CQPath::MoveTo(const SQPOINT& p) { return m_path && m_path->MoveTo(p, nullptr); }
 bool CQPath::LineTo(const SQPOINT& p) { return m_path && m_path->LineTo(p, nullptr); }
-bool CQPath::QuadraticCurveTo(const SQPOINT& c, const SQPOINT& e) { return m_path && m_path->QuadraticCurveTo(c, e, nullptr); }
+bool CQPath::QuadraticCurveTo(const SQPOINT& c, const SQPOINT& e) {
+    return m_path && m_path->QuadraticCurveTo(c, e, nullptr);
+}
 bool CQPath::CubicCurveTo(const SQPOINT& c1, const SQPOINT& c2, const SQPOINT& e) {
     return m_path && m_path->CubicCurveTo(c1, c2, e, nullptr);
 }

@@ -33,7 +33,9 @@ SvgArc SvgCentre(SQPOINT p1, SQPOINT p2, double rx, double ry, double phiDeg, bo
     a.cy = s * cx1 + c * cy1 + (p1.y + p2.y) / 2;
     a.rx = rx;
     a.ry = ry;
-    auto angle = [](double ux, double uy, double vx, double vy) { return std::atan2(ux * vy - uy * vx, ux * vx + uy * vy); };
+    auto angle = [](double ux, double uy, double vx, double vy) {
+        return std::atan2(ux * vy - uy * vx, ux * vx + uy * vy);
+    };
     const double ux = (x1 - cx1) / rx, uy = (y1 - cy1) / ry, vx = (-x1 - cx1) / rx, vy = (-y1 - cy1) / ry;
     a.theta1 = angle(1, 0, ux, uy);
     double d = angle(ux, uy, vx, vy);
@@ -97,8 +99,8 @@ TEST(Arc, PieceCounts) {
     struct {
         double sweep;
         int pieces;
-    } cases[] = {{2 * M_PI + 1e-7, 4}, {1e-7, 0}, {0.0, 0},        {M_PI / 2, 1},  {M_PI / 2 + 0.1, 2},
-                 {-3 * M_PI / 2, 3},   {M_PI, 2},  {4 * M_PI + 1, 1}, {-1e-7, 0}, {NAN, 0}};
+    } cases[] = {{2 * M_PI + 1e-7, 4}, {1e-7, 0}, {0.0, 0},          {M_PI / 2, 1}, {M_PI / 2 + 0.1, 2},
+                 {-3 * M_PI / 2, 3},   {M_PI, 2}, {4 * M_PI + 1, 1}, {-1e-7, 0},    {NAN, 0}};
     for (const auto& c : cases) {
         SQPOINT pts[16];
         EXPECT_EQ(QGDI_CubicBezierFromArc(pts, 0.3, c.sweep, nullptr), c.pieces) << c.sweep;

@@ -111,8 +111,7 @@ TEST(PathBoolean, RandomStarsKeepAreasAndSamples) {
         const double areaA = std::fabs(PolyArea(a)), areaB = std::fabs(PolyArea(b));
         Polygon res[4];
         for (int op = 0; op < 4; ++op)
-            ASSERT_FALSE(
-                CQPathBoolean::Combine(a, b, EQPathBoolOp(op), kePathFillNonZero, res[op]).IsError());
+            ASSERT_FALSE(CQPathBoolean::Combine(a, b, EQPathBoolOp(op), kePathFillNonZero, res[op]).IsError());
         const double u = PolyArea(res[keBoolUnion]), i = PolyArea(res[keBoolIntersection]);
         EXPECT_NEAR(u + i, areaA + areaB, 1e-6 * (areaA + areaB)) << k;
         EXPECT_NEAR(PolyArea(res[keBoolDifference]), areaA - i, 1e-6 * areaA) << k;

@@ -17,8 +17,8 @@ TEST(Curve, DistancesAlongARectangle) {
     struct {
         double d;
         SQPOINT p;
-    } cases[] = {{0, {0, 0}}, {4, {4, 0}}, {12, {10, 2}}, {17.5, {7.5, 5}}, {29, {0, 1}},
-                 {34, {4, 0}} /* wraps */, {-1, {0, 1}}};
+    } cases[] = {{0, {0, 0}}, {4, {4, 0}}, {12, {10, 2}}, {17.5, {7.5, 5}}, {29, {0, 1}}, {34, {4, 0}} /* wraps */,
+                 {-1, {0, 1}}};
     for (const auto& k : cases) {
         SQPOINT p;
         ASSERT_TRUE(c.GetPoint(k.d, p));
@@ -116,9 +116,8 @@ TEST(Curve, SpiralsFollowTheirRadiusLaw) {
                 const double dx = p.x - 100, dy = p.y - 100, r = std::hypot(dx, dy);
                 // The angle reached, unwrapped with the piece index (eighth turns).
                 const double a = (i + t) * total / s.GetSegmentCount();
-                const double expect = c.type == keSpiralLogarithmic
-                                          ? c.r0 * std::pow(c.r1 / c.r0, a / total)
-                                          : c.r0 + (c.r1 - c.r0) * a / total;
+                const double expect = c.type == keSpiralLogarithmic ? c.r0 * std::pow(c.r1 / c.r0, a / total)
+                                                                    : c.r0 + (c.r1 - c.r0) * a / total;
                 EXPECT_NEAR(r, expect, 2e-3 * std::fmax(expect, 1.0)) << i << " " << t;
             }
         }

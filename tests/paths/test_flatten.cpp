@@ -14,14 +14,14 @@ TEST(FlatnessTests, QuadrilateralAndTriangle) {
         double f;
         bool cubicFlat, quadFlat;  // the quadratic uses p0 p1 p3
     } cases[] = {
-        {{{0, 0}, {1, 0}, {2, 0}, {3, 0}}, 0.05, true, true},          // collinear
-        {{{0, 0}, {1, 0.2}, {2, 0}, {3, 0}}, 0.05, true, true},        // 0.04 < 0.05
-        {{{0, 0}, {1, 0.3}, {2, 0}, {3, 0}}, 0.05, false, false},      // 0.09
-        {{{0, 0}, {1, 0}, {2, -0.3}, {3, 0}}, 0.05, false, true},      // only the second control is far
-        {{{0, 0}, {1, 0}, {0, 1}, {0, 0}}, 0.05, false, false},        // closed loop: |P1 - P0|^2 = 1
-        {{{0, 0}, {0.1, 0}, {0, 0.1}, {0, 0}}, 0.05, true, true},      // closed loop within reach
-        {{{0, 0}, {5, 0}, {-5, 0}, {1, 0}}, 0.05, true, true},         // overshoot along the chord counts as flat
-        {{{0, 0}, {1, 1}, {2, 1}, {3, 0}}, 0.0, false, false},         // zero flatness is never met
+        {{{0, 0}, {1, 0}, {2, 0}, {3, 0}}, 0.05, true, true},      // collinear
+        {{{0, 0}, {1, 0.2}, {2, 0}, {3, 0}}, 0.05, true, true},    // 0.04 < 0.05
+        {{{0, 0}, {1, 0.3}, {2, 0}, {3, 0}}, 0.05, false, false},  // 0.09
+        {{{0, 0}, {1, 0}, {2, -0.3}, {3, 0}}, 0.05, false, true},  // only the second control is far
+        {{{0, 0}, {1, 0}, {0, 1}, {0, 0}}, 0.05, false, false},    // closed loop: |P1 - P0|^2 = 1
+        {{{0, 0}, {0.1, 0}, {0, 0.1}, {0, 0}}, 0.05, true, true},  // closed loop within reach
+        {{{0, 0}, {5, 0}, {-5, 0}, {1, 0}}, 0.05, true, true},     // overshoot along the chord counts as flat
+        {{{0, 0}, {1, 1}, {2, 1}, {3, 0}}, 0.0, false, false},     // zero flatness is never met
     };
     for (const auto& c : cases) {
         EXPECT_EQ(QGDI_QuadrilateralIsFlat(c.p, c.f), c.cubicFlat) << c.p[1].y << " " << c.p[2].y;

@@ -93,10 +93,8 @@ TEST(LinkedPath, OrientationAndCentre) {
         bool clockwise;
     } cases[] = {
         {{{0, 0}, {10, 0}, {10, 10}, {0, 10}}, true},  // clockwise on a y-down screen
-        {{{0, 0}, {0, 10}, {10, 10}, {10, 0}}, false},
-        {{{0, 0}, {10, 5}, {0, 10}}, true},
-        {{{5, 0}, {10, 10}, {0, 10}, {4, 5}}, true},
-        {{{0, 0}, {10, 0}}, false},  // fewer than 3 vertices
+        {{{0, 0}, {0, 10}, {10, 10}, {10, 0}}, false}, {{{0, 0}, {10, 5}, {0, 10}}, true},
+        {{{5, 0}, {10, 10}, {0, 10}, {4, 5}}, true},   {{{0, 0}, {10, 0}}, false},  // fewer than 3 vertices
     };
     for (const auto& c : cases) {
         SQPATH* p = QGDI_PathCreatePolygon(c.pts.data(), int(c.pts.size()), true);

@@ -21,7 +21,8 @@ std::string Commands(const char* text, bool* ok = nullptr, size_t* at = nullptr)
         s << "MLQCAZ"[c.command];
         if (c.command == keCmdQuadraticCurveTo || c.command == keCmdCubicCurveTo) s << c.a.x << "," << c.a.y << ";";
         if (c.command == keCmdCubicCurveTo) s << c.b.x << "," << c.b.y << ";";
-        if (c.command == keCmdArcTo) s << c.a.x << "," << c.a.y << "," << c.arc.rotation << "," << c.arc.largeArc << c.arc.sweep << ";";
+        if (c.command == keCmdArcTo)
+            s << c.a.x << "," << c.a.y << "," << c.arc.rotation << "," << c.arc.largeArc << c.arc.sweep << ";";
         s << c.end.x << "," << c.end.y << " ";
     }
     return s.str();
@@ -39,10 +40,10 @@ TEST(PathData, Commands) {
         {"M0 0Q1 1 2 0T4 0", "M0,0 Q1,1;2,0 Q3,-1;4,0 "},
         {"M0 0s1 1 2 0", "M0,0 C0,0;1,1;2,0 "},  // S without a cubic before: first control at the current point
         {"M0 0a5 5 0 1 0 10 0", "M0,0 A5,5,0,10;10,0 "},
-        {"M0 0a5 5 30 0110 0", "M0,0 A5,5,30,01;10,0 "},  // packed flags
-        {"M0 0A0 5 0 0 1 10 0", "M0,0 L10,0 "},           // zero radius: a line
-        {"M0 0A5 5 0 0 1 0 0", "M0,0 "},                  // same end point: left out
-        {"M-1-2.5.5e1-3", "M-1,-2.5 L5,-3 "},            // signs and dots separate numbers
+        {"M0 0a5 5 30 0110 0", "M0,0 A5,5,30,01;10,0 "},      // packed flags
+        {"M0 0A0 5 0 0 1 10 0", "M0,0 L10,0 "},               // zero radius: a line
+        {"M0 0A5 5 0 0 1 0 0", "M0,0 "},                      // same end point: left out
+        {"M-1-2.5.5e1-3", "M-1,-2.5 L5,-3 "},                 // signs and dots separate numbers
         {"M0 0 L10 0 Z L5 5", "M0,0 L10,0 Z0,0 M0,0 L5,5 "},  // after Z a new contour from the start
         {"  \n", ""},
     };
@@ -59,7 +60,7 @@ TEST(PathData, ErrorsStopWhereTheyAre) {
         const char* kept;
         size_t at;
     } cases[] = {
-        {"L10 10", "", 0},                      // must start with a move
+        {"L10 10", "", 0},                       // must start with a move
         {"M10", "", 0},                          // missing coordinate
         {"M0 0 L10 10 X5", "M0,0 L10,10 ", 12},  // unknown command
         {"M0 0 a5 5 0 2 0 1 1", "M0,0 ", 5},     // a flag must be 0 or 1

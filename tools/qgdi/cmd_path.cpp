@@ -41,8 +41,7 @@ bool ReadSource(const std::string& arg, CQPath& path, std::string& error) {
         if (d == std::string::npos || d > end) continue;
         const size_t q = svg.find('"', d + 4);
         size_t at;
-        if (q == std::string::npos ||
-            !QGDI_PathDataParse(svg.data() + d + 4, q - d - 4, path.GetPathReceiver(), &at)) {
+        if (q == std::string::npos || !QGDI_PathDataParse(svg.data() + d + 4, q - d - 4, path.GetPathReceiver(), &at)) {
             error = "path " + std::to_string(n) + " does not parse";
             return false;
         }
@@ -135,8 +134,10 @@ int QgdiCmdPath(const std::vector<std::string>& args) {
                 return 2;
             }
         } else if ((a == "--union" || a == "--intersect" || a == "--difference" || a == "--xor") && hasValue) {
-            op = a == "--union" ? keBoolUnion : a == "--intersect" ? keBoolIntersection
-                                              : a == "--difference" ? keBoolDifference : keBoolXor;
+            op = a == "--union"        ? keBoolUnion
+                 : a == "--intersect"  ? keBoolIntersection
+                 : a == "--difference" ? keBoolDifference
+                                       : keBoolXor;
             other = args[++i];
             combine = true;
         } else if (a == "--out" && hasValue) outFile = args[++i];
