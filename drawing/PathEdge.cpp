@@ -30,10 +30,20 @@ void Grow(SQRECT& r, const SQPOINT& p) noexcept {
     r.bottom = std::max(r.bottom, p.y);
 }
 
-// Pairs of cubic pieces are cut until their boxes are tiny; the crossing of
-// the chords then gives the point. Depth bounds the work on overlapping curves.
-void IntersectCubics(const SQPOINT* a, const SQPOINT* b, int depth, SQPOINT* out, int max, int& n) noexcept {
-    if (n >= max) return;
+// Pairs of cubic pieces are cut until both are flat to a tolerance relative
+// to the edges' size; the crossing of the chords then gives the point. The
+// work is budgeted: two coincident curves overlap everywhere and would
+// otherwise split into pairs without end.
+struct SIntersect {
+    double flatness;  // squared, from the size of the two edges
+    long budget;
+    SQPOINT* out;
+    int max;
+    int n;
+};
+
+void IntersectCubics(const SQPOINT* a, const SQPOINT* b, int depth, SIntersect& k) noexcept {
+    if (k.n >= k.max || --k.budget < 0) return;
     SQRECT ra, rb;
     ra = SQRECT{a[0].x, a[0].y, a[0].x, a[0].y};
     rb = SQRECT{b[0].x, b[0].y, b[0].x, b[0].y};
@@ -42,35 +52,36 @@ void IntersectCubics(const SQPOINT* a, const SQPOINT* b, int depth, SQPOINT* out
         Grow(rb, b[i]);
     }
     if (ra.left > rb.right || rb.left > ra.right || ra.top > rb.bottom || rb.top > ra.bottom) return;
-    const bool flatA = QGDI_QuadrilateralIsFlat(a, 1e-18 + 1e-20 * ((ra.right - ra.left) + (ra.bottom - ra.top)));
-    const bool flatB = QGDI_QuadrilateralIsFlat(b, 1e-18 + 1e-20 * ((rb.right - rb.left) + (rb.bottom - rb.top)));
-    if ((flatA && flatB) || depth >= 40) {
+    const bool flatA = QGDI_QuadrilateralIsFlat(a, k.flatness);
+    const bool flatB = QGDI_QuadrilateralIsFlat(b, k.flatness);
+    if ((flatA && flatB) || depth >= 48) {
         const double d1x = a[3].x - a[0].x, d1y = a[3].y - a[0].y;
         const double d2x = b[3].x - b[0].x, d2y = b[3].y - b[0].y;
         const double den = d1x * d2y - d1y * d2x;
         if (den == 0.0) return;  // parallel chords: overlaps have no single point
         const double ex = b[0].x - a[0].x, ey = b[0].y - a[0].y;
         const double s = (ex * d2y - ey * d2x) / den, t = (ex * d1y - ey * d1x) / den;
-        const double eps = 1e-12;
+        const double eps = 1e-9;
         if (s < -eps || s > 1 + eps || t < -eps || t > 1 + eps) return;
         const SQPOINT p = Lerp(a[0], a[3], std::clamp(s, 0.0, 1.0));
-        for (int i = 0; i < n; ++i)
-            if (std::fabs(out[i].x - p.x) < 1e-9 && std::fabs(out[i].y - p.y) < 1e-9) return;
-        out[n++] = p;
+        const double near = std::sqrt(k.flatness) * 4.0;
+        for (int i = 0; i < k.n; ++i)
+            if (std::fabs(k.out[i].x - p.x) <= near && std::fabs(k.out[i].y - p.y) <= near) return;
+        k.out[k.n++] = p;
         return;
     }
     SQPOINT sa[7], sb[7];
     if (!flatA) QGDI_CubicBezierSubdivide(a, sa);
     if (!flatB) QGDI_CubicBezierSubdivide(b, sb);
     if (flatA) {
-        IntersectCubics(a, sb, depth + 1, out, max, n);
-        IntersectCubics(a, sb + 3, depth + 1, out, max, n);
+        IntersectCubics(a, sb, depth + 1, k);
+        IntersectCubics(a, sb + 3, depth + 1, k);
     } else if (flatB) {
-        IntersectCubics(sa, b, depth + 1, out, max, n);
-        IntersectCubics(sa + 3, b, depth + 1, out, max, n);
+        IntersectCubics(sa, b, depth + 1, k);
+        IntersectCubics(sa + 3, b, depth + 1, k);
     } else {
         for (int i = 0; i < 2; ++i)
-            for (int j = 0; j < 2; ++j) IntersectCubics(sa + 3 * i, sb + 3 * j, depth + 1, out, max, n);
+            for (int j = 0; j < 2; ++j) IntersectCubics(sa + 3 * i, sb + 3 * j, depth + 1, k);
     }
 }
 
@@ -232,10 +243,17 @@ int QGDI_EdgeIntersection(const SQEDGE* a, const SQEDGE* b, SQPOINT* out, int ma
     if (!a || !b || !out || max <= 0) return 0;
     SQPOINT pa[16], pb[16];
     const int na = QGDI_EdgeToCubics(a, pa), nb = QGDI_EdgeToCubics(b, pb);
-    int n = 0;
+    SQRECT box{pa[0].x, pa[0].y, pa[0].x, pa[0].y};
+    for (int i = 0; i < 4 * na; ++i) Grow(box, pa[i]);
+    for (int i = 0; i < 4 * nb; ++i) Grow(box, pb[i]);
+    const double size = std::max(box.right - box.left, box.bottom - box.top);
+    if (!std::isfinite(size)) return 0;
+    // Points to about 1e-10 of the edges' size, with a floor for degenerate ones.
+    const double tol = std::max(size * 1e-10, 1e-300);
+    SIntersect k{tol * tol, 200000, out, max, 0};
     for (int i = 0; i < na; ++i)
-        for (int j = 0; j < nb; ++j) IntersectCubics(pa + 4 * i, pb + 4 * j, 0, out, max, n);
-    return n;
+        for (int j = 0; j < nb; ++j) IntersectCubics(pa + 4 * i, pb + 4 * j, 0, k);
+    return k.n;
 }
 
 void QGDI_EdgeReverseDirection(SQEDGE* e) noexcept {
