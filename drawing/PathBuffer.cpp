@@ -33,6 +33,14 @@ bool QGDI_PathIteratorSend(VPathIterator* it, VPathReceiver* r, bool noHooks, co
     return noHooks || r->EndPath();
 }
 
+namespace {
+SQPOINT Mapped(const SQPOINT& p, const double* m) noexcept {
+    SQPOINT q = p;
+    if (m) QGDI_MatrixTransform(m, q);
+    return q;
+}
+}  // namespace
+
 CQPathBuffer::~CQPathBuffer() { delete[] m_cmds; }
 
 bool CQPathBuffer::Create(int capacity) {
@@ -55,13 +63,6 @@ SQPATHCMD* CQPathBuffer::Slot() noexcept {
     return c;
 }
 
-namespace {
-SQPOINT Mapped(const SQPOINT& p, const double* m) noexcept {
-    SQPOINT q = p;
-    if (m) QGDI_MatrixTransform(m, q);
-    return q;
-}
-}  // namespace
 
 bool CQPathBuffer::MoveTo(const SQPOINT& point, const double* matrix) {
     SQPATHCMD* c = Slot();
@@ -83,11 +84,11 @@ bool CQPathBuffer::LineTo(const SQPOINT& point, const double* matrix) {
     return true;
 }
 
-bool CQPathBuffer::ClosePath(const double*) {
+bool CQPathBuffer::ClosePath(const double* matrix) {
     SQPATHCMD* c = Slot();
     if (!c) return false;
     c->command = keCmdClosePath;
-    c->end = m_start;
+    c->end = Mapped(m_start, matrix);
     ++m_used;
     m_current = m_start;
     return true;
