@@ -232,6 +232,13 @@ TEST(PathIterator, CubicStreamKeepsTheGeometry) {
     ASSERT_TRUE(it.GetLooseBBox(loose));
     EXPECT_LE(loose.left, tight.left);
     EXPECT_GE(loose.right, tight.right);
+    // The stream read back as a curve measures the same.
+    CQCurve curve;
+    ASSERT_TRUE(it.AsCurve(curve));
+    EXPECT_NEAR(curve.GetLength(), len, 1e-9);
+    EXPECT_TRUE(curve.GetClosed());
+    CQPathIterator none;
+    EXPECT_FALSE(none.AsCurve(curve));
 }
 
 }  // namespace
