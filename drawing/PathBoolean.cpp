@@ -25,6 +25,19 @@ inline i128 Orient(const IPt& a, const IPt& b, const IPt& c) noexcept {
 }
 inline int Sign(i128 v) noexcept { return v > 0 ? 1 : (v < 0 ? -1 : 0); }
 
+// The sign of Orient, from doubles where they are sure: coordinates below 2^31
+// make each product exact to 2^9 and the difference to under 2^11, so beyond
+// 4096 the double has the exact sign; closer calls take the 128-bit product.
+// value gets the orientation as a double either way.
+inline int OrientSign(const IPt& a, const IPt& b, const IPt& c, double& value) noexcept {
+    value = double(b.x - a.x) * double(c.y - a.y) - double(b.y - a.y) * double(c.x - a.x);
+    if (value > 4096.0) return 1;
+    if (value < -4096.0) return -1;
+    const i128 exact = Orient(a, b, c);
+    value = double(exact);
+    return Sign(exact);
+}
+
 struct Seg {
     IPt a, b;
     int owner;  // 0 for A, 1 for B
@@ -66,14 +79,13 @@ public:
         const Seg& t = m_segs[j];
         // Boxes apart by more than the rounding can move a piece: nothing to do.
         if (!BoxesMeet(s, t)) return;
-        const i128 v1 = Orient(s.a, s.b, t.a), v2 = Orient(s.a, s.b, t.b);
-        const int o1 = Sign(v1), o2 = Sign(v2);
+        double v1, v2, v3, v4;
+        const int o1 = OrientSign(s.a, s.b, t.a, v1), o2 = OrientSign(s.a, s.b, t.b, v2);
         if (o1 && o1 == o2) {
             if (Close(s, v1, v2)) m_near.push_back(Pair{i, j});
             return;
         }
-        const i128 v3 = Orient(t.a, t.b, s.a), v4 = Orient(t.a, t.b, s.b);
-        const int o3 = Sign(v3), o4 = Sign(v4);
+        const int o3 = OrientSign(t.a, t.b, s.a, v3), o4 = OrientSign(t.a, t.b, s.b, v4);
         if (o3 && o3 == o4) {
             if (Close(t, v3, v4)) m_near.push_back(Pair{i, j});
             return;
@@ -82,7 +94,7 @@ public:
         if (o1 && o2 && o3 && o4) {
             // A proper crossing: the point is rounded to the grid.
             const double dx = double(s.b.x - s.a.x), dy = double(s.b.y - s.a.y);
-            const double k = double(v3) / (double(v3) - double(v4));
+            const double k = v3 / (v3 - v4);
             const IPt p{s.a.x + i64(std::llround(dx * k)), s.a.y + i64(std::llround(dy * k))};
             Add(i, p);
             Add(j, p);
@@ -97,9 +109,9 @@ public:
 
 private:
     // Some end point within 3 grid units of the other segment's line.
-    static bool Close(const Seg& s, i128 va, i128 vb) {
+    static bool Close(const Seg& s, double va, double vb) {
         const double dx = double(s.b.x - s.a.x), dy = double(s.b.y - s.a.y);
-        const double m = std::min(std::fabs(double(va)), std::fabs(double(vb)));
+        const double m = std::min(std::fabs(va), std::fabs(vb));
         return m * m < 9.0 * (dx * dx + dy * dy);
     }
     void Add(size_t s, const IPt& p) {
@@ -129,30 +141,44 @@ void GridPass(const std::vector<Seg>& segs, CSplitter& splitter) {
     const i64 cw = std::max<i64>(1, (x1 - x0) / g + 1), ch = std::max<i64>(1, (y1 - y0) / g + 1);
     auto cellX = [&](i64 x) { return std::min<i64>((x - x0) / cw, g - 1); };
     auto cellY = [&](i64 y) { return std::min<i64>((y - y0) / ch, g - 1); };
-    std::vector<uint32_t> start(size_t(g * g) + 1, 0);
-    auto forCells = [&](const Seg& s, auto&& fn) {
-        const i64 cx0 = cellX(std::min(s.a.x, s.b.x)), cx1 = cellX(std::max(s.a.x, s.b.x));
-        const i64 cy0 = cellY(std::min(s.a.y, s.b.y)), cy1 = cellY(std::max(s.a.y, s.b.y));
-        for (i64 y = cy0; y <= cy1; ++y)
-            for (i64 x = cx0; x <= cx1; ++x) fn(size_t(y * g + x));
+    // Each segment's box and first cell, computed once: the cell of the low
+    // corner of two boxes' overlap is the larger of their first cells.
+    struct SBox {
+        i64 x0, y0, x1, y1;
+        int32_t cx0, cy0, cx1, cy1;
     };
-    for (const Seg& s : segs) forCells(s, [&](size_t c) { ++start[c + 1]; });
+    std::vector<SBox> box(n);
+    for (size_t i = 0; i < n; ++i) {
+        const Seg& s = segs[i];
+        SBox& b = box[i];
+        b.x0 = std::min(s.a.x, s.b.x);
+        b.x1 = std::max(s.a.x, s.b.x);
+        b.y0 = std::min(s.a.y, s.b.y);
+        b.y1 = std::max(s.a.y, s.b.y);
+        b.cx0 = int32_t(cellX(b.x0));
+        b.cx1 = int32_t(cellX(b.x1));
+        b.cy0 = int32_t(cellY(b.y0));
+        b.cy1 = int32_t(cellY(b.y1));
+    }
+    std::vector<uint32_t> start(size_t(g * g) + 1, 0);
+    auto forCells = [&](const SBox& b, auto&& fn) {
+        for (i64 y = b.cy0; y <= b.cy1; ++y)
+            for (i64 x = b.cx0; x <= b.cx1; ++x) fn(size_t(y * g + x));
+    };
+    for (const SBox& b : box) forCells(b, [&](size_t c) { ++start[c + 1]; });
     for (size_t c = 0; c + 1 < start.size(); ++c) start[c + 1] += start[c];
     std::vector<uint32_t> items(start.back()), fill(start.begin(), start.end() - 1);
-    for (size_t i = 0; i < n; ++i) forCells(segs[i], [&](size_t c) { items[fill[c]++] = uint32_t(i); });
+    for (size_t i = 0; i < n; ++i) forCells(box[i], [&](size_t c) { items[fill[c]++] = uint32_t(i); });
     for (size_t c = 0; c + 1 < start.size(); ++c) {
+        const int32_t cx = int32_t(c % size_t(g)), cy = int32_t(c / size_t(g));
         for (uint32_t u = start[c]; u < start[c + 1]; ++u) {
             const uint32_t i = items[u];
-            const Seg& s = segs[i];
-            const i64 sx0 = std::min(s.a.x, s.b.x), sx1 = std::max(s.a.x, s.b.x);
-            const i64 sy0 = std::min(s.a.y, s.b.y), sy1 = std::max(s.a.y, s.b.y);
+            const SBox& sb = box[i];
             for (uint32_t w = u + 1; w < start[c + 1]; ++w) {
                 const uint32_t j = items[w];
-                const Seg& t = segs[j];
-                const i64 tx0 = std::min(t.a.x, t.b.x), tx1 = std::max(t.a.x, t.b.x);
-                const i64 ty0 = std::min(t.a.y, t.b.y), ty1 = std::max(t.a.y, t.b.y);
-                if (tx1 < sx0 || tx0 > sx1 || ty1 < sy0 || ty0 > sy1) continue;
-                if (size_t(cellY(std::max(sy0, ty0)) * g + cellX(std::max(sx0, tx0))) != c) continue;
+                const SBox& tb = box[j];
+                if (tb.x1 < sb.x0 || tb.x0 > sb.x1 || tb.y1 < sb.y0 || tb.y0 > sb.y1) continue;
+                if (std::max(sb.cx0, tb.cx0) != cx || std::max(sb.cy0, tb.cy0) != cy) continue;
                 splitter.Test(i, j);
             }
         }
@@ -227,33 +253,36 @@ struct Graph {
 };
 
 void Build(std::vector<Seg>& segs, Graph& g) {
+    // Vertex ids from one sort of all end points (2k + 0 is segment k's start, 2k + 1 its end).
+    const size_t ns = segs.size();
+    auto end = [&](uint32_t k) -> const IPt& { return (k & 1) ? segs[k >> 1].b : segs[k >> 1].a; };
+    std::vector<uint32_t> order(2 * ns), ids(2 * ns);
+    for (uint32_t k = 0; k < 2 * ns; ++k) order[k] = k;
+    std::sort(order.begin(), order.end(), [&](uint32_t p, uint32_t q) { return end(p) < end(q); });
     std::vector<IPt>& v = g.verts;
     v.clear();
-    v.reserve(segs.size() * 2);
-    for (const Seg& s : segs) {
-        v.push_back(s.a);
-        v.push_back(s.b);
+    for (uint32_t k : order) {
+        if (v.empty() || !(v.back() == end(k))) v.push_back(end(k));
+        ids[k] = uint32_t(v.size() - 1);
     }
-    std::sort(v.begin(), v.end());
-    v.erase(std::unique(v.begin(), v.end()), v.end());
-    auto id = [&](const IPt& p) { return uint32_t(std::lower_bound(v.begin(), v.end(), p) - v.begin()); };
     struct E {
-        uint32_t u, w;
+        uint64_t key;  // u << 32 | w, u < w
         int a, b;
     };
     std::vector<E> es;
-    es.reserve(segs.size());
-    for (const Seg& s : segs) {
-        uint32_t u = id(s.a), w = id(s.b);
+    es.reserve(ns);
+    for (size_t i = 0; i < ns; ++i) {
+        const Seg& s = segs[i];
+        uint32_t u = ids[2 * i], w = ids[2 * i + 1];
         if (u == w) continue;
         int d = 1;
         if (u > w) {
             std::swap(u, w);
             d = -1;
         }
-        es.push_back(E{u, w, s.owner == 0 ? d : 0, s.owner == 1 ? d : 0});
+        es.push_back(E{uint64_t(u) << 32 | w, s.owner == 0 ? d : 0, s.owner == 1 ? d : 0});
     }
-    std::sort(es.begin(), es.end(), [](const E& p, const E& q) { return p.u < q.u || (p.u == q.u && p.w < q.w); });
+    std::sort(es.begin(), es.end(), [](const E& p, const E& q) { return p.key < q.key; });
     g.eu.clear();
     g.ev.clear();
     g.ma.clear();
@@ -261,15 +290,15 @@ void Build(std::vector<Seg>& segs, Graph& g) {
     for (size_t i = 0; i < es.size();) {
         E m = es[i];
         size_t j = i + 1;
-        for (; j < es.size() && es[j].u == m.u && es[j].w == m.w; ++j) {
+        for (; j < es.size() && es[j].key == m.key; ++j) {
             m.a += es[j].a;
             m.b += es[j].b;
         }
         i = j;
         // Pieces whose windings cancel separate nothing.
         if (m.a == 0 && m.b == 0) continue;
-        g.eu.push_back(m.u);
-        g.ev.push_back(m.w);
+        g.eu.push_back(uint32_t(m.key >> 32));
+        g.ev.push_back(uint32_t(m.key));
         g.ma.push_back(m.a);
         g.mb.push_back(m.b);
     }
