@@ -12,6 +12,7 @@
 #include "colour/colour.h"
 #include "deformation/deformation.h"
 #include "diagnostics/diagnostics.h"
+#include "drawing/drawing.h"
 #include "geometry/geometry.h"
 #include "qdibcore/Source/qdibcore.h"
 

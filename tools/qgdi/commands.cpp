@@ -10,6 +10,8 @@ const std::vector<SQgdiCommand>& QgdiCommands() {
         {"formats", "formats", "table of the pixel formats and their properties", &QgdiCmdFormats},
         {"blend", "blend BOTTOM TOP OUT [--mode NAME] [--opacity 0-255] [--at X,Y] | blend --list",
          "lay TOP over BOTTOM in a layer blend mode or through a compositing operator", &QgdiCmdBlend},
+        {"path", "path SVG|DATA [--scale S] [--flatness F] [--dash L,L,...] [--union|--intersect|--difference|--xor SVG|DATA] [--out OUT.svg]",
+         "read SVG path data, describe it, flatten, dash or combine it, optionally write the outline as SVG", &QgdiCmdPath},
     };
     return commands;
 }

@@ -19,3 +19,4 @@ int QgdiCmdInfo(const std::vector<std::string>& args);
 int QgdiCmdConvert(const std::vector<std::string>& args);
 int QgdiCmdDemo(const std::vector<std::string>& args);
 int QgdiCmdBlend(const std::vector<std::string>& args);
+int QgdiCmdPath(const std::vector<std::string>& args);
