@@ -210,11 +210,15 @@ template <class E, class Ln>
     for (int i = 0; i < m; ++i) {  // @vectorised
         const V op = V(Byte<E>(cover[i]));
         const bool sa = sc.idx[8][i] != 0, da = sc.idx[9][i] != 0;
+        // every read made whatever the pixel, then selected: a read under a
+        // condition, or a short-circuit, would be a branch
+        const V sb = tv[0][i], sg = tv[1][i], sr = tv[2][i], sgrey = tv[3][i];
+        const V db = tv[4][i], dg = tv[5][i], dr = tv[6][i], dgrey = tv[7][i];
         V k = 255;
-        k = sa && useSG ? tv[3][i] : k;
-        k = da && useDG ? M8::M(V(tv[7][i] * k)) : k;
-        k = sa ? M8::M(V(M8::M(V(M8::M(V(tv[2][i] * k)) * tv[1][i])) * tv[0][i])) : k;
-        const V kd = M8::M(V(M8::M(V(M8::M(V(M8::M(V(tv[6][i] * k)) * tv[5][i])) * tv[4][i])) * op));
+        k = (sa & useSG) ? sgrey : k;
+        k = (da & useDG) ? M8::M(V(dgrey * k)) : k;
+        k = sa ? M8::M(V(M8::M(V(M8::M(V(sr * k)) * sg)) * sb)) : k;
+        const V kd = M8::M(V(M8::M(V(M8::M(V(M8::M(V(dr * k)) * dg)) * db)) * op));
         k = da ? kd : M8::M(V(k * op));
         cover[i] = Ln(sizeof(E) == 1 ? k : uint32_t(k) * 257);
     }
