@@ -151,6 +151,13 @@ TEST_F(ToolCommands, BlendPlacesTheTopImageInAnyMode) {
 
     ASSERT_EQ(QgdiCmdBlend({bottom, topFile, out, "--mode", "xor", "--at", "-8,-4"}), 0);
     EXPECT_EQ(QgdiCmdBlend({"--list"}), 0);
+    // every layer mode in one sheet: 26 tiles of the smaller image's size, six to a row
+    const std::string sheet = (m_root / "sheet.png").string();
+    ASSERT_EQ(QgdiCmdBlend({bottom, "-", sheet, "--sheet"}), 0);
+    const std::unique_ptr<CRowIterator> tiles = QgdiReadImage(sheet, error);
+    ASSERT_TRUE(tiles);
+    EXPECT_EQ(tiles->GetWidth(), 6 * 64);
+    EXPECT_EQ(tiles->GetHeight(), 5 * 48);
     const std::string never = (m_root / "never.png").string();
     EXPECT_EQ(QgdiCmdBlend({bottom, topFile, never, "--mode", "no-such-mode"}), 1);
     EXPECT_EQ(QgdiCmdBlend({bottom, (m_root / "missing.png").string(), never}), 1);

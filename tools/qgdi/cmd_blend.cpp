@@ -1,18 +1,22 @@
 // qgdi blend: lays one image over another in a layer blend mode or through a
 // compositing operator.
 #include <cstdio>
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 
 #include "tools/qgdi/commands.h"
 #include "tools/qgdi/image_io.h"
 #include "tools/qgdi/progress.h"
+#include "tools/qgdi/sample_image.h"
 
 namespace {
 
 constexpr const char* kUsage =
     "usage: qgdi blend BOTTOM TOP OUT [--mode NAME] [--opacity 0-255] [--at X,Y]\n"
-    "       qgdi blend --list";
+    "       qgdi blend BOTTOM TOP OUT --sheet [--opacity 0-255]\n"
+    "       qgdi blend --list\n"
+    "  ('-' as BOTTOM or TOP: the built-in sample)";
 
 void ListModes() {
     std::printf("layer blend modes (straight alpha):\n");
@@ -31,6 +35,43 @@ bool ParseInt(const std::string& text, int lo, int hi, int& out) {
     return true;
 }
 
+std::unique_ptr<CRowIterator> ReadOrSample(const std::string& path, std::string& error) {
+    if (path != "-") return QgdiReadImage(path, error);
+    auto image = std::make_unique<CRowIterator>();
+    if (QgdiMakeSampleImage(*image).IsError()) {
+        error = "cannot make the sample image";
+        return nullptr;
+    }
+    return image;
+}
+
+// Every layer mode side by side: tile t holds the top corner of BOTTOM with
+// the top corner of TOP laid on in mode t, row after row in the order of the
+// mode list.
+bool MakeSheet(CRowIterator& sheet, const CRowIterator& bottom, const CRowIterator& top, int opacity,
+               CStatusControl* status) {
+    constexpr int kColumns = 6;
+    const int tw = std::min({bottom.GetWidth(), top.GetWidth(), 192});
+    const int th = std::min({bottom.GetHeight(), top.GetHeight(), 120});
+    int count = 0;
+    const EQBlendMoxMode* modes = QGDI_GetBlendMoxModes(count);
+    const int rows = (count + kColumns - 1) / kColumns;
+    if (sheet.Create(kColumns * tw, rows * th, keFormatBGRA).IsError()) return false;
+    CStatusControl nested(status);
+    nested.SetProgressRange(uint64_t(count));
+    const CRowOpDefRowCopy copy;
+    const RECT corner = {0, 0, tw, th};
+    for (int t = 0; t < count; ++t) {
+        const int x = (t % kColumns) * tw, y = (t / kColumns) * th;
+        const RECT tile = {x, y, x + tw, y + th};
+        if (!PixelIterator_ApplyRowOp(copy, sheet, bottom, &tile, &corner)) return false;
+        const CRowOpDefRowBlendMox blend(modes[t], uint32_t(opacity));
+        if (!PixelIterator_ApplyRowOp(blend, sheet, top, &tile, &corner)) return false;
+        if (nested.SetProgress(uint64_t(t + 1))) return false;
+    }
+    return true;
+}
+
 bool ParsePoint(const std::string& text, int& x, int& y) {
     const size_t comma = text.find(',');
     return comma != std::string::npos && ParseInt(text.substr(0, comma), -1000000, 1000000, x) &&
@@ -43,12 +84,15 @@ int QgdiCmdBlend(const std::vector<std::string>& args) {
     std::vector<std::string> files;
     std::string modeName = "normal";
     int opacity = 255, atX = 0, atY = 0;
+    bool sheet = false;
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string& a = args[i];
         const bool hasValue = i + 1 < args.size();
         if (a == "--list") {
             ListModes();
             return 0;
+        } else if (a == "--sheet") {
+            sheet = true;
         } else if (a == "--mode" && hasValue) {
             modeName = args[++i];
         } else if (a == "--opacity" && hasValue) {
@@ -81,15 +125,33 @@ int QgdiCmdBlend(const std::vector<std::string>& args) {
     }
 
     std::string error;
-    const std::unique_ptr<CRowIterator> bottom = QgdiReadImage(files[0], error);
+    const std::unique_ptr<CRowIterator> bottom = ReadOrSample(files[0], error);
     if (!bottom) {
         std::fprintf(stderr, "qgdi blend: %s\n", error.c_str());
         return 1;
     }
-    const std::unique_ptr<CRowIterator> top = QgdiReadImage(files[1], error);
+    const std::unique_ptr<CRowIterator> top = ReadOrSample(files[1], error);
     if (!top) {
         std::fprintf(stderr, "qgdi blend: %s\n", error.c_str());
         return 1;
+    }
+    if (sheet) {
+        CRowIterator result;
+        CToolProgress progress("blend sheet");
+        if (top->SetPixelFormat(keFormatBGRA, keImageModifyReadOnly).IsError() ||
+            !MakeSheet(result, *bottom, *top, opacity, progress.Status())) {
+            std::fprintf(stderr, "qgdi blend: cannot make the sheet\n");
+            return 1;
+        }
+        progress.Done();
+        std::string note;
+        if (!QgdiWriteImage(files[2], result, error, note)) {
+            std::fprintf(stderr, "qgdi blend: %s\n", error.c_str());
+            return 1;
+        }
+        std::printf("%s: %d x %d, every layer mode in the order of qgdi blend --list\n", files[2].c_str(),
+                    result.GetWidth(), result.GetHeight());
+        return 0;
     }
     // Layer modes work on straight colour, operators on premultiplied colour:
     // both images are presented in that form, the result made in it.

@@ -8,7 +8,7 @@ const std::vector<SQgdiCommand>& QgdiCommands() {
         {"convert", "convert IN OUT [--format NAME] [--compression 0-9]",
          "convert an image file, optionally to another pixel format", &QgdiCmdConvert},
         {"formats", "formats", "table of the pixel formats and their properties", &QgdiCmdFormats},
-        {"blend", "blend BOTTOM TOP OUT [--mode NAME] [--opacity 0-255] [--at X,Y] | blend --list",
+        {"blend", "blend BOTTOM TOP OUT [--mode NAME] [--opacity 0-255] [--at X,Y] [--sheet] | blend --list",
          "lay TOP over BOTTOM in a layer blend mode or through a compositing operator", &QgdiCmdBlend},
         {"path", "path SVG|DATA [--scale S] [--flatness F] [--dash L,L,...] [--union|--intersect|--difference|--xor SVG|DATA] [--out OUT.svg]",
          "read SVG path data, describe it, flatten, dash or combine it, optionally write the outline as SVG", &QgdiCmdPath},
