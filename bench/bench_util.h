@@ -59,6 +59,10 @@ public:
     void ReportRuns(const std::vector<Run>& runs) override;
     void Finalize() override;
 
+protected:
+    // Median Mpix/s by benchmark name, for programs that print tables of their own.
+    const std::map<std::string, double>& Rates() const { return m_rates; }
+
 private:
     std::map<std::string, double> m_rates;
 };

@@ -238,6 +238,31 @@ void RegisterAll() {
         }
 }
 
+// After the usual tables, every case of ours as Mpix/s, as a share of a copy
+// of the same rows on as many threads, and against pixman where it has the operator.
+class CBlendReporter : public CRatioReporter {
+public:
+    using CRatioReporter::CRatioReporter;
+    void Finalize() override {
+        CRatioReporter::Finalize();
+        const auto& rates = Rates();
+        std::printf("\n%-44s %10s %14s %10s\n", "case (median Mpix/s)", "ours", "share of copy", "/ pixman");
+        for (const auto& [name, rate] : rates) {
+            const size_t slash = name.rfind("/ours");
+            if (slash == std::string::npos || slash + 5 != name.size()) continue;
+            const std::string base = name.substr(0, slash);
+            const std::string threads = base.substr(base.rfind('/') + 1);
+            const auto copy = rates.find("copy/" + threads);
+            const auto peer = rates.find(base + "/pixman");
+            std::printf("%-44s %10.1f %13.0f%% ", base.c_str(), rate,
+                        copy != rates.end() && copy->second > 0 ? 100.0 * rate / copy->second : 0.0);
+            if (peer != rates.end() && peer->second > 0) std::printf("%10.2f\n", rate / peer->second);
+            else std::printf("%10s\n", "-");
+        }
+        std::fflush(stdout);
+    }
+};
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -247,7 +272,7 @@ int main(int argc, char** argv) {
     RegisterAll();
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    CRatioReporter reporter(isatty(STDOUT_FILENO) != 0);
+    CBlendReporter reporter(isatty(STDOUT_FILENO) != 0);
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
     QGDI_SystemShutdown();
