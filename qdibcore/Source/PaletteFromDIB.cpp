@@ -1,0 +1,318 @@
+// Colour reduction. Pixels go into a histogram of 2^18 bins (6 bits per
+// channel) that keeps, per bin, the count and the sums of the exact colours,
+// so no precision is lost in the means. Boxes of bins are split greedily
+// where the squared error drops most (the box with the largest error first,
+// along the axis and at the cut that leave the least), and the box means seed
+// a weighted k-means over the bins that converges in a few passes.
+#include "qdibcore/Source/PaletteFromDIB.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <numeric>
+#include <unordered_set>
+#include <vector>
+
+#include "qdibcore/Source/PixelFormat.h"
+#include "qdibcore/Source/QPalette.h"
+#include "qdibcore/Source/StatusControl.h"
+#include "qdibcore/Source/internal/ResultTry.h"
+
+namespace {
+
+constexpr int kBits = 6;
+constexpr int kSide = 1 << kBits;
+constexpr int kBins = kSide * kSide * kSide;
+constexpr int kAlphaCutoff = 8;  // coverage below which a pixel takes no share
+
+struct SBin {
+    uint32_t n, b, g, r;
+};
+
+// One histogram entry: mean colour, weight, bin coordinates.
+struct SEntry {
+    float c[3];  // blue, green, red
+    float w;
+    uint8_t q[3];
+};
+
+struct SBox {
+    int begin, end;
+    double sse;
+};
+
+struct SMoments {
+    double w = 0, s[3] = {0, 0, 0}, q = 0;
+    void Add(const SEntry& e) {
+        w += e.w;
+        for (int k = 0; k < 3; ++k) {
+            s[k] += double(e.w) * e.c[k];
+            q += double(e.w) * e.c[k] * e.c[k];
+        }
+    }
+    double Sse() const { return w > 0 ? q - (s[0] * s[0] + s[1] * s[1] + s[2] * s[2]) / w : 0; }
+};
+
+double BoxSse(const std::vector<SEntry>& entries, const std::vector<int>& order, int b, int e) {
+    SMoments m;
+    for (int i = b; i < e; ++i) m.Add(entries[size_t(order[size_t(i)])]);
+    return m.Sse();
+}
+
+// Splits box at the best cut of the three axes; false when it cannot be split.
+bool SplitBox(const std::vector<SEntry>& entries, std::vector<int>& order, const SBox& box, SBox& left,
+              SBox& right) {
+    double bestSse = 1e300;
+    int bestAxis = -1, bestCut = 0;
+    for (int axis = 0; axis < 3; ++axis) {
+        SMoments slot[kSide];
+        int lo = kSide, hi = -1;
+        for (int i = box.begin; i < box.end; ++i) {
+            const SEntry& e = entries[size_t(order[size_t(i)])];
+            slot[e.q[axis]].Add(e);
+            lo = std::min(lo, int(e.q[axis]));
+            hi = std::max(hi, int(e.q[axis]));
+        }
+        if (hi <= lo) continue;
+        SMoments total;
+        for (int s = lo; s <= hi; ++s) {
+            total.w += slot[s].w;
+            for (int k = 0; k < 3; ++k) total.s[k] += slot[s].s[k];
+            total.q += slot[s].q;
+        }
+        SMoments below;
+        for (int cut = lo; cut < hi; ++cut) {
+            below.w += slot[cut].w;
+            for (int k = 0; k < 3; ++k) below.s[k] += slot[cut].s[k];
+            below.q += slot[cut].q;
+            if (slot[cut].w == 0) continue;
+            SMoments above;
+            above.w = total.w - below.w;
+            for (int k = 0; k < 3; ++k) above.s[k] = total.s[k] - below.s[k];
+            above.q = total.q - below.q;
+            const double sse = below.Sse() + above.Sse();
+            if (sse < bestSse) {
+                bestSse = sse;
+                bestAxis = axis;
+                bestCut = cut;
+            }
+        }
+    }
+    if (bestAxis < 0) return false;
+    const auto mid = std::partition(order.begin() + box.begin, order.begin() + box.end,
+                                    [&](int i) { return entries[size_t(i)].q[bestAxis] <= bestCut; });
+    const int m = int(mid - order.begin());
+    left = {box.begin, m, BoxSse(entries, order, box.begin, m)};
+    right = {m, box.end, BoxSse(entries, order, m, box.end)};
+    return true;
+}
+
+inline float Dist2(const float* a, const float* b) {
+    const float d0 = a[0] - b[0], d1 = a[1] - b[1], d2 = a[2] - b[2];
+    return d0 * d0 + d1 * d1 + d2 * d2;
+}
+
+// Weighted Lloyd iterations. Each entry starts from its previous centre and
+// only tries centres that the triangle inequality cannot rule out, walking
+// that centre's neighbours nearest first.
+void RefineKMeans(const std::vector<SEntry>& entries, std::vector<int>& assign, std::vector<float>& centres, int k,
+                  int passes) {
+    std::vector<float> cc(size_t(k) * size_t(k));
+    std::vector<int> near(size_t(k) * size_t(k));
+    std::vector<double> sums(size_t(k) * 4);
+    for (int pass = 0; pass < passes; ++pass) {
+        for (int a = 0; a < k; ++a) {
+            for (int b = 0; b < k; ++b)
+                cc[size_t(a * k + b)] = std::sqrt(Dist2(&centres[size_t(3 * a)], &centres[size_t(3 * b)]));
+            int* nb = &near[size_t(a * k)];
+            std::iota(nb, nb + k, 0);
+            const float* row = &cc[size_t(a * k)];
+            std::sort(nb, nb + k, [&](int x, int y) { return row[x] < row[y]; });
+        }
+        std::fill(sums.begin(), sums.end(), 0.0);
+        size_t moved = 0;
+        for (size_t i = 0; i < entries.size(); ++i) {
+            const SEntry& e = entries[i];
+            const int a = assign[i];
+            const float da = std::sqrt(Dist2(e.c, &centres[size_t(3 * a)]));
+            float best = da;
+            int bi = a;
+            const int* nb = &near[size_t(a * k)];
+            const float* row = &cc[size_t(a * k)];
+            for (int j = 1; j < k; ++j) {
+                const int c = nb[j];
+                if (row[c] >= da + best) break;
+                const float d = std::sqrt(Dist2(e.c, &centres[size_t(3 * c)]));
+                if (d < best) {
+                    best = d;
+                    bi = c;
+                }
+            }
+            if (bi != a) ++moved;
+            assign[i] = bi;
+            double* s = &sums[size_t(4 * bi)];
+            s[0] += double(e.w) * e.c[0];
+            s[1] += double(e.w) * e.c[1];
+            s[2] += double(e.w) * e.c[2];
+            s[3] += e.w;
+        }
+        for (int c = 0; c < k; ++c) {
+            const double* s = &sums[size_t(4 * c)];
+            if (s[3] > 0)
+                for (int ch = 0; ch < 3; ++ch) centres[size_t(3 * c + ch)] = float(s[ch] / s[3]);
+        }
+        if (pass > 0 && moved * 1000 < entries.size()) break;
+    }
+}
+
+// Presents the image as BGR or BGRA rows (native ones are read as they are).
+CErrorAutoThrow PrepareView(const CRowIterator& image, CRowIterator& view, int& bytesPerPixel, bool& alpha) {
+    const CQPixelFormat pf(image.GetPixelFormat());
+    alpha = pf.IsAlphaChannelPresent();
+    QGDI_TRY(view.Attach(image));
+    const EQPixelFormat want = alpha ? keFormatBGRA : keFormatBGR;
+    bytesPerPixel = alpha ? 4 : 3;
+    if (pf.Get() != want) QGDI_TRY(view.SetPixelFormat(want, keImageModifyReadOnly));
+    return CErrorAutoThrow();
+}
+
+}  // namespace
+
+CErrorAutoThrow MakePalFromDIB(const CRowIterator& image, RGBQUAD* palette, int maxColors, int& count,
+                               CStatusControl* status) {
+    count = 0;
+    if (!image.IsAttached()) return QERR(keQuorErrIteratorState);
+    if (!palette || maxColors < 1 || maxColors > 256) return QERR(keQuorErrFailed);
+    return qgdi::result::FromExceptions([&]() -> CErrorAutoThrow {
+        CRowIterator view;
+        int bpp = 3;
+        bool alpha = false;
+        QGDI_TRY(PrepareView(image, view, bpp, alpha));
+        const int w = view.GetWidth(), h = view.GetHeight();
+        // Bin sums are 32-bit: at most 2^24 pixels are counted, a subset of rows beyond that.
+        const int rowStep = int((int64_t(w) * h + (int64_t(1) << 24) - 1) >> 24) + 0;
+        const int step = std::max(1, rowStep);
+        if (status) status->SetProgressRange(uint64_t(h) + 1);
+
+        std::vector<SBin> bins(kBins, SBin{0, 0, 0, 0});
+        // Exact colours while there are few enough of them to be the palette.
+        std::unordered_set<uint32_t> exact;
+        bool fewColours = true;
+        for (int y = 0; y < h; y += step) {
+            const uint8_t* row = nullptr;
+            QGDI_TRY(view.GetRow(row, y));
+            for (int x = 0; x < w; ++x) {
+                const uint8_t* p = row + x * bpp;
+                if (alpha && p[3] < kAlphaCutoff) continue;
+                const uint32_t idx = uint32_t(p[2] >> 2) << 12 | uint32_t(p[1] >> 2) << 6 | uint32_t(p[0] >> 2);
+                SBin& bin = bins[idx];
+                ++bin.n;
+                bin.b += p[0];
+                bin.g += p[1];
+                bin.r += p[2];
+            }
+            if (fewColours) {
+                for (int x = 0; x < w && fewColours; ++x) {
+                    const uint8_t* p = row + x * bpp;
+                    if (alpha && p[3] < kAlphaCutoff) continue;
+                    exact.insert(uint32_t(p[2]) << 16 | uint32_t(p[1]) << 8 | p[0]);
+                    fewColours = int(exact.size()) <= maxColors;
+                }
+            }
+            view.ReleaseRow(y).Ignore();
+            if (status && status->SetProgress(uint64_t(y))) return QERR(keQuorErrCancelled);
+        }
+        if (fewColours && step == 1) {
+            std::vector<uint32_t> colours(exact.begin(), exact.end());
+            std::sort(colours.begin(), colours.end());
+            for (uint32_t c : colours)
+                palette[count++] = RGBQUAD{BYTE(c), BYTE(c >> 8), BYTE(c >> 16), 0};
+            if (count == 0) palette[count++] = RGBQUAD{0, 0, 0, 0};
+            return CErrorAutoThrow();
+        }
+
+        std::vector<SEntry> entries;
+        for (int i = 0; i < kBins; ++i) {
+            const SBin& b = bins[size_t(i)];
+            if (!b.n) continue;
+            const float inv = 1.0f / float(b.n);
+            entries.push_back(SEntry{{float(b.b) * inv, float(b.g) * inv, float(b.r) * inv},
+                                     float(b.n),
+                                     {uint8_t(i & 63), uint8_t((i >> 6) & 63), uint8_t(i >> 12)}});
+        }
+        bins = {};
+        if (entries.empty()) {
+            palette[count++] = RGBQUAD{0, 0, 0, 0};
+            return CErrorAutoThrow();
+        }
+
+        std::vector<int> order(entries.size());
+        std::iota(order.begin(), order.end(), 0);
+        std::vector<SBox> boxes{{0, int(entries.size()), BoxSse(entries, order, 0, int(entries.size()))}};
+        while (int(boxes.size()) < maxColors) {
+            size_t worst = 0;
+            for (size_t i = 1; i < boxes.size(); ++i)
+                if (boxes[i].sse > boxes[worst].sse) worst = i;
+            if (boxes[worst].sse <= 0) break;
+            SBox left, right;
+            if (!SplitBox(entries, order, boxes[worst], left, right)) {
+                boxes[worst].sse = 0;
+                continue;
+            }
+            boxes[worst] = left;
+            boxes.push_back(right);
+        }
+
+        const int k = int(boxes.size());
+        std::vector<float> centres(size_t(3 * k));
+        std::vector<int> assign(entries.size());
+        for (int c = 0; c < k; ++c) {
+            SMoments m;
+            for (int i = boxes[size_t(c)].begin; i < boxes[size_t(c)].end; ++i) {
+                m.Add(entries[size_t(order[size_t(i)])]);
+                assign[size_t(order[size_t(i)])] = c;
+            }
+            for (int ch = 0; ch < 3; ++ch) centres[size_t(3 * c + ch)] = float(m.s[ch] / m.w);
+        }
+        RefineKMeans(entries, assign, centres, k, 12);
+
+        for (int c = 0; c < k; ++c) {
+            const auto level = [&](int ch) { return BYTE(std::clamp(int(std::lround(centres[size_t(3 * c + ch)])), 0, 255)); };
+            palette[count++] = RGBQUAD{level(0), level(1), level(2), 0};
+        }
+        if (status && status->SetProgress(uint64_t(h) + 1)) return QERR(keQuorErrCancelled);
+        return CErrorAutoThrow();
+    });
+}
+
+CErrorAutoThrow MakeCPalFromDIB(const CRowIterator& image, CQPalette& palette, int maxColors, CStatusControl* status) {
+    RGBQUAD entries[256];
+    int count = 0;
+    QGDI_TRY(MakePalFromDIB(image, entries, maxColors, count, status));
+    return palette.SetEntries(entries, count);
+}
+
+CErrorAutoThrow MakeLPPalFromDIB(const CRowIterator& image, QMMHANDLE& logPalette, int maxColors,
+                                 CStatusControl* status) {
+    logPalette = QMM_NULL;
+    RGBQUAD entries[256];
+    int count = 0;
+    QGDI_TRY(MakePalFromDIB(image, entries, maxColors, count, status));
+    QMMHANDLE h = QMM_GlobalAlloc(GHND, size_t(4 + 4 * count));
+    if (!h) return QERR(keQuorErrOutOfMemory);
+    auto* p = static_cast<uint8_t*>(QMM_GlobalLock(h));
+    if (!p) {
+        QMM_GlobalFree(h);
+        return QERR(keQuorErrOutOfMemory);
+    }
+    const uint16_t version = 0x0300, n = uint16_t(count);
+    std::memcpy(p, &version, 2);
+    std::memcpy(p + 2, &n, 2);
+    for (int i = 0; i < count; ++i) {
+        PALETTEENTRY e{entries[i].rgbRed, entries[i].rgbGreen, entries[i].rgbBlue, 0};
+        std::memcpy(p + 4 + 4 * i, &e, 4);
+    }
+    QMM_GlobalUnlock(h);
+    logPalette = h;
+    return CErrorAutoThrow();
+}
