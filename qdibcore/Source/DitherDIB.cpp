@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 #include "qdibcore/Source/PixelFormat.h"
@@ -138,6 +139,23 @@ CErrorAutoThrow Diffuse(CStatusControl* status, const CRowIterator& src, CRowIte
             }
             view.ReleaseRow(y).Ignore();
             QGDI_TRY(dst.ReleaseRow(y));
+            // Shares that fell beside the image go to the nearest edge cell of
+            // a row still to come, so the edges do not lose error and a flat
+            // area keeps its mean colour.
+            const auto fold = [&](int32_t* from, int32_t* to) {
+                for (int c = 0; c < 3; ++c) {
+                    int32_t left = 0, right = 0;
+                    for (int k = 0; k < kPad; ++k) {
+                        left += std::exchange(from[3 * k + c], 0);
+                        right += std::exchange(from[3 * (kPad + w + k) + c], 0);
+                    }
+                    to[3 * kPad + c] += left;
+                    to[3 * (kPad + w - 1) + c] += right;
+                }
+            };
+            fold(rows[0], rows[1]);
+            fold(rows[1], rows[1]);
+            fold(rows[2], rows[2]);
             std::rotate(rows, rows + 1, rows + 3);
             std::fill(rows[2], rows[2] + 3 * span, 0);
             if (status && status->SetProgress(uint64_t(y + 1))) return QERR(keQuorErrCancelled);
