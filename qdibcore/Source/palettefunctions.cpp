@@ -191,5 +191,6 @@ CErrorAutoThrow IncreaseMaxColors(CRowIterator& image, int colours) {
     }
     view.Detach().Ignore();
     QGDI_TRY(deeper.SetPixelFormat(deeper.GetNativeFormat(), keImageModifyReadWrite));
+    QGDI_TRY(image.Detach());
     return image.Consume(deeper);
 }
