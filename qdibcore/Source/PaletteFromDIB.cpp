@@ -29,72 +29,75 @@ struct SBin {
     uint32_t n, b, g, r;
 };
 
-// One histogram entry: mean colour, weight, bin coordinates.
+// One histogram entry: mean colour, weight, the weighted sums the box
+// moments add up, and the bin coordinates.
 struct SEntry {
     float c[3];  // blue, green, red
     float w;
+    double wc[3], wq;  // w·c and w·|c|²
     uint8_t q[3];
-};
-
-struct SBox {
-    int begin, end;
-    double sse;
 };
 
 struct SMoments {
     double w = 0, s[3] = {0, 0, 0}, q = 0;
     void Add(const SEntry& e) {
         w += e.w;
-        for (int k = 0; k < 3; ++k) {
-            s[k] += double(e.w) * e.c[k];
-            q += double(e.w) * e.c[k] * e.c[k];
-        }
+        s[0] += e.wc[0];
+        s[1] += e.wc[1];
+        s[2] += e.wc[2];
+        q += e.wq;
     }
+    void Add(const SMoments& m) {
+        w += m.w;
+        for (int k = 0; k < 3; ++k) s[k] += m.s[k];
+        q += m.q;
+    }
+    SMoments Minus(const SMoments& m) const {
+        SMoments r;
+        r.w = w - m.w;
+        for (int k = 0; k < 3; ++k) r.s[k] = s[k] - m.s[k];
+        r.q = q - m.q;
+        return r;
+    }
+    // Weighted squared error of the entries about their mean.
     double Sse() const { return w > 0 ? q - (s[0] * s[0] + s[1] * s[1] + s[2] * s[2]) / w : 0; }
 };
 
-double BoxSse(const std::vector<SEntry>& entries, const std::vector<int>& order, int b, int e) {
+struct SBox {
+    int begin, end;
     SMoments m;
-    for (int i = b; i < e; ++i) m.Add(entries[size_t(order[size_t(i)])]);
-    return m.Sse();
-}
+    double sse;
+};
 
-// Splits box at the best cut of the three axes; false when it cannot be split.
+// Splits `box` at the cut of the three axes that leaves the least squared
+// error: one pass fills the per-slot moments of all axes, prefix sums give
+// both halves of every cut. False when the box cannot be split.
 bool SplitBox(const std::vector<SEntry>& entries, std::vector<int>& order, const SBox& box, SBox& left,
               SBox& right) {
+    SMoments slot[3][kSide];
+    int lo[3] = {kSide, kSide, kSide}, hi[3] = {-1, -1, -1};
+    for (int i = box.begin; i < box.end; ++i) {
+        const SEntry& e = entries[size_t(order[size_t(i)])];
+        for (int axis = 0; axis < 3; ++axis) {
+            slot[axis][e.q[axis]].Add(e);
+            lo[axis] = std::min(lo[axis], int(e.q[axis]));
+            hi[axis] = std::max(hi[axis], int(e.q[axis]));
+        }
+    }
     double bestSse = 1e300;
     int bestAxis = -1, bestCut = 0;
+    SMoments bestBelow;
     for (int axis = 0; axis < 3; ++axis) {
-        SMoments slot[kSide];
-        int lo = kSide, hi = -1;
-        for (int i = box.begin; i < box.end; ++i) {
-            const SEntry& e = entries[size_t(order[size_t(i)])];
-            slot[e.q[axis]].Add(e);
-            lo = std::min(lo, int(e.q[axis]));
-            hi = std::max(hi, int(e.q[axis]));
-        }
-        if (hi <= lo) continue;
-        SMoments total;
-        for (int s = lo; s <= hi; ++s) {
-            total.w += slot[s].w;
-            for (int k = 0; k < 3; ++k) total.s[k] += slot[s].s[k];
-            total.q += slot[s].q;
-        }
         SMoments below;
-        for (int cut = lo; cut < hi; ++cut) {
-            below.w += slot[cut].w;
-            for (int k = 0; k < 3; ++k) below.s[k] += slot[cut].s[k];
-            below.q += slot[cut].q;
-            if (slot[cut].w == 0) continue;
-            SMoments above;
-            above.w = total.w - below.w;
-            for (int k = 0; k < 3; ++k) above.s[k] = total.s[k] - below.s[k];
-            above.q = total.q - below.q;
-            const double sse = below.Sse() + above.Sse();
+        for (int cut = lo[axis]; cut < hi[axis]; ++cut) {
+            if (slot[axis][cut].w == 0) continue;
+            below.Add(slot[axis][cut]);
+            const double sse = below.Sse() + box.m.Minus(below).Sse();
             if (sse < bestSse) {
                 bestSse = sse;
                 bestAxis = axis;
                 bestCut = cut;
+                bestBelow = below;
             }
         }
     }
@@ -102,8 +105,9 @@ bool SplitBox(const std::vector<SEntry>& entries, std::vector<int>& order, const
     const auto mid = std::partition(order.begin() + box.begin, order.begin() + box.end,
                                     [&](int i) { return entries[size_t(i)].q[bestAxis] <= bestCut; });
     const int m = int(mid - order.begin());
-    left = {box.begin, m, BoxSse(entries, order, box.begin, m)};
-    right = {m, box.end, BoxSse(entries, order, m, box.end)};
+    const SMoments above = box.m.Minus(bestBelow);
+    left = {box.begin, m, bestBelow, bestBelow.Sse()};
+    right = {m, box.end, above, above.Sse()};
     return true;
 }
 
@@ -112,41 +116,74 @@ inline float Dist2(const float* a, const float* b) {
     return d0 * d0 + d1 * d1 + d2 * d2;
 }
 
-// Weighted Lloyd iterations. Each entry starts from its previous centre and
-// only tries centres that the triangle inequality cannot rule out, walking
-// that centre's neighbours nearest first.
+// Weighted Lloyd iterations. Each entry starts from its previous centre a.
+// When it lies within half the distance from a to a's nearest other centre,
+// no centre can be nearer; otherwise only centres c with |a c| < |x a| + best
+// can win (triangle inequality), tried in order of |a c| from a short sorted
+// list of a's neighbours, and among all centres when that list runs out.
 void RefineKMeans(const std::vector<SEntry>& entries, std::vector<int>& assign, std::vector<float>& centres, int k,
                   int passes) {
+    constexpr int kNear = 24;
+    const int m = std::min(kNear, k);
     std::vector<float> cc(size_t(k) * size_t(k));
-    std::vector<int> near(size_t(k) * size_t(k));
+    std::vector<int> near(static_cast<size_t>(k * m)), all(static_cast<size_t>(k));
+    std::vector<float> half(static_cast<size_t>(k));
     std::vector<double> sums(size_t(k) * 4);
     for (int pass = 0; pass < passes; ++pass) {
+        // Squared centre distances: the tests below compare squares, so the
+        // table needs no roots.
+        for (int a = 0; a < k; ++a)
+            for (int b = a; b < k; ++b)
+                cc[size_t(a * k + b)] = cc[size_t(b * k + a)] = Dist2(&centres[size_t(3 * a)], &centres[size_t(3 * b)]);
         for (int a = 0; a < k; ++a) {
-            for (int b = 0; b < k; ++b)
-                cc[size_t(a * k + b)] = std::sqrt(Dist2(&centres[size_t(3 * a)], &centres[size_t(3 * b)]));
-            int* nb = &near[size_t(a * k)];
-            std::iota(nb, nb + k, 0);
             const float* row = &cc[size_t(a * k)];
-            std::sort(nb, nb + k, [&](int x, int y) { return row[x] < row[y]; });
+            std::iota(all.begin(), all.end(), 0);
+            const auto closer = [&](int x, int y) { return row[x] < row[y] || (row[x] == row[y] && x < y); };
+            std::nth_element(all.begin(), all.begin() + (m - 1), all.end(), closer);
+            std::sort(all.begin(), all.begin() + m, closer);
+            std::copy(all.begin(), all.begin() + m, near.begin() + ptrdiff_t(a) * m);
+            half[size_t(a)] = k > 1 ? 0.25f * row[all[1] == a ? all[0] : all[1]] : 1e30f;
         }
         std::fill(sums.begin(), sums.end(), 0.0);
         size_t moved = 0;
         for (size_t i = 0; i < entries.size(); ++i) {
             const SEntry& e = entries[i];
             const int a = assign[i];
-            const float da = std::sqrt(Dist2(e.c, &centres[size_t(3 * a)]));
-            float best = da;
+            const float da2 = Dist2(e.c, &centres[size_t(3 * a)]);
             int bi = a;
-            const int* nb = &near[size_t(a * k)];
-            const float* row = &cc[size_t(a * k)];
-            for (int j = 1; j < k; ++j) {
-                const int c = nb[j];
-                if (row[c] >= da + best) break;
-                const float d = std::sqrt(Dist2(e.c, &centres[size_t(3 * c)]));
-                if (d < best) {
-                    best = d;
-                    bi = c;
+            // Squared forms of |x a| <= |a a'| / 2 and of |a c| >= |x a| + best.
+            if (da2 > half[size_t(a)]) {
+                const float da = std::sqrt(da2);
+                float best2 = da2, best = da, reach = 4 * da2;
+                const int* nb = &near[size_t(a) * size_t(m)];
+                const float* row = &cc[size_t(a * k)];
+                bool settled = false;
+                for (int j = 0; j < m; ++j) {
+                    const int c = nb[j];
+                    if (row[c] >= reach) {
+                        settled = true;
+                        break;
+                    }
+                    if (c == a) continue;
+                    const float d2 = Dist2(e.c, &centres[size_t(3 * c)]);
+                    if (d2 < best2) {
+                        best2 = d2;
+                        best = std::sqrt(d2);
+                        reach = (da + best) * (da + best);
+                        bi = c;
+                    }
                 }
+                if (!settled)
+                    for (int c = 0; c < k; ++c) {
+                        if (row[c] >= reach) continue;
+                        const float d2 = Dist2(e.c, &centres[size_t(3 * c)]);
+                        if (d2 < best2) {
+                            best2 = d2;
+                            best = std::sqrt(d2);
+                            reach = (da + best) * (da + best);
+                            bi = c;
+                        }
+                    }
             }
             if (bi != a) ++moved;
             assign[i] = bi;
@@ -161,7 +198,7 @@ void RefineKMeans(const std::vector<SEntry>& entries, std::vector<int>& assign, 
             if (s[3] > 0)
                 for (int ch = 0; ch < 3; ++ch) centres[size_t(3 * c + ch)] = float(s[ch] / s[3]);
         }
-        if (pass > 0 && moved * 1000 < entries.size()) break;
+        if (pass > 0 && moved * 200 < entries.size()) break;
     }
 }
 
@@ -235,10 +272,20 @@ CErrorAutoThrow MakePalFromDIB(const CRowIterator& image, RGBQUAD* palette, int 
         for (int i = 0; i < kBins; ++i) {
             const SBin& b = bins[size_t(i)];
             if (!b.n) continue;
-            const float inv = 1.0f / float(b.n);
-            entries.push_back(SEntry{{float(b.b) * inv, float(b.g) * inv, float(b.r) * inv},
-                                     float(b.n),
-                                     {uint8_t(i & 63), uint8_t((i >> 6) & 63), uint8_t(i >> 12)}});
+            const double inv = 1.0 / b.n;
+            SEntry e;
+            const double c[3] = {b.b * inv, b.g * inv, b.r * inv};
+            e.w = float(b.n);
+            e.wq = 0;
+            for (int k = 0; k < 3; ++k) {
+                e.c[k] = float(c[k]);
+                e.wc[k] = double(b.n) * c[k];
+                e.wq += double(b.n) * c[k] * c[k];
+            }
+            e.q[0] = uint8_t(i & 63);
+            e.q[1] = uint8_t((i >> 6) & 63);
+            e.q[2] = uint8_t(i >> 12);
+            entries.push_back(e);
         }
         bins = {};
         if (entries.empty()) {
@@ -248,7 +295,9 @@ CErrorAutoThrow MakePalFromDIB(const CRowIterator& image, RGBQUAD* palette, int 
 
         std::vector<int> order(entries.size());
         std::iota(order.begin(), order.end(), 0);
-        std::vector<SBox> boxes{{0, int(entries.size()), BoxSse(entries, order, 0, int(entries.size()))}};
+        SMoments all;
+        for (const SEntry& e : entries) all.Add(e);
+        std::vector<SBox> boxes{{0, int(entries.size()), all, all.Sse()}};
         while (int(boxes.size()) < maxColors) {
             size_t worst = 0;
             for (size_t i = 1; i < boxes.size(); ++i)
@@ -267,11 +316,8 @@ CErrorAutoThrow MakePalFromDIB(const CRowIterator& image, RGBQUAD* palette, int 
         std::vector<float> centres(size_t(3 * k));
         std::vector<int> assign(entries.size());
         for (int c = 0; c < k; ++c) {
-            SMoments m;
-            for (int i = boxes[size_t(c)].begin; i < boxes[size_t(c)].end; ++i) {
-                m.Add(entries[size_t(order[size_t(i)])]);
-                assign[size_t(order[size_t(i)])] = c;
-            }
+            const SMoments& m = boxes[size_t(c)].m;
+            for (int i = boxes[size_t(c)].begin; i < boxes[size_t(c)].end; ++i) assign[size_t(order[size_t(i)])] = c;
             for (int ch = 0; ch < 3; ++ch) centres[size_t(3 * c + ch)] = float(m.s[ch] / m.w);
         }
         RefineKMeans(entries, assign, centres, k, 12);

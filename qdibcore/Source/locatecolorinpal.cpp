@@ -38,6 +38,8 @@ struct tagColorLookupCache {
     // any colour of the bucket, and the bounds themselves.
     uint16_t candidates[kBuckets][kMaxCached];
     uint32_t bounds[kBuckets][kMaxCached];
+    // The candidates' colours in list order, so a search reads them in runs.
+    uint8_t red[kBuckets][kMaxCached], green[kBuckets][kMaxCached], blue[kBuckets][kMaxCached];
     uint16_t candidateCount[kBuckets];
     bool dirty[kBuckets];
     // The palette the cache answers for, and a copy of its colours to notice
@@ -92,8 +94,13 @@ struct tagColorLookupCache {
             if ((keysLB[i] >> 16) <= minUpper) keysLB[n++] = keysLB[i];
         std::sort(keysLB, keysLB + n);
         for (int k = 0; k < n; ++k) {
-            candidates[bucket][k] = static_cast<uint16_t>(keysLB[k] & 0xFFFF);
+            const int i = static_cast<int>(keysLB[k] & 0xFFFF);
+            const uint8_t* e = palette + ptrdiff_t(i) * stride;
+            candidates[bucket][k] = static_cast<uint16_t>(i);
             bounds[bucket][k] = static_cast<uint32_t>(keysLB[k] >> 16);
+            blue[bucket][k] = e[0];
+            green[bucket][k] = e[1];
+            red[bucket][k] = e[2];
         }
         candidateCount[bucket] = static_cast<uint16_t>(n);
         dirty[bucket] = false;
@@ -179,19 +186,30 @@ uint16_t LocateNearestColor(uint32_t red, uint32_t green, uint32_t blue, const u
     if (palette && count >= 1) {
         const int bucket = int((red >> 6) << 4 | (green >> 6) << 2 | (blue >> 6));
         if (cache->dirty[bucket]) cache->Rebuild(bucket);
+        // The walk in order of the bound, in runs of 16 candidates: a run
+        // starts only while its first bound does not exceed the best distance,
+        // and within a run the minimum of (distance << 8 | index) is taken
+        // without branches. Candidates of a run beyond the stopping point are
+        // at least as far as their bound, so they cannot change the answer:
+        // the least distance, and of equal ones the lowest index.
         const uint16_t* cand = cache->candidates[bucket];
         const uint32_t* bound = cache->bounds[bucket];
+        const uint8_t* cr = cache->red[bucket];
+        const uint8_t* cg = cache->green[bucket];
+        const uint8_t* cb = cache->blue[bucket];
         const int n = cache->candidateCount[bucket];
-        uint32_t best = UINT32_MAX;
-        for (int k = 0; k < n && bound[k] <= best; ++k) {
-            const int i = cand[k];
-            const uint32_t d = Distance(red, green, blue, palette + ptrdiff_t(i) * stride);
-            if (d < best || (d == best && i < found)) {
-                best = d;
-                found = static_cast<uint16_t>(i);
-                if (d == 0) break;
+        const int r = int(red), g = int(green), b = int(blue);
+        uint32_t bestKey = UINT32_MAX;
+        for (int k = 0; k < n && bound[k] <= (bestKey >> 8); k += 16) {
+            const int end = std::min(n, k + 16);
+            uint32_t runMin = UINT32_MAX;
+            for (int j = k; j < end; ++j) {
+                const int dr = r - cr[j], dg = g - cg[j], db = b - cb[j];
+                runMin = std::min(runMin, uint32_t(dr * dr + dg * dg + db * db) << 8 | uint32_t(cand[j]));
             }
+            bestKey = std::min(bestKey, runMin);
         }
+        found = static_cast<uint16_t>(bestKey & 0xFF);
     }
     cache->keys[slot] = key;
     cache->index[slot] = found;
