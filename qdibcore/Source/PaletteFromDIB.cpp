@@ -10,7 +10,6 @@
 #include <cmath>
 #include <cstring>
 #include <numeric>
-#include <unordered_set>
 #include <vector>
 
 #include "qdibcore/Source/PixelFormat.h"
@@ -24,6 +23,11 @@ constexpr int kBits = 6;
 constexpr int kSide = 1 << kBits;
 constexpr int kBins = kSide * kSide * kSide;
 constexpr int kAlphaCutoff = 8;  // coverage below which a pixel takes no share
+// Exact-colour table: up to 24576 colours in 65536 slots (linear probing stays short).
+constexpr int kExactBits = 16;
+constexpr int kExactSlots = 1 << kExactBits;
+constexpr int kExactCap = 24576;
+constexpr uint32_t kEmptyKey = 0xFFFFFFFFu;
 
 struct SBin {
     uint32_t n, b, g, r;
@@ -74,8 +78,9 @@ struct SBox {
 // both halves of every cut. False when the box cannot be split.
 bool SplitBox(const std::vector<SEntry>& entries, std::vector<int>& order, const SBox& box, SBox& left,
               SBox& right) {
-    SMoments slot[3][kSide];
-    int lo[3] = {kSide, kSide, kSide}, hi[3] = {-1, -1, -1};
+    // Cuts fall between whole levels of the entries' rounded means.
+    static thread_local SMoments slot[3][256];
+    int lo[3] = {256, 256, 256}, hi[3] = {-1, -1, -1};
     for (int i = box.begin; i < box.end; ++i) {
         const SEntry& e = entries[size_t(order[size_t(i)])];
         for (int axis = 0; axis < 3; ++axis) {
@@ -101,6 +106,8 @@ bool SplitBox(const std::vector<SEntry>& entries, std::vector<int>& order, const
             }
         }
     }
+    for (int axis = 0; axis < 3; ++axis)
+        if (hi[axis] >= 0) std::fill(&slot[axis][lo[axis]], &slot[axis][hi[axis]] + 1, SMoments());
     if (bestAxis < 0) return false;
     const auto mid = std::partition(order.begin() + box.begin, order.begin() + box.end,
                                     [&](int i) { return entries[size_t(i)].q[bestAxis] <= bestCut; });
@@ -231,61 +238,96 @@ CErrorAutoThrow MakePalFromDIB(const CRowIterator& image, RGBQUAD* palette, int 
         const int step = std::max(1, rowStep);
         if (status) status->SetProgressRange(uint64_t(h) + 1);
 
-        std::vector<SBin> bins(kBins, SBin{0, 0, 0, 0});
-        // Exact colours while there are few enough of them to be the palette.
-        std::unordered_set<uint32_t> exact;
-        bool fewColours = true;
+        // Exact colours first, in a small hash table; an image of more
+        // distinct colours than it holds moves to the binned histogram.
+        std::vector<uint32_t> keys(kExactSlots, kEmptyKey), counts(kExactSlots, 0);
+        int distinct = 0;
+        bool exactMode = true;
+        std::vector<SBin> bins;
+        const auto addBinned = [&](uint32_t c, uint32_t n) {
+            const uint32_t r = c >> 16, g = (c >> 8) & 255, b = c & 255;
+            SBin& bin = bins[(r >> 2) << 12 | (g >> 2) << 6 | (b >> 2)];
+            bin.n += n;
+            bin.b += b * n;
+            bin.g += g * n;
+            bin.r += r * n;
+        };
+        const auto toBins = [&] {
+            exactMode = false;
+            bins.assign(kBins, SBin{0, 0, 0, 0});
+            for (int i = 0; i < kExactSlots; ++i)
+                if (keys[size_t(i)] != kEmptyKey) addBinned(keys[size_t(i)], counts[size_t(i)]);
+            keys = {};
+            counts = {};
+        };
         for (int y = 0; y < h; y += step) {
             const uint8_t* row = nullptr;
             QGDI_TRY(view.GetRow(row, y));
-            for (int x = 0; x < w; ++x) {
+            int x = 0;
+            for (; exactMode && x < w; ++x) {
                 const uint8_t* p = row + x * bpp;
                 if (alpha && p[3] < kAlphaCutoff) continue;
-                const uint32_t idx = uint32_t(p[2] >> 2) << 12 | uint32_t(p[1] >> 2) << 6 | uint32_t(p[0] >> 2);
-                SBin& bin = bins[idx];
+                const uint32_t c = uint32_t(p[2]) << 16 | uint32_t(p[1]) << 8 | p[0];
+                uint32_t slot = (c * 2654435761u) >> (32 - kExactBits);
+                while (keys[slot] != c && keys[slot] != kEmptyKey) slot = (slot + 1) & (kExactSlots - 1);
+                if (keys[slot] == kEmptyKey) {
+                    if (distinct == kExactCap) {
+                        toBins();
+                        break;  // this pixel is counted again below, binned
+                    }
+                    keys[slot] = c;
+                    ++distinct;
+                }
+                ++counts[slot];
+            }
+            for (; x < w; ++x) {
+                const uint8_t* p = row + x * bpp;
+                if (alpha && p[3] < kAlphaCutoff) continue;
+                SBin& bin = bins[uint32_t(p[2] >> 2) << 12 | uint32_t(p[1] >> 2) << 6 | uint32_t(p[0] >> 2)];
                 ++bin.n;
                 bin.b += p[0];
                 bin.g += p[1];
                 bin.r += p[2];
             }
-            if (fewColours) {
-                for (int x = 0; x < w && fewColours; ++x) {
-                    const uint8_t* p = row + x * bpp;
-                    if (alpha && p[3] < kAlphaCutoff) continue;
-                    exact.insert(uint32_t(p[2]) << 16 | uint32_t(p[1]) << 8 | p[0]);
-                    fewColours = int(exact.size()) <= maxColors;
-                }
-            }
             view.ReleaseRow(y).Ignore();
             if (status && status->SetProgress(uint64_t(y))) return QERR(keQuorErrCancelled);
         }
-        if (fewColours && step == 1) {
-            std::vector<uint32_t> colours(exact.begin(), exact.end());
+        if (exactMode && distinct <= maxColors) {
+            std::vector<uint32_t> colours;
+            for (uint32_t k : keys)
+                if (k != kEmptyKey) colours.push_back(k);
             std::sort(colours.begin(), colours.end());
-            for (uint32_t c : colours)
-                palette[count++] = RGBQUAD{BYTE(c), BYTE(c >> 8), BYTE(c >> 16), 0};
+            for (uint32_t c : colours) palette[count++] = RGBQUAD{BYTE(c), BYTE(c >> 8), BYTE(c >> 16), 0};
             if (count == 0) palette[count++] = RGBQUAD{0, 0, 0, 0};
             return CErrorAutoThrow();
         }
 
         std::vector<SEntry> entries;
-        for (int i = 0; i < kBins; ++i) {
-            const SBin& b = bins[size_t(i)];
-            if (!b.n) continue;
-            const double inv = 1.0 / b.n;
+        const auto addEntry = [&](double n, double b, double g, double r) {
             SEntry e;
-            const double c[3] = {b.b * inv, b.g * inv, b.r * inv};
-            e.w = float(b.n);
+            const double c[3] = {b / n, g / n, r / n};
+            e.w = float(n);
             e.wq = 0;
             for (int k = 0; k < 3; ++k) {
                 e.c[k] = float(c[k]);
-                e.wc[k] = double(b.n) * c[k];
-                e.wq += double(b.n) * c[k] * c[k];
+                e.wc[k] = n * c[k];
+                e.wq += n * c[k] * c[k];
+                e.q[k] = uint8_t(std::min(255, int(c[k] + 0.5)));
             }
-            e.q[0] = uint8_t(i & 63);
-            e.q[1] = uint8_t((i >> 6) & 63);
-            e.q[2] = uint8_t(i >> 12);
             entries.push_back(e);
+        };
+        if (exactMode) {
+            for (int i = 0; i < kExactSlots; ++i) {
+                const uint32_t c = keys[size_t(i)];
+                if (c == kEmptyKey) continue;
+                const double n = counts[size_t(i)];
+                addEntry(n, n * (c & 255), n * ((c >> 8) & 255), n * (c >> 16));
+            }
+        } else {
+            for (int i = 0; i < kBins; ++i) {
+                const SBin& b = bins[size_t(i)];
+                if (b.n) addEntry(b.n, b.b, b.g, b.r);
+            }
         }
         bins = {};
         if (entries.empty()) {
@@ -320,7 +362,7 @@ CErrorAutoThrow MakePalFromDIB(const CRowIterator& image, RGBQUAD* palette, int 
             for (int i = boxes[size_t(c)].begin; i < boxes[size_t(c)].end; ++i) assign[size_t(order[size_t(i)])] = c;
             for (int ch = 0; ch < 3; ++ch) centres[size_t(3 * c + ch)] = float(m.s[ch] / m.w);
         }
-        RefineKMeans(entries, assign, centres, k, 12);
+        RefineKMeans(entries, assign, centres, k, 8);
 
         for (int c = 0; c < k; ++c) {
             const auto level = [&](int ch) { return BYTE(std::clamp(int(std::lround(centres[size_t(3 * c + ch)])), 0, 255)); };
