@@ -24,9 +24,10 @@ constexpr int kSide = 1 << kBits;
 constexpr int kBins = kSide * kSide * kSide;
 constexpr int kAlphaCutoff = 8;  // coverage below which a pixel takes no share
 // Exact-colour table: up to 24576 colours in 65536 slots (linear probing stays short).
-constexpr int kExactBits = 16;
+constexpr int kExactBits = 18;
 constexpr int kExactSlots = 1 << kExactBits;
-constexpr int kExactCap = 24576;
+constexpr int kExactCap = 98304;
+constexpr int kDirectEntries = 16384;
 constexpr uint32_t kEmptyKey = 0xFFFFFFFFu;
 
 struct SBin {
@@ -302,8 +303,12 @@ CErrorAutoThrow MakePalFromDIB(const CRowIterator& image, RGBQUAD* palette, int 
             return CErrorAutoThrow();
         }
 
-        std::vector<SEntry> entries;
-        const auto addEntry = [&](double n, double b, double g, double r) {
+        // Up to kDirectEntries exact colours are split and refined as they
+        // are. Beyond that the boxes and the first passes work on the 2^18
+        // bins, and the last passes refine over the exact colours again.
+        std::vector<SEntry> entries, fine;
+        std::vector<int32_t> binEntry;
+        const auto makeEntry = [](double n, double b, double g, double r) {
             SEntry e;
             const double c[3] = {b / n, g / n, r / n};
             e.w = float(n);
@@ -314,19 +319,27 @@ CErrorAutoThrow MakePalFromDIB(const CRowIterator& image, RGBQUAD* palette, int 
                 e.wq += n * c[k] * c[k];
                 e.q[k] = uint8_t(std::min(255, int(c[k] + 0.5)));
             }
-            entries.push_back(e);
+            return e;
         };
+        const bool direct = exactMode && distinct <= kDirectEntries;
         if (exactMode) {
+            std::vector<SEntry>& target = direct ? entries : fine;
+            target.reserve(size_t(distinct));
             for (int i = 0; i < kExactSlots; ++i) {
                 const uint32_t c = keys[size_t(i)];
                 if (c == kEmptyKey) continue;
                 const double n = counts[size_t(i)];
-                addEntry(n, n * (c & 255), n * ((c >> 8) & 255), n * (c >> 16));
+                target.push_back(makeEntry(n, n * (c & 255), n * ((c >> 8) & 255), n * (c >> 16)));
             }
-        } else {
+            if (!direct) toBins();
+        }
+        if (!direct) {
+            binEntry.assign(kBins, -1);
             for (int i = 0; i < kBins; ++i) {
                 const SBin& b = bins[size_t(i)];
-                if (b.n) addEntry(b.n, b.b, b.g, b.r);
+                if (!b.n) continue;
+                binEntry[size_t(i)] = int32_t(entries.size());
+                entries.push_back(makeEntry(b.n, b.b, b.g, b.r));
             }
         }
         bins = {};
@@ -362,7 +375,16 @@ CErrorAutoThrow MakePalFromDIB(const CRowIterator& image, RGBQUAD* palette, int 
             for (int i = boxes[size_t(c)].begin; i < boxes[size_t(c)].end; ++i) assign[size_t(order[size_t(i)])] = c;
             for (int ch = 0; ch < 3; ++ch) centres[size_t(3 * c + ch)] = float(m.s[ch] / m.w);
         }
-        RefineKMeans(entries, assign, centres, k, 8);
+        RefineKMeans(entries, assign, centres, k, fine.empty() ? 8 : 6);
+        if (!fine.empty()) {
+            // Each exact colour starts from the centre of its bin.
+            std::vector<int> fineAssign(fine.size());
+            for (size_t i = 0; i < fine.size(); ++i) {
+                const int r = int(fine[i].c[2] + 0.5f), g = int(fine[i].c[1] + 0.5f), b = int(fine[i].c[0] + 0.5f);
+                fineAssign[i] = assign[size_t(binEntry[size_t((r >> 2) << 12 | (g >> 2) << 6 | (b >> 2))])];
+            }
+            RefineKMeans(fine, fineAssign, centres, k, 3);
+        }
 
         for (int c = 0; c < k; ++c) {
             const auto level = [&](int ch) { return BYTE(std::clamp(int(std::lround(centres[size_t(3 * c + ch)])), 0, 255)); };
