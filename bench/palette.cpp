@@ -7,8 +7,11 @@
 // table at the end gives the means per colour count side by side. Also: the
 // nearest-colour search with and without its cache over 16 M random colours
 // and over the pixels of the photographs, and Dither2 Floyd-Steinberg.
-// Everything runs on one thread (the peer too: run with OMP_NUM_THREADS=1).
+// Everything runs on one thread (the peer too: run with OMP_NUM_THREADS=1),
+// and times are CPU seconds of that thread, so that a busy machine distorts
+// the comparison less than wall-clock time would.
 #include <benchmark/benchmark.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <cmath>
@@ -30,6 +33,12 @@
 namespace {
 
 using namespace qgdi::bench;
+
+double ThreadSeconds() {
+    timespec t{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+    return double(t.tv_sec) + double(t.tv_nsec) * 1e-9;
+}
 
 struct SPhoto {
     std::string name;
@@ -163,7 +172,7 @@ void Ours(benchmark::State& state, const SPhoto* p, int colours, bool dither) {
     double seconds = 0;
     int64_t iterations = 0;
     for (auto _ : state) {
-        const double t0 = Now();
+        const double t0 = ThreadSeconds();
         RGBQUAD pal[256];
         int count = 0;
         CRowIterator out;
@@ -172,7 +181,7 @@ void Ours(benchmark::State& state, const SPhoto* p, int colours, bool dither) {
             state.SkipWithError("reduction failed");
             return;
         }
-        const double t = Now() - t0;
+        const double t = ThreadSeconds() - t0;
         state.SetIterationTime(t);
         seconds += t;
         ++iterations;
@@ -199,7 +208,7 @@ void Peer(benchmark::State& state, const SPhoto* p, int colours, bool dither) {
     double seconds = 0;
     int64_t iterations = 0;
     for (auto _ : state) {
-        const double t0 = Now();
+        const double t0 = ThreadSeconds();
         liq_attr* attr = liq_attr_create();
         liq_set_max_colors(attr, colours);
         liq_image* image = liq_image_create_rgba(attr, p->rgba.data(), p->w, p->h, 0);
@@ -211,7 +220,7 @@ void Peer(benchmark::State& state, const SPhoto* p, int colours, bool dither) {
         liq_set_dithering_level(result, dither ? 1.0f : 0.0f);
         liq_write_remapped_image(result, image, indices.data(), indices.size());
         const liq_palette* pal = liq_get_palette(result);
-        const double t = Now() - t0;
+        const double t = ThreadSeconds() - t0;
         state.SetIterationTime(t);
         seconds += t;
         ++iterations;
@@ -249,11 +258,11 @@ void Nearest(benchmark::State& state, const std::vector<uint32_t>& (*source)(), 
     int64_t iterations = 0;
     for (auto _ : state) {
         tagColorLookupCache* cache = cached ? CreateColorLookupCache(count) : nullptr;
-        const double t0 = Now();
+        const double t0 = ThreadSeconds();
         uint32_t sum = 0;
         for (uint32_t c : *colours) sum += LocateNearestColor(c >> 16, (c >> 8) & 255, c & 255, bytes, count, 4, cache);
         benchmark::DoNotOptimize(sum);
-        const double t = Now() - t0;
+        const double t = ThreadSeconds() - t0;
         FreeColorLookupCache(cache);
         state.SetIterationTime(t);
         seconds += t;
@@ -297,9 +306,9 @@ void BM_Dither2(benchmark::State& state) {
     int64_t iterations = 0;
     CRowIterator out;
     for (auto _ : state) {
-        const double t0 = Now();
+        const double t0 = ThreadSeconds();
         if (Dither2(nullptr, grey, out, keDither2FloydSteinberg, 0, 0).IsError()) state.SkipWithError("failed");
-        const double t = Now() - t0;
+        const double t = ThreadSeconds() - t0;
         state.SetIterationTime(t);
         seconds += t;
         ++iterations;

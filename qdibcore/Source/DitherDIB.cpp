@@ -57,6 +57,37 @@ struct SQuick8Mapper {
     const RGBQUAD& Entry(int i) const noexcept { return palette[i]; }
 };
 
+// Mean distance from an entry to its nearest other colour of the palette:
+// the size of the steps a dither mixes between.
+double PaletteSpacing(const RGBQUAD* palette, int count) {
+    double total = 0;
+    int n = 0;
+    for (int i = 0; i < count; ++i) {
+        int best = INT32_MAX;
+        for (int j = 0; j < count; ++j) {
+            const int dr = palette[i].rgbRed - palette[j].rgbRed, dg = palette[i].rgbGreen - palette[j].rgbGreen,
+                      db = palette[i].rgbBlue - palette[j].rgbBlue;
+            const int d = dr * dr + dg * dg + db * db;
+            if (d > 0) best = std::min(best, d);
+        }
+        if (best != INT32_MAX) {
+            total += std::sqrt(double(best));
+            ++n;
+        }
+    }
+    return n ? total / n : 0;
+}
+
+// Share of the error passed on, of 256. A sparse palette (two colours, a
+// fixed cube) needs all of it to render tones at all and to keep the mean of
+// an area. A dense adaptive palette needs little: its nearest colour is
+// already close, and full diffusion only adds noise, so between steps of 64
+// and 16 levels the share falls from all to half.
+int DiffusionStrength(const RGBQUAD* palette, int count) {
+    const double spacing = PaletteSpacing(palette, count);
+    return std::clamp(int(128 + (spacing - 16) * 128 / 48), 128, 256);
+}
+
 CErrorAutoThrow PrepareDestination(const CRowIterator& src, CRowIterator& dst, const RGBQUAD* palette, int count,
                                    bool alpha) {
     const EQPixelFormat want = alpha ? keFormatIndex8A : keFormatIndex8;
@@ -81,6 +112,7 @@ CErrorAutoThrow PrepareSource(const CRowIterator& src, CRowIterator& view, bool&
 template <class Mapper>
 CErrorAutoThrow Diffuse(CStatusControl* status, const CRowIterator& src, CRowIterator& dst, const Mapper& mapper,
                         int count, const SKernel& kernel) {
+    const int strength = DiffusionStrength(mapper.palette, count);
     if (!src.IsAttached()) return QERR(keQuorErrIteratorState);
     return qgdi::result::FromExceptions([&]() -> CErrorAutoThrow {
         CRowIterator view;
@@ -120,7 +152,8 @@ CErrorAutoThrow Diffuse(CStatusControl* status, const CRowIterator& src, CRowIte
                     const int r = level(p[2], e[2]), g = level(p[1], e[1]), b = level(p[0], e[0]);
                     idx = mapper.Map(r, g, b);
                     const RGBQUAD& c = mapper.Entry(idx);
-                    const int er = r - c.rgbRed, eg = g - c.rgbGreen, eb = b - c.rgbBlue;
+                    const int er = (r - c.rgbRed) * strength / 256, eg = (g - c.rgbGreen) * strength / 256,
+                              eb = (b - c.rgbBlue) * strength / 256;
                     for (int t = 0; t < kernel.taps; ++t) {
                         const STap& tap = kernel.tap[t];
                         int32_t* d = rows[tap.dy] + 3 * (x + dir * tap.dx + kPad);
@@ -295,20 +328,9 @@ CErrorAutoThrow Odither(CStatusControl* status, const CRowIterator& src, CRowIte
     if (!src.IsAttached()) return QERR(keQuorErrIteratorState);
     int side = 8;
     const uint16_t* ranks = OrderedDitherMatrix(matrix, side);
-    // The offset spans the mean distance from an entry to its nearest other
-    // entry: enough to mix neighbouring colours, no more.
-    double spacing = 0;
-    for (int i = 0; i < count; ++i) {
-        int best = INT32_MAX;
-        for (int j = 0; j < count; ++j) {
-            if (j == i) continue;
-            const int dr = palette[i].rgbRed - palette[j].rgbRed, dg = palette[i].rgbGreen - palette[j].rgbGreen,
-                      db = palette[i].rgbBlue - palette[j].rgbBlue;
-            best = std::min(best, dr * dr + dg * dg + db * db);
-        }
-        spacing += count > 1 ? std::sqrt(double(best)) : 0;
-    }
-    spacing /= count;
+    // The offset spans the typical step between neighbouring colours: enough
+    // to mix them, no more.
+    const double spacing = PaletteSpacing(palette, count);
     const int cells = side * side;
     std::vector<int> offset(static_cast<size_t>(cells), 0);
     for (int i = 0; i < cells; ++i) offset[size_t(i)] = int(std::lround(((ranks[i] + 0.5) / cells - 0.5) * spacing));

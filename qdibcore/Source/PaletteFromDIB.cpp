@@ -1,9 +1,10 @@
-// Colour reduction. Pixels go into a histogram of 2^18 bins (6 bits per
-// channel) that keeps, per bin, the count and the sums of the exact colours,
-// so no precision is lost in the means. Boxes of bins are split greedily
+// Colour reduction. The histogram holds the exact colours (up to 98304 of
+// them, which covers most photographs) or, beyond that, 2^18 bins of 6 bits
+// per channel that keep the count and the sums of the colours they take, so
+// no precision is lost in the means. Boxes of entries are split greedily
 // where the squared error drops most (the box with the largest error first,
 // along the axis and at the cut that leave the least), and the box means seed
-// a weighted k-means over the bins that converges in a few passes.
+// a weighted k-means over the entries.
 #include "qdibcore/Source/PaletteFromDIB.h"
 
 #include <algorithm>
@@ -23,11 +24,12 @@ constexpr int kBits = 6;
 constexpr int kSide = 1 << kBits;
 constexpr int kBins = kSide * kSide * kSide;
 constexpr int kAlphaCutoff = 8;  // coverage below which a pixel takes no share
-// Exact-colour table: up to 24576 colours in 65536 slots (linear probing stays short).
+// Exact-colour table: up to 98304 colours in 262144 slots (linear probing stays short).
 constexpr int kExactBits = 18;
 constexpr int kExactSlots = 1 << kExactBits;
 constexpr int kExactCap = 98304;
-constexpr int kDirectEntries = 16384;
+constexpr int kPasses = 16;         // k-means passes at most (most images stop earlier)
+constexpr double kSplitPower = 0.8;
 constexpr uint32_t kEmptyKey = 0xFFFFFFFFu;
 
 struct SBin {
@@ -124,22 +126,37 @@ inline float Dist2(const float* a, const float* b) {
     return d0 * d0 + d1 * d1 + d2 * d2;
 }
 
-// Weighted Lloyd iterations. Each entry starts from its previous centre a.
-// When it lies within half the distance from a to a's nearest other centre,
-// no centre can be nearer; otherwise only centres c with |a c| < |x a| + best
-// can win (triangle inequality), tried in order of |a c| from a short sorted
-// list of a's neighbours, and among all centres when that list runs out.
+// Weighted Lloyd iterations with Hamerly's bounds. Every entry keeps an
+// upper bound u on its distance to its centre a and a lower bound l on its
+// distance to any other centre; moving centres loosen both by how far they
+// moved. An entry needs no search while u <= max(l, s(a)), s(a) being half the
+// distance from a to its nearest other centre: in later passes most entries
+// cost a few additions. A search walks a's neighbours nearest first and stops
+// once |a c| >= |x a| + best (triangle inequality). Centre sums are moved
+// with the entries that change centre, so a pass costs what moves, not all.
 void RefineKMeans(const std::vector<SEntry>& entries, std::vector<int>& assign, std::vector<float>& centres, int k,
                   int passes) {
-    constexpr int kNear = 24;
-    const int m = std::min(kNear, k);
-    std::vector<float> cc(size_t(k) * size_t(k));
+    constexpr int kRun = 16;  // neighbours compared at once
+    const int m = std::min(64, k);
+    const size_t n = entries.size();
+    std::vector<float> cc(static_cast<size_t>(k * k));  // squared centre distances
     std::vector<int> near(static_cast<size_t>(k * m)), all(static_cast<size_t>(k));
-    std::vector<float> half(static_cast<size_t>(k));
-    std::vector<double> sums(size_t(k) * 4);
+    // Coordinates of each centre's neighbours in list order, channel by channel.
+    std::vector<float> nbc(static_cast<size_t>(k * m) * 3);
+    std::vector<float> half(static_cast<size_t>(k)), moved(static_cast<size_t>(k));
+    std::vector<float> upper(n), lower(n);
+    std::vector<uint8_t> listed(static_cast<size_t>(k * k), 0);  // listed[a·k + c]: c is in a's list
+    std::vector<double> sums(static_cast<size_t>(k) * 4, 0.0);
+    const auto addTo = [&](int c, const SEntry& e, double sign) {
+        double* s = &sums[size_t(4 * c)];
+        s[0] += sign * e.wc[0];
+        s[1] += sign * e.wc[1];
+        s[2] += sign * e.wc[2];
+        s[3] += sign * e.w;
+    };
+    for (size_t i = 0; i < n; ++i) addTo(assign[i], entries[i], 1.0);
+
     for (int pass = 0; pass < passes; ++pass) {
-        // Squared centre distances: the tests below compare squares, so the
-        // table needs no roots.
         for (int a = 0; a < k; ++a)
             for (int b = a; b < k; ++b)
                 cc[size_t(a * k + b)] = cc[size_t(b * k + a)] = Dist2(&centres[size_t(3 * a)], &centres[size_t(3 * b)]);
@@ -149,64 +166,113 @@ void RefineKMeans(const std::vector<SEntry>& entries, std::vector<int>& assign, 
             const auto closer = [&](int x, int y) { return row[x] < row[y] || (row[x] == row[y] && x < y); };
             std::nth_element(all.begin(), all.begin() + (m - 1), all.end(), closer);
             std::sort(all.begin(), all.begin() + m, closer);
-            std::copy(all.begin(), all.begin() + m, near.begin() + ptrdiff_t(a) * m);
-            half[size_t(a)] = k > 1 ? 0.25f * row[all[1] == a ? all[0] : all[1]] : 1e30f;
+            int* nb = &near[size_t(a) * size_t(m)];
+            std::copy(all.begin(), all.begin() + m, nb);
+            uint8_t* mark = &listed[size_t(a * k)];
+            std::fill(mark, mark + k, 0);
+            for (int j = 0; j < m; ++j) mark[nb[j]] = 1;
+            float* coords = &nbc[size_t(a) * size_t(m) * 3];
+            for (int j = 0; j < m; ++j)
+                for (int ch = 0; ch < 3; ++ch) coords[ch * m + j] = centres[size_t(3 * nb[j] + ch)];
+            half[size_t(a)] = k > 1 ? 0.5f * std::sqrt(row[nb[0] == a ? nb[1] : nb[0]]) : 1e30f;
         }
-        std::fill(sums.begin(), sums.end(), 0.0);
-        size_t moved = 0;
-        for (size_t i = 0; i < entries.size(); ++i) {
+        size_t changed = 0;
+        for (size_t i = 0; i < n; ++i) {
             const SEntry& e = entries[i];
             const int a = assign[i];
             const float da2 = Dist2(e.c, &centres[size_t(3 * a)]);
+            const float da = std::sqrt(da2);
+            if (pass > 0) {
+                const float z = std::max(lower[i], half[size_t(a)]);
+                if (da <= z) {
+                    upper[i] = da;
+                    continue;
+                }
+            }
+            float best2 = da2, second2 = 1e30f, bound = 1e30f;
             int bi = a;
-            // Squared forms of |x a| <= |a a'| / 2 and of |a c| >= |x a| + best.
-            if (da2 > half[size_t(a)]) {
-                const float da = std::sqrt(da2);
-                float best2 = da2, best = da, reach = 4 * da2;
-                const int* nb = &near[size_t(a) * size_t(m)];
-                const float* row = &cc[size_t(a * k)];
-                bool settled = false;
-                for (int j = 0; j < m; ++j) {
+            const float* row = &cc[size_t(a * k)];
+            const int* nb = &near[size_t(a) * size_t(m)];
+            const float* coords = &nbc[size_t(a) * size_t(m) * 3];
+            bool settled = false;
+            for (int j0 = 0; j0 < m; j0 += kRun) {
+                const float best = std::sqrt(best2);
+                if (row[nb[j0]] >= (da + best) * (da + best)) {
+                    // Every centre from here on is at least |a c| - |x a| away.
+                    bound = std::sqrt(row[nb[j0]]) - da;
+                    settled = true;
+                    break;
+                }
+                const int end = std::min(m, j0 + kRun);
+                float d2[kRun];
+                for (int j = j0; j < end; ++j) {
+                    const float d0 = e.c[0] - coords[j], d1 = e.c[1] - coords[m + j], dd = e.c[2] - coords[2 * m + j];
+                    d2[j - j0] = d0 * d0 + d1 * d1 + dd * dd;
+                }
+                for (int j = j0; j < end; ++j) {
                     const int c = nb[j];
-                    if (row[c] >= reach) {
-                        settled = true;
-                        break;
-                    }
                     if (c == a) continue;
-                    const float d2 = Dist2(e.c, &centres[size_t(3 * c)]);
-                    if (d2 < best2) {
-                        best2 = d2;
-                        best = std::sqrt(d2);
-                        reach = (da + best) * (da + best);
+                    const float d = d2[j - j0];
+                    if (d < best2) {
+                        second2 = best2;
+                        best2 = d;
                         bi = c;
+                    } else if (d < second2) {
+                        second2 = d;
                     }
                 }
-                if (!settled)
-                    for (int c = 0; c < k; ++c) {
-                        if (row[c] >= reach) continue;
-                        const float d2 = Dist2(e.c, &centres[size_t(3 * c)]);
-                        if (d2 < best2) {
-                            best2 = d2;
-                            best = std::sqrt(d2);
-                            reach = (da + best) * (da + best);
-                            bi = c;
-                        }
-                    }
             }
-            if (bi != a) ++moved;
-            assign[i] = bi;
-            double* s = &sums[size_t(4 * bi)];
-            s[0] += double(e.w) * e.c[0];
-            s[1] += double(e.w) * e.c[1];
-            s[2] += double(e.w) * e.c[2];
-            s[3] += e.w;
+            if (!settled) {
+                // The list ran out: the others, pruned by the same bound.
+                const float best = std::sqrt(best2);
+                const float reach = (da + best) * (da + best);
+                for (int c = 0; c < k; ++c) {
+                    if (row[c] >= reach) {
+                        bound = std::min(bound, std::sqrt(row[c]) - da);
+                        continue;
+                    }
+                    if (listed[size_t(a * k + c)]) continue;
+                    const float d = Dist2(e.c, &centres[size_t(3 * c)]);
+                    if (d < best2) {
+                        second2 = best2;
+                        best2 = d;
+                        bi = c;
+                    } else if (d < second2) {
+                        second2 = d;
+                    }
+                }
+            }
+            upper[i] = std::sqrt(best2);
+            lower[i] = std::min(std::sqrt(second2), bound);
+            if (bi != a) {
+                ++changed;
+                addTo(a, e, -1.0);
+                addTo(bi, e, 1.0);
+                assign[i] = bi;
+            }
         }
+        float maxMove = 0, secondMove = 0;
+        int maxCentre = -1;
         for (int c = 0; c < k; ++c) {
             const double* s = &sums[size_t(4 * c)];
-            if (s[3] > 0)
-                for (int ch = 0; ch < 3; ++ch) centres[size_t(3 * c + ch)] = float(s[ch] / s[3]);
+            float d = 0;
+            if (s[3] > 1e-9) {
+                float next[3];
+                for (int ch = 0; ch < 3; ++ch) next[ch] = float(s[ch] / s[3]);
+                d = std::sqrt(Dist2(next, &centres[size_t(3 * c)]));
+                std::copy(next, next + 3, &centres[size_t(3 * c)]);
+            }
+            moved[size_t(c)] = d;
+            if (d > maxMove) {
+                secondMove = maxMove;
+                maxMove = d;
+                maxCentre = c;
+            } else if (d > secondMove) {
+                secondMove = d;
+            }
         }
-        if (pass > 0 && moved * 200 < entries.size()) break;
+        for (size_t i = 0; i < n; ++i) lower[i] -= assign[i] == maxCentre ? secondMove : maxMove;
+        if (pass > 0 && changed * 1000 < n) break;
     }
 }
 
@@ -303,11 +369,8 @@ CErrorAutoThrow MakePalFromDIB(const CRowIterator& image, RGBQUAD* palette, int 
             return CErrorAutoThrow();
         }
 
-        // Up to kDirectEntries exact colours are split and refined as they
-        // are. Beyond that the boxes and the first passes work on the 2^18
-        // bins, and the last passes refine over the exact colours again.
-        std::vector<SEntry> entries, fine;
-        std::vector<int32_t> binEntry;
+        // The entries: the exact colours when they fit the table, else the bins.
+        std::vector<SEntry> entries;
         const auto makeEntry = [](double n, double b, double g, double r) {
             SEntry e;
             const double c[3] = {b / n, g / n, r / n};
@@ -321,25 +384,18 @@ CErrorAutoThrow MakePalFromDIB(const CRowIterator& image, RGBQUAD* palette, int 
             }
             return e;
         };
-        const bool direct = exactMode && distinct <= kDirectEntries;
         if (exactMode) {
-            std::vector<SEntry>& target = direct ? entries : fine;
-            target.reserve(size_t(distinct));
+            entries.reserve(size_t(distinct));
             for (int i = 0; i < kExactSlots; ++i) {
                 const uint32_t c = keys[size_t(i)];
                 if (c == kEmptyKey) continue;
                 const double n = counts[size_t(i)];
-                target.push_back(makeEntry(n, n * (c & 255), n * ((c >> 8) & 255), n * (c >> 16)));
+                entries.push_back(makeEntry(n, n * (c & 255), n * ((c >> 8) & 255), n * (c >> 16)));
             }
-            if (!direct) toBins();
-        }
-        if (!direct) {
-            binEntry.assign(kBins, -1);
+        } else {
             for (int i = 0; i < kBins; ++i) {
                 const SBin& b = bins[size_t(i)];
-                if (!b.n) continue;
-                binEntry[size_t(i)] = int32_t(entries.size());
-                entries.push_back(makeEntry(b.n, b.b, b.g, b.r));
+                if (b.n) entries.push_back(makeEntry(b.n, b.b, b.g, b.r));
             }
         }
         bins = {};
@@ -350,8 +406,22 @@ CErrorAutoThrow MakePalFromDIB(const CRowIterator& image, RGBQUAD* palette, int 
 
         std::vector<int> order(entries.size());
         std::iota(order.begin(), order.end(), 0);
+        // Boxes are cut in a space where dark tones are spread (levels to the
+        // power 0.8): the eye, and Lab, tell dark colours apart better than
+        // their RGB distance says, so they get more of the entries. Centres
+        // stay RGB means of their boxes, and k-means refines in RGB, which
+        // is the distance the mapping uses.
+        std::vector<SEntry> splitEntries(entries);
+        for (SEntry& e : splitEntries) {
+            e.wq = 0;
+            for (int k = 0; k < 3; ++k) {
+                e.c[k] = float(255.0 * std::pow(e.c[k] / 255.0, kSplitPower));
+                e.wc[k] = double(e.w) * e.c[k];
+                e.wq += double(e.w) * e.c[k] * e.c[k];
+            }
+        }
         SMoments all;
-        for (const SEntry& e : entries) all.Add(e);
+        for (const SEntry& e : splitEntries) all.Add(e);
         std::vector<SBox> boxes{{0, int(entries.size()), all, all.Sse()}};
         while (int(boxes.size()) < maxColors) {
             size_t worst = 0;
@@ -359,7 +429,7 @@ CErrorAutoThrow MakePalFromDIB(const CRowIterator& image, RGBQUAD* palette, int 
                 if (boxes[i].sse > boxes[worst].sse) worst = i;
             if (boxes[worst].sse <= 0) break;
             SBox left, right;
-            if (!SplitBox(entries, order, boxes[worst], left, right)) {
+            if (!SplitBox(splitEntries, order, boxes[worst], left, right)) {
                 boxes[worst].sse = 0;
                 continue;
             }
@@ -371,20 +441,14 @@ CErrorAutoThrow MakePalFromDIB(const CRowIterator& image, RGBQUAD* palette, int 
         std::vector<float> centres(size_t(3 * k));
         std::vector<int> assign(entries.size());
         for (int c = 0; c < k; ++c) {
-            const SMoments& m = boxes[size_t(c)].m;
-            for (int i = boxes[size_t(c)].begin; i < boxes[size_t(c)].end; ++i) assign[size_t(order[size_t(i)])] = c;
+            SMoments m;
+            for (int i = boxes[size_t(c)].begin; i < boxes[size_t(c)].end; ++i) {
+                assign[size_t(order[size_t(i)])] = c;
+                m.Add(entries[size_t(order[size_t(i)])]);
+            }
             for (int ch = 0; ch < 3; ++ch) centres[size_t(3 * c + ch)] = float(m.s[ch] / m.w);
         }
-        RefineKMeans(entries, assign, centres, k, fine.empty() ? 8 : 6);
-        if (!fine.empty()) {
-            // Each exact colour starts from the centre of its bin.
-            std::vector<int> fineAssign(fine.size());
-            for (size_t i = 0; i < fine.size(); ++i) {
-                const int r = int(fine[i].c[2] + 0.5f), g = int(fine[i].c[1] + 0.5f), b = int(fine[i].c[0] + 0.5f);
-                fineAssign[i] = assign[size_t(binEntry[size_t((r >> 2) << 12 | (g >> 2) << 6 | (b >> 2))])];
-            }
-            RefineKMeans(fine, fineAssign, centres, k, 3);
-        }
+        RefineKMeans(entries, assign, centres, k, kPasses);
 
         for (int c = 0; c < k; ++c) {
             const auto level = [&](int ch) { return BYTE(std::clamp(int(std::lround(centres[size_t(3 * c + ch)])), 0, 255)); };
