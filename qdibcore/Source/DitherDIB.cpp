@@ -127,6 +127,8 @@ CErrorAutoThrow Diffuse(CStatusControl* status, const CRowIterator& src, CRowIte
         int32_t* rows[3] = {err.data(), err.data() + 3 * span, err.data() + 6 * span};
         if (status) status->SetProgressRange(uint64_t(h));
         const int half = kernel.divisor / 2;
+        uint32_t lastColour = UINT32_MAX;
+        int lastIndex = 0;
         for (int y = 0; y < h; ++y) {
             const uint8_t* in = nullptr;
             uint8_t* out = nullptr;
@@ -141,7 +143,13 @@ CErrorAutoThrow Diffuse(CStatusControl* status, const CRowIterator& src, CRowIte
                 const int x = reverse ? w - 1 - i : i;
                 const uint8_t* p = in + x * bpp;
                 int32_t* e = rows[0] + 3 * (x + kPad);
-                int idx = mapper.Map(p[2], p[1], p[0]);
+                // Neighbours often share a colour: the last source colour's entry is kept.
+                const uint32_t colour = uint32_t(p[2]) << 16 | uint32_t(p[1]) << 8 | p[0];
+                if (colour != lastColour) {
+                    lastColour = colour;
+                    lastIndex = mapper.Map(p[2], p[1], p[0]);
+                }
+                int idx = lastIndex;
                 const RGBQUAD& exact = mapper.Entry(idx);
                 if (kernel.taps && (exact.rgbRed != p[2] || exact.rgbGreen != p[1] || exact.rgbBlue != p[0])) {
                     // Rounded quotient of the numerator, toward the nearer level either side of 0.
