@@ -24,13 +24,10 @@ constexpr int kBits = 6;
 constexpr int kSide = 1 << kBits;
 constexpr int kBins = kSide * kSide * kSide;
 constexpr int kAlphaCutoff = 8;  // coverage below which a pixel takes no share
-// Exact-colour table: up to 98304 colours in 262144 slots (linear probing stays short).
-constexpr int kExactBits = 18;
-constexpr int kExactSlots = 1 << kExactBits;
+// Images of up to this many distinct colours are reduced over their exact colours.
 constexpr int kExactCap = 98304;
 constexpr int kPasses = 16;         // k-means passes at most (most images stop earlier)
 constexpr double kSplitPower = 0.8;
-constexpr uint32_t kEmptyKey = 0xFFFFFFFFu;
 
 struct SBin {
     uint32_t n, b, g, r;
@@ -147,14 +144,24 @@ void RefineKMeans(const std::vector<SEntry>& entries, std::vector<int>& assign, 
     std::vector<float> upper(n), lower(n);
     std::vector<uint8_t> listed(static_cast<size_t>(k * k), 0);  // listed[a·k + c]: c is in a's list
     std::vector<double> sums(static_cast<size_t>(k) * 4, 0.0);
-    const auto addTo = [&](int c, const SEntry& e, double sign) {
-        double* s = &sums[size_t(4 * c)];
-        s[0] += sign * e.wc[0];
-        s[1] += sign * e.wc[1];
-        s[2] += sign * e.wc[2];
-        s[3] += sign * e.w;
+    // The entries as 16-byte points: the passes stream through them, and the
+    // whole set of a photograph then stays in the second-level cache.
+    struct SPoint {
+        float c[3];
+        float w;
     };
-    for (size_t i = 0; i < n; ++i) addTo(assign[i], entries[i], 1.0);
+    std::vector<SPoint> points(n);
+    for (size_t i = 0; i < n; ++i)
+        points[i] = SPoint{{entries[i].c[0], entries[i].c[1], entries[i].c[2]}, entries[i].w};
+    const auto addTo = [&](int c, const SPoint& e, double sign) {
+        double* s = &sums[size_t(4 * c)];
+        const double w = sign * double(e.w);
+        s[0] += w * e.c[0];
+        s[1] += w * e.c[1];
+        s[2] += w * e.c[2];
+        s[3] += w;
+    };
+    for (size_t i = 0; i < n; ++i) addTo(assign[i], points[i], 1.0);
 
     for (int pass = 0; pass < passes; ++pass) {
         for (int a = 0; a < k; ++a)
@@ -178,7 +185,7 @@ void RefineKMeans(const std::vector<SEntry>& entries, std::vector<int>& assign, 
         }
         size_t changed = 0;
         for (size_t i = 0; i < n; ++i) {
-            const SEntry& e = entries[i];
+            const SPoint& e = points[i];
             const int a = assign[i];
             const float da2 = Dist2(e.c, &centres[size_t(3 * a)]);
             const float da = std::sqrt(da2);
@@ -300,73 +307,72 @@ CErrorAutoThrow MakePalFromDIB(const CRowIterator& image, RGBQUAD* palette, int 
         bool alpha = false;
         QGDI_TRY(PrepareView(image, view, bpp, alpha));
         const int w = view.GetWidth(), h = view.GetHeight();
-        // Bin sums are 32-bit: at most 2^24 pixels are counted, a subset of rows beyond that.
-        const int rowStep = int((int64_t(w) * h + (int64_t(1) << 24) - 1) >> 24) + 0;
-        const int step = std::max(1, rowStep);
+        // At most 2^22 pixels are gathered (a subset of rows beyond that):
+        // the list and its sort buffer stay within 32 MB, and the 32-bit bin
+        // sums cannot overflow.
+        const int step = std::max(1, int((int64_t(w) * h + (int64_t(1) << 22) - 1) >> 22));
         if (status) status->SetProgressRange(uint64_t(h) + 1);
 
-        // Exact colours first, in a small hash table; an image of more
-        // distinct colours than it holds moves to the binned histogram.
-        std::vector<uint32_t> keys(kExactSlots, kEmptyKey), counts(kExactSlots, 0);
-        int distinct = 0;
-        bool exactMode = true;
-        std::vector<SBin> bins;
-        const auto addBinned = [&](uint32_t c, uint32_t n) {
-            const uint32_t r = c >> 16, g = (c >> 8) & 255, b = c & 255;
-            SBin& bin = bins[(r >> 2) << 12 | (g >> 2) << 6 | (b >> 2)];
-            bin.n += n;
-            bin.b += b * n;
-            bin.g += g * n;
-            bin.r += r * n;
-        };
-        const auto toBins = [&] {
-            exactMode = false;
-            bins.assign(kBins, SBin{0, 0, 0, 0});
-            for (int i = 0; i < kExactSlots; ++i)
-                if (keys[size_t(i)] != kEmptyKey) addBinned(keys[size_t(i)], counts[size_t(i)]);
-            keys = {};
-            counts = {};
-        };
+        // The colours are gathered and sorted (two 12-bit radix passes), so
+        // that counting them is a sequential run over the sorted list rather
+        // than a probe of a large table per pixel.
+        std::vector<uint32_t> colours, scratch;
+        colours.reserve(size_t(w) * size_t((h + step - 1) / step));
         for (int y = 0; y < h; y += step) {
             const uint8_t* row = nullptr;
             QGDI_TRY(view.GetRow(row, y));
-            int x = 0;
-            for (; exactMode && x < w; ++x) {
-                const uint8_t* p = row + x * bpp;
-                if (alpha && p[3] < kAlphaCutoff) continue;
-                const uint32_t c = uint32_t(p[2]) << 16 | uint32_t(p[1]) << 8 | p[0];
-                uint32_t slot = (c * 2654435761u) >> (32 - kExactBits);
-                while (keys[slot] != c && keys[slot] != kEmptyKey) slot = (slot + 1) & (kExactSlots - 1);
-                if (keys[slot] == kEmptyKey) {
-                    if (distinct == kExactCap) {
-                        toBins();
-                        break;  // this pixel is counted again below, binned
-                    }
-                    keys[slot] = c;
-                    ++distinct;
+            if (alpha) {
+                for (int x = 0; x < w; ++x) {
+                    const uint8_t* p = row + 4 * x;
+                    if (p[3] >= kAlphaCutoff) colours.push_back(uint32_t(p[2]) << 16 | uint32_t(p[1]) << 8 | p[0]);
                 }
-                ++counts[slot];
-            }
-            for (; x < w; ++x) {
-                const uint8_t* p = row + x * bpp;
-                if (alpha && p[3] < kAlphaCutoff) continue;
-                SBin& bin = bins[uint32_t(p[2] >> 2) << 12 | uint32_t(p[1] >> 2) << 6 | uint32_t(p[0] >> 2)];
-                ++bin.n;
-                bin.b += p[0];
-                bin.g += p[1];
-                bin.r += p[2];
+            } else {
+                for (int x = 0; x < w; ++x) {
+                    const uint8_t* p = row + 3 * x;
+                    colours.push_back(uint32_t(p[2]) << 16 | uint32_t(p[1]) << 8 | p[0]);
+                }
             }
             view.ReleaseRow(y).Ignore();
             if (status && status->SetProgress(uint64_t(y))) return QERR(keQuorErrCancelled);
         }
-        if (exactMode && distinct <= maxColors) {
-            std::vector<uint32_t> colours;
-            for (uint32_t k : keys)
-                if (k != kEmptyKey) colours.push_back(k);
-            std::sort(colours.begin(), colours.end());
+        scratch.resize(colours.size());
+        for (int shift = 0; shift < 24; shift += 12) {
+            std::vector<uint32_t> offset(4097, 0);
+            for (uint32_t c : colours) ++offset[((c >> shift) & 4095) + 1];
+            for (int i = 0; i < 4096; ++i) offset[size_t(i + 1)] += offset[size_t(i)];
+            for (uint32_t c : colours) scratch[offset[(c >> shift) & 4095]++] = c;
+            colours.swap(scratch);
+        }
+        scratch = {};
+        // Distinct colours with their counts, in place.
+        std::vector<uint32_t> counts;
+        size_t distinct = 0;
+        for (size_t i = 0; i < colours.size();) {
+            size_t j = i + 1;
+            while (j < colours.size() && colours[j] == colours[i]) ++j;
+            colours[distinct++] = colours[i];
+            counts.push_back(uint32_t(j - i));
+            i = j;
+        }
+        colours.resize(distinct);
+        if (int64_t(distinct) <= maxColors && step == 1) {
             for (uint32_t c : colours) palette[count++] = RGBQUAD{BYTE(c), BYTE(c >> 8), BYTE(c >> 16), 0};
             if (count == 0) palette[count++] = RGBQUAD{0, 0, 0, 0};
             return CErrorAutoThrow();
+        }
+        const bool exactMode = distinct <= size_t(kExactCap);
+        std::vector<SBin> bins;
+        if (!exactMode) {
+            bins.assign(kBins, SBin{0, 0, 0, 0});
+            for (size_t i = 0; i < distinct; ++i) {
+                const uint32_t c = colours[i], n = counts[i];
+                const uint32_t r = c >> 16, g = (c >> 8) & 255, b = c & 255;
+                SBin& bin = bins[(r >> 2) << 12 | (g >> 2) << 6 | (b >> 2)];
+                bin.n += n;
+                bin.b += b * n;
+                bin.g += g * n;
+                bin.r += r * n;
+            }
         }
 
         // The entries: the exact colours when they fit the table, else the bins.
@@ -385,11 +391,10 @@ CErrorAutoThrow MakePalFromDIB(const CRowIterator& image, RGBQUAD* palette, int 
             return e;
         };
         if (exactMode) {
-            entries.reserve(size_t(distinct));
-            for (int i = 0; i < kExactSlots; ++i) {
-                const uint32_t c = keys[size_t(i)];
-                if (c == kEmptyKey) continue;
-                const double n = counts[size_t(i)];
+            entries.reserve(distinct);
+            for (size_t i = 0; i < distinct; ++i) {
+                const uint32_t c = colours[i];
+                const double n = counts[i];
                 entries.push_back(makeEntry(n, n * (c & 255), n * ((c >> 8) & 255), n * (c >> 16)));
             }
         } else {
@@ -411,11 +416,15 @@ CErrorAutoThrow MakePalFromDIB(const CRowIterator& image, RGBQUAD* palette, int 
         // their RGB distance says, so they get more of the entries. Centres
         // stay RGB means of their boxes, and k-means refines in RGB, which
         // is the distance the mapping uses.
+        float spread[257];
+        for (int i = 0; i <= 256; ++i) spread[i] = float(255.0 * std::pow(std::min(i, 255) / 255.0, kSplitPower));
         std::vector<SEntry> splitEntries(entries);
         for (SEntry& e : splitEntries) {
             e.wq = 0;
             for (int k = 0; k < 3; ++k) {
-                e.c[k] = float(255.0 * std::pow(e.c[k] / 255.0, kSplitPower));
+                const int i = std::min(254, int(e.c[k]));
+                const float f = e.c[k] - float(i);
+                e.c[k] = spread[i] + f * (spread[i + 1] - spread[i]);
                 e.wc[k] = double(e.w) * e.c[k];
                 e.wq += double(e.w) * e.c[k] * e.c[k];
             }
