@@ -55,36 +55,54 @@ inline void PackBits(const uint8_t* bits, int width, uint8_t* out) noexcept {
     }
 }
 
+// Floyd-Steinberg shares as functions of the value: with lo, hi and the
+// threshold fixed for the image, the error of a value v is fixed too, so the
+// bit and the four shares come from tables of 256 entries and the chain that
+// carries the right-hand share from pixel to pixel is a load, an add and a clamp.
+struct SFloydTables {
+    int32_t right[256], below[256], belowRight[256], belowLeft[256];
+    uint8_t bit[256];
+    SFloydTables(int threshold, int lo, int hi) {
+        for (int v = 0; v < 256; ++v) {
+            const int b = v > threshold;
+            const int e = v - (b ? hi : lo);
+            bit[v] = uint8_t(b);
+            right[v] = e * 7 / 16;
+            below[v] = e * 5 / 16;
+            belowRight[v] = e / 16;
+            belowLeft[v] = e * 3 / 16;
+        }
+    }
+};
+
 // Floyd-Steinberg over a row that has a next row. The next-row cells x-1, x,
 // x+1 that pixel x touches are carried in registers: cell x-1 is final once
 // pixel x has given its below-left share.
-void RowFloydSteinberg(uint8_t* cur, uint8_t* nxt, uint8_t* bits, int width, int threshold, SRange r) noexcept {
+void RowFloydSteinberg(uint8_t* cur, uint8_t* nxt, uint8_t* bits, int width, const SFloydTables& t,
+                       SRange r) noexcept {
+    int v = cur[0];
     if (width == 1) {
-        const int v = cur[0];
-        const int bit = v > threshold;
-        const int e = v - (bit ? r.hi : r.lo);
-        bits[0] = uint8_t(bit);
-        nxt[0] = uint8_t(r.Clamp(nxt[0] + e * 5 / 16));
+        bits[0] = t.bit[v];
+        nxt[0] = uint8_t(r.Clamp(nxt[0] + t.below[v]));
         return;
     }
-    int v = cur[0];
-    int nPrev = 0;      // cell x-1 of the next row (unused at x = 0)
-    int nCur = nxt[0];  // cell x
-    for (int x = 0; x < width - 1; ++x) {
-        const int bit = v > threshold;
-        const int e = v - (bit ? r.hi : r.lo);
-        bits[x] = uint8_t(bit);
-        v = r.Clamp(cur[x + 1] + e * 7 / 16);
-        if (x >= 1) nxt[x - 1] = uint8_t(r.Clamp(nPrev + e * 3 / 16));
-        nPrev = r.Clamp(nCur + e * 5 / 16);
-        nCur = r.Clamp(nxt[x + 1] + e / 16);
+    // Pixel 0 has no below-left neighbour.
+    bits[0] = t.bit[v];
+    int nPrev = r.Clamp(nxt[0] + t.below[v]);  // cell x-1 of the next row
+    int nCur = r.Clamp(nxt[1] + t.belowRight[v]);  // cell x
+    v = r.Clamp(cur[1] + t.right[v]);
+    for (int x = 1; x < width - 1; ++x) {
+        bits[x] = t.bit[v];
+        const int sv = v;
+        v = r.Clamp(cur[x + 1] + t.right[sv]);
+        nxt[x - 1] = uint8_t(r.Clamp(nPrev + t.belowLeft[sv]));
+        nPrev = r.Clamp(nCur + t.below[sv]);
+        nCur = r.Clamp(nxt[x + 1] + t.belowRight[sv]);
     }
     const int x = width - 1;
-    const int bit = v > threshold;
-    const int e = v - (bit ? r.hi : r.lo);
-    bits[x] = uint8_t(bit);
-    nxt[x - 1] = uint8_t(r.Clamp(nPrev + e * 3 / 16));
-    nxt[x] = uint8_t(r.Clamp(nCur + e * 5 / 16));
+    bits[x] = t.bit[v];
+    nxt[x - 1] = uint8_t(r.Clamp(nPrev + t.belowLeft[v]));
+    nxt[x] = uint8_t(r.Clamp(nCur + t.below[v]));
 }
 
 // Every kernel, one pixel at a time with the edge tests; n1 and n2 are the
@@ -219,6 +237,7 @@ CErrorAutoThrow Dither2(CStatusControl* status, const CRowIterator& src, CRowIte
         const bool empty = count == 0;
         const SRange range{empty ? 0 : lo, empty ? 0 : hi};
         const int threshold = (lo + hi) / 2;
+        const SFloydTables floyd(threshold, range.lo, range.hi);
         const uint8_t* toneTable = tone && !paletted ? kTone.data() : nullptr;
 
         const int rows = kernel == keDither2Stucki ? 3 : 2;
@@ -233,7 +252,7 @@ CErrorAutoThrow Dither2(CStatusControl* status, const CRowIterator& src, CRowIte
             uint8_t* n2 = rows == 3 && y >= 2 ? line[2] : nullptr;
             if (empty) std::fill(bits.begin(), bits.end(), 0);
             else if (kernel == keDither2FloydSteinberg && n1)
-                RowFloydSteinberg(line[0], n1, bits.data(), w, threshold, range);
+                RowFloydSteinberg(line[0], n1, bits.data(), w, floyd, range);
             else
                 RowGeneric(kernel, line[0], n1, n2, bits.data(), w, threshold, range);
             uint8_t* out = nullptr;
