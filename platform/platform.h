@@ -5,6 +5,8 @@
 #include "platform/clipboard.h"
 #include "platform/critsec.h"
 #include "platform/devicecontext.h"
+#include "platform/fileio.h"
+#include "platform/mmio.h"
 #include "platform/timer.h"
 #include "platform/uithread.h"
 #include "platform/windef.h"

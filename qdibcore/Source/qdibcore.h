@@ -9,3 +9,10 @@
 #include "qdibcore/Source/RowIteratorBands.h"
 #include "qdibcore/Source/RowIteratorFunctions.h"
 #include "qdibcore/Source/StatusControl.h"
+// Palettes, palette files, colour reduction and dithering.
+#include "qdibcore/Source/Dith2.h"
+#include "qdibcore/Source/DitherDIB.h"
+#include "qdibcore/Source/PaletteFromDIB.h"
+#include "qdibcore/Source/QPalette.h"
+#include "qdibcore/Source/locatecolorinpal.h"
+#include "qdibcore/Source/palettefunctions.h"

@@ -12,6 +12,11 @@ const std::vector<SQgdiCommand>& QgdiCommands() {
          "lay TOP over BOTTOM in a layer blend mode or through a compositing operator", &QgdiCmdBlend},
         {"path", "path SVG|DATA [--scale S] [--flatness F] [--dash L,L,...] [--union|--intersect|--difference|--xor SVG|DATA] [--out OUT.svg]",
          "read SVG path data, describe it, flatten, dash or combine it, optionally write the outline as SVG", &QgdiCmdPath},
+        {"quantize", "quantize IN OUT --colors N [--dither none|fs|ordered]",
+         "reduce an image to an optimal palette of N colours (8-bit paletted BMP or PNG)", &QgdiCmdQuantize},
+        {"dither", "dither IN OUT [--kernel fs|burkes|stucki] [--tone]", "error-diffuse an image to 1-bit black and white",
+         &QgdiCmdDither},
+        {"palette", "palette save|show FILE [...]", "write or list a palette file (text or RIFF PAL)", &QgdiCmdPalette},
     };
     return commands;
 }

@@ -20,3 +20,6 @@ int QgdiCmdConvert(const std::vector<std::string>& args);
 int QgdiCmdDemo(const std::vector<std::string>& args);
 int QgdiCmdBlend(const std::vector<std::string>& args);
 int QgdiCmdPath(const std::vector<std::string>& args);
+int QgdiCmdQuantize(const std::vector<std::string>& args);
+int QgdiCmdDither(const std::vector<std::string>& args);
+int QgdiCmdPalette(const std::vector<std::string>& args);
