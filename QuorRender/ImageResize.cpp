@@ -145,7 +145,9 @@ CErrorAutoThrow CImageResize::Resize(const CRowIterator& source, CRowIterator& d
     SShared shared{&source,   &destination, m_eMode, working, qgdi::resample::OutputFormat(format),
                    &horizontal, &vertical,  &nested, std::this_thread::get_id()};
 
-    const int threads = m_nThreads > 0 ? m_nThreads : tbb::this_task_arena::max_concurrency();
+    // More threads than the processors would only queue behind them.
+    const int processors = tbb::this_task_arena::max_concurrency();
+    const int threads = m_nThreads > 0 ? std::min(m_nThreads, processors) : processors;
     // Several strips per thread even out the load; each costs a kernel's
     // height of extra source rows, so strips stay tall.
     int rows = m_nStripRows > 0 ? m_nStripRows : std::max(64, (dh + threads * 4 - 1) / (threads * 4));

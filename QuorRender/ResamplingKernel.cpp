@@ -111,9 +111,10 @@ bool CResamplingKernelArray::FoldToRange(int n) const noexcept {
         const int hi = std::clamp(start + std::max(taps, 1) - 1, 0, n - 1);
         folded.assign(static_cast<size_t>(hi - lo + 1), 0);
         for (int k = 0; k < taps; ++k) folded[static_cast<size_t>(std::clamp(start + k, lo, hi) - lo)] += Weight(i, k);
+        // Trailing zero taps are dropped; leading ones stay, so that starts
+        // never move back and a vertical cache never drops a row it needs again.
         size_t first = 0, last = folded.size();
         while (last - first > 1 && folded[last - 1] == 0) --last;
-        while (last - first > 1 && folded[first] == 0) ++first;
         WriteRecord(*this, i, lo + static_cast<int>(first), static_cast<int>(last - first), folded.data() + first,
                     static_cast<int>(last - first));
     }

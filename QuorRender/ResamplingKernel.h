@@ -55,7 +55,7 @@ public:
 
     // Moves the taps of every record inside 0..n-1, adding the weights of
     // samples outside onto the nearest edge sample, and drops trailing zero
-    // taps. Generators that do not clamp (the generic one) or sources
+    // taps (starts never decrease along the array where they did not before). Generators that do not clamp (the generic one) or sources
     // shorter than a kernel (bicubic below 4 samples) need it before a
     // stage reads the array.
     bool FoldToRange(int n) const noexcept;

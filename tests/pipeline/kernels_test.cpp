@@ -85,6 +85,8 @@ TEST_P(KernelWidths, GenericNormalisesAndFails) {
     ASSERT_TRUE(GenerateGenericKernel(a, 3, &Triangle, 1, 3));
     ASSERT_TRUE(a.FoldToRange(3));
     ExpectRecord(a, 0, {0, 1, {256}});
+    ExpectRecord(a, 1, {0, 2, {128, 128}});
+    ExpectRecord(a, 4, {1, 2, {0, 256}});
     EXPECT_TRUE(a.IsWithin(3));
 }
 
