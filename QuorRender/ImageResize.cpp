@@ -11,6 +11,7 @@
 #include <memory>
 #include <thread>
 
+#include "qdibcore/Source/PixelFormatTraits.h"
 #include "qdibcore/Source/StatusControl.h"
 #include "qdibcore/Source/internal/ResultTry.h"
 
@@ -29,6 +30,49 @@ bool StripArray(const CResamplingKernelArray& all, int first, int count, CResamp
     base = all.Start(first);
     for (int i = 0; i < count; ++i) base = std::min(base, strip.Start(i));
     for (int i = 0; i < count; ++i) strip.Header(i).nStart -= base;
+    return true;
+}
+
+// AND of the row's pixels taken as whole words: alpha is the last channel,
+// so it is opaque everywhere when the word's top bits are all set.
+template <class Word>
+Word AndPixels(const uint8_t* row, int w) noexcept {
+    Word all = static_cast<Word>(~Word(0));
+    for (int x = 0; x < w; ++x) {
+        Word v;
+        std::memcpy(&v, row + static_cast<size_t>(x) * sizeof(Word), sizeof(Word));
+        all &= v;
+    }
+    return all;
+}
+
+// Whether every pixel of a straight-alpha image is opaque: premultiplying
+// such an image changes nothing, so it is resampled as it is, without the
+// two conversions.
+bool IsOpaque(const CRowIterator& img) {
+    const SQPixelFormatTraits* t = QGDI_FindPixelFormatTraits(img.GetPixelFormat());
+    if (!t || !t->alpha || t->premultiplied || t->formatClass == keFormatClassIndexed) return false;
+    const int pixel = t->bitsPerPixel / 8, alphaBits = t->bitsPerChannel, w = img.GetWidth();
+    for (int y = 0; y < img.GetHeight(); ++y) {
+        const uint8_t* row = img.GetRow(y, 0, w);
+        if (!row) return false;
+        bool opaque = true;
+        if (alphaBits == 32) {
+            const int channels = t->channelCount;
+            for (int x = 0; x < w; ++x) {
+                float a;
+                std::memcpy(&a, row + (static_cast<size_t>(x) * channels + channels - 1) * 4, 4);
+                opaque &= a >= 1.0f;
+            }
+        } else {
+            uint64_t all = pixel == 2 ? AndPixels<uint16_t>(row, w) : pixel == 4 ? AndPixels<uint32_t>(row, w)
+                                                                                 : AndPixels<uint64_t>(row, w);
+            const int shift = pixel * 8 - alphaBits;
+            opaque = (all >> shift) == (uint64_t(1) << alphaBits) - 1;
+        }
+        img.ReleaseRow(y).Ignore();
+        if (!opaque) return false;
+    }
     return true;
 }
 
@@ -128,7 +172,8 @@ CErrorAutoThrow CImageResize::Resize(const CRowIterator& source, CRowIterator& d
     const int sw = source.GetWidth(), sh = source.GetHeight(), dw = destination.GetWidth(),
               dh = destination.GetHeight();
     const EQPixelFormat format = source.GetPixelFormat();
-    const EQPixelFormat working = qgdi::resample::WorkingFormat(format);
+    EQPixelFormat working = qgdi::resample::WorkingFormat(format);
+    if (working != format && m_eMode != keResampleNearestNeighbor && IsOpaque(source)) working = format;
     if (working == keFormatNone || m_eMode < 0 || m_eMode >= keResampleModeCount)
         return QERR(keQuorErrFormatNotSupported);
     if (sw < 1 || sh < 1 || dw < 1 || dh < 1 || !RowFits(sw, working) || !RowFits(dw, working) ||

@@ -15,9 +15,22 @@ using qgdi::resample::ESampleType;
 using qgdi::resample::SHorizontalPlan;
 using qgdi::resample::SRowFns;
 
-// Accumulator lanes of the long horizontal runs: whole pixels filling one
-// 256-bit register of 32-bit lanes (for 64-bit lanes, of 512 bits).
-constexpr int Lanes(int channels) noexcept { return channels == 3 ? 9 : 8; }
+// out[c] = sum over t < N of v[t C + c]. Halving while N is even keeps every
+// channel in its lane, so each step is one whole-vector add; the odd rest is
+// summed across.
+template <class Acc, int C, int N>
+inline void Fold(Acc* v, Acc* out) noexcept {
+    if constexpr (N % 2 == 0 && N > 1) {
+        for (int j = 0; j < N * C / 2; ++j) v[j] += v[j + N * C / 2];
+        Fold<Acc, C, N / 2>(v, out);
+    } else {
+        for (int c = 0; c < C; ++c) {
+            Acc a = v[c];
+            for (int t = 1; t < N; ++t) a += v[t * C + c];
+            out[c] = a;
+        }
+    }
+}
 
 // d[c] = sum over k of w[k][c] x s[start + k][c]: one output pixel per step.
 template <class Src, class Acc, int C, int T>
@@ -31,29 +44,27 @@ void HorizontalRow(void* dst, const void* src, const SHorizontalPlan& plan) {
             const Src* p = s + plan.pStart[x];
             Acc prod[T * C];
             for (int j = 0; j < T * C; ++j) prod[j] = w[j] * static_cast<Acc>(p[j]);
-            for (int c = 0; c < C; ++c) {
-                Acc a = prod[c];
-                for (int k = 1; k < T; ++k) a += prod[k * C + c];
-                d[c] = a;
-            }
+            Fold<Acc, C, T>(prod, d);
         }
     } else {
-        constexpr int L = Lanes(C);
-        const int span = plan.nTaps * C;
-        const int whole = span - span % L;
+        // Any tap count: runs of kChunk taps summed lane by lane, folded once
+        // at the end, then the last taps one by one.
+        constexpr int kChunk = 8;
+        const int taps = plan.nTaps, span = taps * C;
         for (int x = 0; x < n; ++x, w += span, d += C) {
             const Src* p = s + plan.pStart[x];
-            Acc acc[L] = {};
-            for (int j = 0; j < whole; j += L)
-                for (int l = 0; l < L; ++l) acc[l] += w[j + l] * static_cast<Acc>(p[j + l]);
-            // The last pixels of the run, fewer than the lanes hold (L is a
-            // multiple of C, so lane l still holds channel l mod C).
-            for (int l = 0; whole + l < span; ++l) acc[l] += w[whole + l] * static_cast<Acc>(p[whole + l]);
-            for (int c = 0; c < C; ++c) {
-                Acc a = acc[c];
-                for (int l = c + C; l < L; l += C) a += acc[l];
-                d[c] = a;
+            Acc lanes[kChunk * C] = {};
+            int k = 0;
+            for (; k + kChunk <= taps; k += kChunk) {
+                const Acc* wk = w + k * C;
+                const Src* pk = p + k * C;
+                for (int j = 0; j < kChunk * C; ++j) lanes[j] += wk[j] * static_cast<Acc>(pk[j]);
             }
+            Acc acc[C];
+            Fold<Acc, C, kChunk>(lanes, acc);
+            for (; k < taps; ++k)
+                for (int c = 0; c < C; ++c) acc[c] += w[k * C + c] * static_cast<Acc>(p[k * C + c]);
+            for (int c = 0; c < C; ++c) d[c] = acc[c];
         }
     }
 }
