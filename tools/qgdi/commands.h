@@ -20,3 +20,4 @@ int QgdiCmdConvert(const std::vector<std::string>& args);
 int QgdiCmdDemo(const std::vector<std::string>& args);
 int QgdiCmdBlend(const std::vector<std::string>& args);
 int QgdiCmdPath(const std::vector<std::string>& args);
+int QgdiCmdResize(const std::vector<std::string>& args);
