@@ -33,49 +33,6 @@ bool StripArray(const CResamplingKernelArray& all, int first, int count, CResamp
     return true;
 }
 
-// AND of the row's pixels taken as whole words: alpha is the last channel,
-// so it is opaque everywhere when the word's top bits are all set.
-template <class Word>
-Word AndPixels(const uint8_t* row, int w) noexcept {
-    Word all = static_cast<Word>(~Word(0));
-    for (int x = 0; x < w; ++x) {
-        Word v;
-        std::memcpy(&v, row + static_cast<size_t>(x) * sizeof(Word), sizeof(Word));
-        all &= v;
-    }
-    return all;
-}
-
-// Whether every pixel of a straight-alpha image is opaque: premultiplying
-// such an image changes nothing, so it is resampled as it is, without the
-// two conversions.
-bool IsOpaque(const CRowIterator& img) {
-    const SQPixelFormatTraits* t = QGDI_FindPixelFormatTraits(img.GetPixelFormat());
-    if (!t || !t->alpha || t->premultiplied || t->formatClass == keFormatClassIndexed) return false;
-    const int pixel = t->bitsPerPixel / 8, alphaBits = t->bitsPerChannel, w = img.GetWidth();
-    for (int y = 0; y < img.GetHeight(); ++y) {
-        const uint8_t* row = img.GetRow(y, 0, w);
-        if (!row) return false;
-        bool opaque = true;
-        if (alphaBits == 32) {
-            const int channels = t->channelCount;
-            for (int x = 0; x < w; ++x) {
-                float a;
-                std::memcpy(&a, row + (static_cast<size_t>(x) * channels + channels - 1) * 4, 4);
-                opaque &= a >= 1.0f;
-            }
-        } else {
-            uint64_t all = pixel == 2 ? AndPixels<uint16_t>(row, w) : pixel == 4 ? AndPixels<uint32_t>(row, w)
-                                                                                 : AndPixels<uint64_t>(row, w);
-            const int shift = pixel * 8 - alphaBits;
-            opaque = (all >> shift) == (uint64_t(1) << alphaBits) - 1;
-        }
-        img.ReleaseRow(y).Ignore();
-        if (!opaque) return false;
-    }
-    return true;
-}
-
 struct SShared {
     const CRowIterator* source;
     CRowIterator* destination;
@@ -116,13 +73,24 @@ void RunStrip(SShared& s, int first, int last) {
         tail = std::move(nn);
     } else {
         if (!StripArray(*s.vertical, first, last - first, vertical, base)) return Fail(s, keQuorErrOutOfMemory);
-        adapter = new CSeqOpRowIterator(&src, s.working);
+        // Straight alpha is premultiplied on the way in and divided out on the
+        // way back, except in opaque rows, where both change nothing.
+        const bool alphaForm = qgdi::resample::OutputFormat(src.GetPixelFormat()) == src.GetPixelFormat();
+        adapter = new CSeqOpRowIterator(&src, alphaForm ? keFormatNone : s.working);
+        VSeqOp* head = adapter;
+        if (alphaForm) {
+            auto* in = new CSeqOpAlphaForm(s.working);
+            in->SetSrc(adapter, 0, true);
+            head = in;
+        }
         auto* kernel = new CSeqOpResampleKernel;
         kernel->SetCoef(s.horizontal, &vertical);
-        kernel->SetSrc(adapter, 0, true);
-        tail.reset(kernel);
+        kernel->SetSrc(head, 0, true);
+        auto* out = new CSeqOpAlphaForm(s.output);
+        out->SetSrc(kernel, 0, true);
+        tail.reset(out);
     }
-    if (s.output != dst.GetPixelFormat() || s.mode != keResampleNearestNeighbor) {
+    if (s.output != dst.GetPixelFormat()) {
         auto convert = std::make_unique<CSeqOpConvert>(dst.GetPixelFormat());
         convert->SetSrc(tail.release(), 0, true);
         tail = std::move(convert);
@@ -172,8 +140,7 @@ CErrorAutoThrow CImageResize::Resize(const CRowIterator& source, CRowIterator& d
     const int sw = source.GetWidth(), sh = source.GetHeight(), dw = destination.GetWidth(),
               dh = destination.GetHeight();
     const EQPixelFormat format = source.GetPixelFormat();
-    EQPixelFormat working = qgdi::resample::WorkingFormat(format);
-    if (working != format && m_eMode != keResampleNearestNeighbor && IsOpaque(source)) working = format;
+    const EQPixelFormat working = qgdi::resample::WorkingFormat(format);
     if (working == keFormatNone || m_eMode < 0 || m_eMode >= keResampleModeCount)
         return QERR(keQuorErrFormatNotSupported);
     if (sw < 1 || sh < 1 || dw < 1 || dh < 1 || !RowFits(sw, working) || !RowFits(dw, working) ||

@@ -123,6 +123,79 @@ bool BuildKernels(EQResampleMode mode, EQPixelFormat working, int srcW, int srcH
 
 }  // namespace qgdi::resample
 
+// ---- CSeqOpAlphaForm --------------------------------------------------------
+
+namespace {
+// AND of the row's pixels taken as whole words: alpha is the last channel,
+// so it is full everywhere when the top bits of the AND are all set.
+template <class Word>
+Word AndPixels(const uint8_t* row, int n) noexcept {
+    Word all = static_cast<Word>(~Word(0));
+    for (int x = 0; x < n; ++x) {
+        Word v;
+        std::memcpy(&v, row + static_cast<size_t>(x) * sizeof(Word), sizeof(Word));
+        all &= v;
+    }
+    return all;
+}
+}  // namespace
+
+bool qgdi::resample::RowIsOpaque(const void* row, int count, EQPixelFormat format) noexcept {
+    const SQPixelFormatTraits* t = QGDI_FindPixelFormatTraits(format);
+    if (!t || !t->alpha || t->formatClass == keFormatClassIndexed) return false;
+    const auto* p = static_cast<const uint8_t*>(row);
+    const int pixel = t->bitsPerPixel / 8, bits = t->bitsPerChannel;
+    if (bits == 32) {
+        bool opaque = true;
+        for (int x = 0; x < count; ++x) {
+            float a;
+            std::memcpy(&a, p + static_cast<size_t>(x) * pixel + pixel - 4, 4);
+            opaque &= a >= 1.0f;
+        }
+        return opaque;
+    }
+    const uint64_t all = pixel == 2   ? AndPixels<uint16_t>(p, count)
+                         : pixel == 4 ? AndPixels<uint32_t>(p, count)
+                                      : AndPixels<uint64_t>(p, count);
+    return (all >> (pixel * 8 - bits)) == (uint64_t(1) << bits) - 1;
+}
+
+bool CSeqOpAlphaForm::Reset() {
+    m_nOpaqueRows = 0;
+    if (!CSeqOpConvert::Reset()) return false;
+    const SQPixelFormatTraits* from = QGDI_FindPixelFormatTraits(Src(0)->GetPixelFormat());
+    const SQPixelFormatTraits* to = QGDI_FindPixelFormatTraits(GetPixelFormat());
+    m_bSameLayout = from && to && from->alpha && to->alpha && from->bitsPerPixel == to->bitsPerPixel &&
+                    from->channelCount == to->channelCount && from->formatClass == to->formatClass;
+    return true;
+}
+
+const void* CSeqOpAlphaForm::GetNextRow(int x, int count) {
+    if (IsPassThrough() || !m_bSameLayout) return CSeqOpConvert::GetNextRow(x, count);
+    VSeqOp* src = Src(0);
+    const void* row = src ? src->GetNextRow(x, count) : nullptr;
+    if (!row) return nullptr;
+    if (qgdi::resample::RowIsOpaque(row, count, src->GetPixelFormat())) {
+        ++m_nOpaqueRows;
+        return row;
+    }
+    m_oData.pSrc = static_cast<const uint8_t*>(row);
+    m_oData.pDst = m_oRowBuffer.Data();
+    m_oData.nCount = count;
+    m_oData.x = x;
+    if (m_oRowOp.RunCode(m_oData) != keQuorErrSuccess) return nullptr;
+    return m_oRowBuffer.Data();
+}
+
+bool CSeqOpAlphaForm::GetNextRow(void* dst, int x, int count) {
+    if (x < 0 || count < 0) return false;
+    const void* row = GetNextRow(x, count);
+    if (!row) return false;
+    std::memcpy(dst, row,
+                static_cast<size_t>(static_cast<int64_t>(CQPixelFormat(GetPixelFormat()).GetBitsPerPixel()) * count / 8));
+    return true;
+}
+
 // ---- CSeqOpResample ---------------------------------------------------------
 
 CSeqOpResample::CSeqOpResample(int width, int height, EQResampleMode mode) noexcept
@@ -161,12 +234,12 @@ bool CSeqOpResample::Reset() {
             !qgdi::resample::BuildKernels(m_eMode, working, src->GetWidth(), src->GetHeight(), m_nWidth, m_nHeight,
                                           m_oHorizontal, m_oVertical))
             return false;
-        auto* in = new CSeqOpConvert(working);
+        auto* in = new CSeqOpAlphaForm(working);
         in->SetSrc(src, 0, false);
         auto* kernel = new CSeqOpResampleKernel;
         kernel->SetCoef(&m_oHorizontal, &m_oVertical);
         kernel->SetSrc(in, 0, true);
-        auto out = std::make_unique<CSeqOpConvert>(output);
+        auto out = std::make_unique<CSeqOpAlphaForm>(output);
         out->SetSrc(kernel, 0, true);
         m_pTail = std::move(out);
     }

@@ -44,6 +44,31 @@ QGDI_API bool BuildKernels(EQResampleMode mode, EQPixelFormat working, int srcW,
                            CResamplingKernelArray& horizontal, CResamplingKernelArray& vertical);
 }  // namespace qgdi::resample
 
+// The change between straight and premultiplied alpha of one layout (BGRA
+// and BGRxA of a depth). Premultiplying an opaque pixel changes nothing, so
+// a row whose pixels are all opaque passes through untouched, as the
+// source's own memory; other rows are converted. Between formats of
+// different layouts it converts every row.
+class QGDI_API CSeqOpAlphaForm : public CSeqOpConvert {
+public:
+    explicit CSeqOpAlphaForm(EQPixelFormat target) : CSeqOpConvert(target) {}
+    bool Reset() override;
+    bool GetNextRow(void* dst, int x, int count) override;
+    const void* GetNextRow(int x, int count) override;
+    // Rows passed through since the last reset.
+    int GetOpaqueRows() const noexcept { return m_nOpaqueRows; }
+
+private:
+    bool m_bSameLayout = false;
+    int m_nOpaqueRows = 0;
+};
+
+namespace qgdi::resample {
+// Whether the last channel (the alpha of every format that has one) of all
+// `count` pixels is full: 255, 65535 or at least 1.0.
+QGDI_API bool RowIsOpaque(const void* row, int count, EQPixelFormat format) noexcept;
+}  // namespace qgdi::resample
+
 // Source 0 resized to the given size in the given mode.
 class QGDI_API CSeqOpResample : public CSeqOp {
 public:

@@ -237,3 +237,36 @@ TEST(ResampleModes, NamesRoundTrip) {
 }
 
 }  // namespace
+
+namespace {
+
+// Opaque rows leave as the source's own memory; the others equal a plain
+// conversion.
+TEST(SeqOpAlphaForm, PassesOpaqueRowsAndConvertsTheRest) {
+    auto img = MakeImage(9, 4, keFormatBGRA, [](int x, int y, int c) { return c == 3 ? (y == 2 && x == 5 ? 90 : 255) : 30 * c + x; });
+    CSeqOpRowIterator head(img.get()), head2(img.get());
+    CSeqOpAlphaForm form(keFormatBGRxA);
+    CSeqOpConvert plain(keFormatBGRxA);
+    form.SetSrc(&head, 0, false);
+    plain.SetSrc(&head2, 0, false);
+    ASSERT_TRUE(form.Reset());
+    ASSERT_TRUE(plain.Reset());
+    for (int y = 0; y < 4; ++y) {
+        const auto* a = static_cast<const uint8_t*>(form.GetNextRow(0, 9));
+        const auto* b = static_cast<const uint8_t*>(plain.GetNextRow(0, 9));
+        ASSERT_TRUE(a && b);
+        EXPECT_EQ(0, std::memcmp(a, b, 36)) << "row " << y;
+        if (y != 2) {
+            EXPECT_EQ(a, img->GetRow(y, 0, 9)) << "row " << y << " was copied";
+            img->ReleaseRow(y).Ignore();
+        }
+    }
+    EXPECT_EQ(form.GetOpaqueRows(), 3);
+    const float opaque[8] = {0.5f, 0.5f, 0.5f, 1.0f, 0.1f, 0.2f, 0.3f, 1.0f};
+    EXPECT_TRUE(qgdi::resample::RowIsOpaque(opaque, 2, keFormatBGRA_f32));
+    const uint16_t half[4] = {1, 2, 3, 0x7FFF};
+    EXPECT_FALSE(qgdi::resample::RowIsOpaque(half, 1, keFormatBGRA_u16));
+    EXPECT_FALSE(qgdi::resample::RowIsOpaque(half, 1, keFormatBGR_u16));
+}
+
+}  // namespace
