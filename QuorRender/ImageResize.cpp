@@ -11,6 +11,7 @@
 #include <memory>
 #include <thread>
 
+#include "QuorRender/SeqOpLinearLight.h"
 #include "qdibcore/Source/PixelFormatTraits.h"
 #include "qdibcore/Source/StatusControl.h"
 #include "qdibcore/Source/internal/ResultTry.h"
@@ -37,8 +38,10 @@ struct SShared {
     const CRowIterator* source;
     CRowIterator* destination;
     EQResampleMode mode;
-    EQPixelFormat working;
+    EQPixelFormat working;  // what the kernels see: premultiplied where alpha is straight
+    EQPixelFormat base;     // the same before premultiplication (16-bit in linear light)
     EQPixelFormat output;
+    bool linear;
     const CResamplingKernelArray* horizontal;
     const CResamplingKernelArray* vertical;
     CStatusControl* status;
@@ -73,22 +76,31 @@ void RunStrip(SShared& s, int first, int last) {
         tail = std::move(nn);
     } else {
         if (!StripArray(*s.vertical, first, last - first, vertical, base)) return Fail(s, keQuorErrOutOfMemory);
-        // Straight alpha is premultiplied on the way in and divided out on the
-        // way back, except in opaque rows, where both change nothing.
-        const bool alphaForm = qgdi::resample::OutputFormat(src.GetPixelFormat()) == src.GetPixelFormat();
-        adapter = new CSeqOpRowIterator(&src, alphaForm ? keFormatNone : s.working);
+        // Palette images become colour on the way in; linear light (when asked
+        // for) comes next; straight alpha is premultiplied before the
+        // resampling and divided out after it, except in opaque rows, where
+        // both change nothing.
+        const bool indexed = CQPixelFormat(src.GetPixelFormat()).IsIndexedColor();
+        adapter = new CSeqOpRowIterator(&src, indexed ? s.output : keFormatNone);
         VSeqOp* head = adapter;
-        if (alphaForm) {
-            auto* in = new CSeqOpAlphaForm(s.working);
-            in->SetSrc(adapter, 0, true);
-            head = in;
+        if (s.linear) {
+            auto* linear = new CSeqOpLinearLight(true);
+            linear->SetSrc(head, 0, true);
+            head = linear;
         }
+        auto* in = new CSeqOpAlphaForm(s.working);
+        in->SetSrc(head, 0, true);
         auto* kernel = new CSeqOpResampleKernel;
         kernel->SetCoef(s.horizontal, &vertical);
-        kernel->SetSrc(head, 0, true);
-        auto* out = new CSeqOpAlphaForm(s.output);
+        kernel->SetSrc(in, 0, true);
+        auto* out = new CSeqOpAlphaForm(s.base);
         out->SetSrc(kernel, 0, true);
         tail.reset(out);
+        if (s.linear) {
+            auto encode = std::make_unique<CSeqOpLinearLight>(false, s.output);
+            encode->SetSrc(tail.release(), 0, true);
+            tail = std::move(encode);
+        }
     }
     if (s.output != dst.GetPixelFormat()) {
         auto convert = std::make_unique<CSeqOpConvert>(dst.GetPixelFormat());
@@ -140,7 +152,9 @@ CErrorAutoThrow CImageResize::Resize(const CRowIterator& source, CRowIterator& d
     const int sw = source.GetWidth(), sh = source.GetHeight(), dw = destination.GetWidth(),
               dh = destination.GetHeight();
     const EQPixelFormat format = source.GetPixelFormat();
-    const EQPixelFormat working = qgdi::resample::WorkingFormat(format);
+    const EQPixelFormat output = qgdi::resample::OutputFormat(format);
+    const EQPixelFormat base = m_bLinearLight ? CSeqOpLinearLight::LinearFormat(output) : output;
+    const EQPixelFormat working = qgdi::resample::WorkingFormat(base);
     if (working == keFormatNone || m_eMode < 0 || m_eMode >= keResampleModeCount)
         return QERR(keQuorErrFormatNotSupported);
     if (sw < 1 || sh < 1 || dw < 1 || dh < 1 || !RowFits(sw, working) || !RowFits(dw, working) ||
@@ -154,7 +168,7 @@ CErrorAutoThrow CImageResize::Resize(const CRowIterator& source, CRowIterator& d
 
     CStatusControl nested(status);
     nested.SetProgressRange(static_cast<uint64_t>(dh));
-    SShared shared{&source,   &destination, m_eMode, working, qgdi::resample::OutputFormat(format),
+    SShared shared{&source, &destination, m_eMode, working, base, output, m_bLinearLight && m_eMode != keResampleNearestNeighbor,
                    &horizontal, &vertical,  &nested, std::this_thread::get_id()};
 
     // More threads than the processors would only queue behind them.

@@ -22,6 +22,10 @@ public:
     // Worker threads; 0 (the default) uses every processor.
     void SetThreadCount(int threads) noexcept { m_nThreads = threads; }
     int GetThreadCount() const noexcept { return m_nThreads; }
+    // Resamples light rather than encoded values: sRGB samples are decoded to
+    // 16-bit linear light, resampled and encoded again. Off by default.
+    void SetLinearLight(bool on) noexcept { m_bLinearLight = on; }
+    bool GetLinearLight() const noexcept { return m_bLinearLight; }
     // Output rows per strip (0: chosen from the size and the threads); for tests.
     void SetStripRows(int rows) noexcept { m_nStripRows = rows; }
 
@@ -40,4 +44,5 @@ private:
     EQResampleMode m_eMode;
     int m_nThreads = 0;
     int m_nStripRows = 0;
+    bool m_bLinearLight = false;
 };

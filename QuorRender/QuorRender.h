@@ -21,6 +21,7 @@
 #include "QuorRender/RowOpNoise.h"
 #include "QuorRender/RowOpUtil.h"
 #include "QuorRender/SeqOp.h"
+#include "QuorRender/SeqOpLinearLight.h"
 #include "QuorRender/SeqOpResample.h"
 #include "QuorRender/SeqOpResampleKernel.h"
 #include "QuorRender/SystemStartup.h"

@@ -270,3 +270,28 @@ TEST(SeqOpAlphaForm, PassesOpaqueRowsAndConvertsTheRest) {
 }
 
 }  // namespace
+
+namespace {
+
+// Black and white pixels average to half the light, which sRGB encodes as
+// 188, not 128; and every 8-bit level survives the trip through 16-bit linear.
+TEST(Resize, LinearLightAveragesLight) {
+    auto checker = MakeImage(8, 8, keFormatBGRA, [](int x, int y, int c) { return c == 3 || (x + y) % 2 ? 255 : 0; });
+    for (const bool linear : {false, true}) {
+        CImageResize resize(keResampleAreaAverage);
+        resize.SetLinearLight(linear);
+        CRowIterator out;
+        ASSERT_FALSE(resize.Resize(*checker, 2, 2, out).IsError());
+        EXPECT_EQ(out.GetPixelFormat(), keFormatBGRA);
+        EXPECT_NEAR(Sample(out, 1, 1, 1), linear ? 188 : 127.5, 1) << linear;
+        EXPECT_EQ(Sample(out, 1, 1, 3), 255);
+    }
+    auto ramp = MakeImage(256, 3, keFormatBGR, [](int x, int, int) { return x; });
+    CImageResize same(keResampleBilinear);
+    same.SetLinearLight(true);
+    CRowIterator out;
+    ASSERT_FALSE(same.Resize(*ramp, 256, 3, out).IsError());
+    EXPECT_EQ(ImageBytes(out), ImageBytes(*ramp));
+}
+
+}  // namespace

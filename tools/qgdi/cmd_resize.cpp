@@ -40,8 +40,9 @@ int QgdiCmdResize(const std::vector<std::string>& args) {
     EQResampleMode mode = keResampleBicubic;
     const char* usage =
         "usage: qgdi resize IN OUT (--size WxH | --scale F) "
-        "[--filter nearest|bilinear|bicubic|area|lanczos|mitchell] [--threads N]   (IN '-' is the built-in sample)\n";
+        "[--filter nearest|bilinear|bicubic|area|lanczos|mitchell] [--linear] [--threads N]   (IN '-' is the built-in sample)\n";
     int threads = 0;
+    bool linear = false;
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string& a = args[i];
         const bool hasValue = i + 1 < args.size();
@@ -64,6 +65,8 @@ int QgdiCmdResize(const std::vector<std::string>& args) {
                 return 2;
             }
             mode = static_cast<EQResampleMode>(m);
+        } else if (a == "--linear") {
+            linear = true;
         } else if (a == "--threads" && hasValue) {
             threads = std::atoi(args[++i].c_str());
         } else {
@@ -98,6 +101,7 @@ int QgdiCmdResize(const std::vector<std::string>& args) {
 
     CImageResize resize(mode);
     resize.SetThreadCount(threads);
+    resize.SetLinearLight(linear);
     CRowIterator out;
     const auto previous = std::signal(SIGINT, &OnInterrupt);
     CErrorAutoThrow r;
