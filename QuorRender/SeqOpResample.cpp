@@ -189,6 +189,24 @@ const void* CSeqOpAlphaForm::GetNextRow(int x, int count) {
 
 bool CSeqOpAlphaForm::GetNextRow(void* dst, int x, int count) {
     if (x < 0 || count < 0) return false;
+    VSeqOp* src = Src(0);
+    if (m_bSameLayout && !IsPassThrough() && src) {
+        // The source writes straight into the caller's row; only a row that is
+        // not opaque goes through the row buffer and back.
+        if (!src->GetNextRow(dst, x, count)) return false;
+        if (qgdi::resample::RowIsOpaque(dst, count, src->GetPixelFormat())) {
+            ++m_nOpaqueRows;
+            return true;
+        }
+        m_oData.pSrc = static_cast<const uint8_t*>(dst);
+        m_oData.pDst = m_oRowBuffer.Data();
+        m_oData.nCount = count;
+        m_oData.x = x;
+        if (m_oRowOp.RunCode(m_oData) != keQuorErrSuccess) return false;
+        std::memcpy(dst, m_oRowBuffer.Data(),
+                    static_cast<size_t>(static_cast<int64_t>(CQPixelFormat(GetPixelFormat()).GetBitsPerPixel()) * count / 8));
+        return true;
+    }
     const void* row = GetNextRow(x, count);
     if (!row) return false;
     std::memcpy(dst, row,
