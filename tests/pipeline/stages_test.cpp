@@ -231,3 +231,22 @@ TEST(IoSeqOp, ChainThatCannotResetWritesNothing) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(SeqOpClipboard, RunsTheChainOntoTheClipboardAsRGB) {
+    auto img = MakeImage(5, 4, keFormatBGRA, [](int x, int y, int c) { return c == 3 ? 255 : 40 * c + 9 * x + y; });
+    CSeqOpRowIterator head(img.get());
+    CSeqOpConvert convert(keFormatBGRA);
+    convert.SetSrc(&head, 0, false);
+    ASSERT_EQ(SeqOp_CopyRGBtoClipboard(&convert), keQuorErrSuccess);
+    CRowIterator back;
+    ASSERT_FALSE(back.CreateFromClipboard().IsError());
+    EXPECT_EQ(back.GetPixelFormat(), keFormatBGR);
+    CRowIterator expected;
+    ASSERT_FALSE(expected.CreateFromCopy(*img, nullptr, keFormatBGR).IsError());
+    EXPECT_EQ(ImageBytes(back), ImageBytes(expected));
+    EXPECT_EQ(SeqOp_CopyRGBtoClipboard(nullptr), keQuorErrFailed);
+}
+
+}  // namespace
