@@ -168,8 +168,17 @@ CErrorAutoThrow CImageResize::Resize(const CRowIterator& source, CRowIterator& d
 
     CStatusControl nested(status);
     nested.SetProgressRange(static_cast<uint64_t>(dh));
-    SShared shared{&source, &destination, m_eMode, working, base, output, m_bLinearLight && m_eMode != keResampleNearestNeighbor,
-                   &horizontal, &vertical,  &nested, std::this_thread::get_id()};
+    SShared shared{&source,
+                   &destination,
+                   m_eMode,
+                   working,
+                   base,
+                   output,
+                   m_bLinearLight && m_eMode != keResampleNearestNeighbor,
+                   &horizontal,
+                   &vertical,
+                   &nested,
+                   std::this_thread::get_id()};
 
     // More threads than the processors would only queue behind them.
     const int processors = tbb::this_task_arena::max_concurrency();

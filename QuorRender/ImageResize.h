@@ -34,7 +34,8 @@ public:
     // sizes below 1 or rows too large for 32-bit byte counts, 120 for formats
     // that cannot be resampled, 102 when memory is short, 100 when cancelled
     // (every destination row is then either resized or untouched).
-    CErrorAutoThrow Resize(const CRowIterator& source, CRowIterator& destination, CStatusControl* status = nullptr) const;
+    CErrorAutoThrow Resize(const CRowIterator& source, CRowIterator& destination,
+                           CStatusControl* status = nullptr) const;
     // Creates `destination` (detached) at width x height in the format a
     // resize of the source delivers, then resizes into it.
     CErrorAutoThrow Resize(const CRowIterator& source, int width, int height, CRowIterator& destination,

@@ -12,7 +12,7 @@ void CIoData::SetInput(int index, const CRowIterator* image) {
 
 const CRowIterator* CIoData::GetInput(int index) const noexcept {
     return index >= 0 && static_cast<size_t>(index) < m_apInputs.size() ? m_apInputs[static_cast<size_t>(index)]
-                                                                         : nullptr;
+                                                                        : nullptr;
 }
 
 CImageOp::~CImageOp() = default;

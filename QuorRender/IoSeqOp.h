@@ -17,11 +17,11 @@ class CStatusControl;
 // reads its inputs and writes the destination's rectangle.
 class QGDI_API CIoData {
 public:
-    CRowIterator* pDst = nullptr;              // written by the node
-    const CRowIterator* pSrc = nullptr;        // the graph's source image
-    const CRowIterator* pBackground = nullptr; // optional image under the effect
-    RECT rcDst = {0, 0, 0, 0};                 // what to render, in destination coordinates
-    POINT ptOrigin = {0, 0};                   // destination position of the source's top-left pixel
+    CRowIterator* pDst = nullptr;               // written by the node
+    const CRowIterator* pSrc = nullptr;         // the graph's source image
+    const CRowIterator* pBackground = nullptr;  // optional image under the effect
+    RECT rcDst = {0, 0, 0, 0};                  // what to render, in destination coordinates
+    POINT ptOrigin = {0, 0};                    // destination position of the source's top-left pixel
     CStatusControl* pStatus = nullptr;
 
     // The node's input images by number (null entries are unconnected inputs).

@@ -16,18 +16,22 @@ void SplitChannel(T* dst, const uint8_t* padded, size_t count, int pixelBytes, i
 
 template <class T>
 void SplitAs(T* dst, const uint8_t* padded, size_t count, int pixelBytes, int offset, int sampleBytes) noexcept {
-    if (sampleBytes == 1)
-        SplitChannel<T, uint8_t>(dst, padded, count, pixelBytes, offset);
-    else
-        SplitChannel<T, uint16_t>(dst, padded, count, pixelBytes, offset);
+    if (sampleBytes == 1) SplitChannel<T, uint8_t>(dst, padded, count, pixelBytes, offset);
+    else SplitChannel<T, uint16_t>(dst, padded, count, pixelBytes, offset);
 }
 
 }  // namespace
 
 CKernelWindow::CKernelWindow(quor::EQType type, int width, int height, int anchorX, int anchorY, EEdgeMode edge,
                              uint32_t edgeColour) noexcept
-    : m_eType(type), m_nElemSize(quor::SizeOf(type)), m_nKernelWidth(width), m_nKernelHeight(height),
-      m_nAnchorX(anchorX), m_nAnchorY(anchorY), m_eEdge(edge), m_nEdgeColour(edgeColour) {}
+    : m_eType(type),
+      m_nElemSize(quor::SizeOf(type)),
+      m_nKernelWidth(width),
+      m_nKernelHeight(height),
+      m_nAnchorX(anchorX),
+      m_nAnchorY(anchorY),
+      m_eEdge(edge),
+      m_nEdgeColour(edgeColour) {}
 
 CKernelWindow::~CKernelWindow() = default;
 
@@ -41,8 +45,8 @@ EQChannel CKernelWindow::GetCurrentChannel() const noexcept {
 
 bool CKernelWindow::Setup(EQPixelFormat format, int width, int height, EQChannelSet channels) {
     Teardown();
-    const bool typeOk = m_eType == quor::keTypeInt16 || m_eType == quor::keTypeInt32 ||
-                        m_eType == quor::keTypeReal32 || m_eType == quor::keTypeReal64;
+    const bool typeOk = m_eType == quor::keTypeInt16 || m_eType == quor::keTypeInt32 || m_eType == quor::keTypeReal32 ||
+                        m_eType == quor::keTypeReal64;
     const CQPixelFormat pf(format);
     if (!typeOk || m_nKernelWidth < 1 || m_nKernelHeight < 1 || m_nAnchorX < 0 || m_nAnchorX >= m_nKernelWidth ||
         m_nAnchorY < 0 || m_nAnchorY >= m_nKernelHeight || width < 1 || height < 1)
@@ -144,17 +148,13 @@ bool CKernelWindow::LoadSlot(size_t slot, int row) {
     if (m_eEdge == keEdgeWrap || m_eEdge == keEdgeClamp || m_eEdge == keEdgeConstant) {
         for (int k = 1; k <= m_nAnchorX; ++k) {
             uint8_t* d = padded + static_cast<size_t>(m_nAnchorX - k) * px;
-            if (m_eEdge == keEdgeConstant)
-                std::memcpy(d, m_oConstant.Data(), px);
-            else
-                std::memcpy(d, src + static_cast<size_t>(qgdi::edge::MapIndex(-k, w, m_eEdge)) * px, px);
+            if (m_eEdge == keEdgeConstant) std::memcpy(d, m_oConstant.Data(), px);
+            else std::memcpy(d, src + static_cast<size_t>(qgdi::edge::MapIndex(-k, w, m_eEdge)) * px, px);
         }
         for (int k = 1; k <= right; ++k) {
             uint8_t* d = padded + static_cast<size_t>(m_nAnchorX + w + k - 1) * px;
-            if (m_eEdge == keEdgeConstant)
-                std::memcpy(d, m_oConstant.Data(), px);
-            else
-                std::memcpy(d, src + static_cast<size_t>(qgdi::edge::MapIndex(w + k - 1, w, m_eEdge)) * px, px);
+            if (m_eEdge == keEdgeConstant) std::memcpy(d, m_oConstant.Data(), px);
+            else std::memcpy(d, src + static_cast<size_t>(qgdi::edge::MapIndex(w + k - 1, w, m_eEdge)) * px, px);
         }
     }
     Split(m_apSlots[slot], padded);

@@ -149,12 +149,9 @@ bool CPixelResampler::SampleFixed(int32_t x256, int32_t y256, void* pixel) const
     }
     auto* out = static_cast<uint8_t*>(pixel);
     for (int c = 0; c < m_nChannels; ++c) {
-        if (bpc == 8)
-            Store<uint8_t>(out, static_cast<size_t>(c), acc[c], full);
-        else if (bpc == 16)
-            Store<uint16_t>(out, static_cast<size_t>(c), acc[c], full);
-        else
-            Store<float>(out, static_cast<size_t>(c), acc[c], full);
+        if (bpc == 8) Store<uint8_t>(out, static_cast<size_t>(c), acc[c], full);
+        else if (bpc == 16) Store<uint16_t>(out, static_cast<size_t>(c), acc[c], full);
+        else Store<float>(out, static_cast<size_t>(c), acc[c], full);
     }
     return true;
 }
@@ -164,8 +161,7 @@ bool CPixelResampler::Sample(double x, double y, void* pixel) const {
                        pixel);
 }
 
-bool CPixelResampler::SampleSpan(int32_t x256, int32_t y256, int32_t dx256, int32_t dy256, int count,
-                                 void* dst) const {
+bool CPixelResampler::SampleSpan(int32_t x256, int32_t y256, int32_t dx256, int32_t dy256, int count, void* dst) const {
     if (!m_pImage || count < 0) return false;
     const size_t pixelBytes = static_cast<size_t>(CQPixelFormat(m_eFormat).GetBytesPerPixel());
     auto* out = static_cast<uint8_t*>(dst);

@@ -15,7 +15,8 @@ public:
     ~CQBuffer() { Free(); }
     CQBuffer(const CQBuffer&) = delete;
     CQBuffer& operator=(const CQBuffer&) = delete;
-    CQBuffer(CQBuffer&& other) noexcept : m_pData(other.m_pData), m_nSize(other.m_nSize), m_nCapacity(other.m_nCapacity) {
+    CQBuffer(CQBuffer&& other) noexcept
+        : m_pData(other.m_pData), m_nSize(other.m_nSize), m_nCapacity(other.m_nCapacity) {
         other.m_pData = nullptr;
         other.m_nSize = other.m_nCapacity = 0;
     }

@@ -198,8 +198,8 @@ SRowFns FindResampleRowFns(ESampleType sample, bool accumulateSigned, quor::EQTy
 }  // namespace qgdi::QGDI_TARGET_NS
 
 #if QGDI_BASELINE_PASS
-QGDI_DECLARE_PER_TARGET(qgdi::resample::SRowFns FindResampleRowFns(qgdi::resample::ESampleType, bool, quor::EQType,
-                                                                   int, int) noexcept)
+QGDI_DECLARE_PER_TARGET(qgdi::resample::SRowFns FindResampleRowFns(qgdi::resample::ESampleType, bool, quor::EQType, int,
+                                                                   int) noexcept)
 
 namespace qgdi::resample {
 SRowFns FindRowFns(ESampleType sample, bool accumulateSigned, quor::EQType verticalWeights, int channels,

@@ -244,8 +244,7 @@ double MitchellWeight(double x) noexcept {
     // B = C = 1/3.
     constexpr double B = 1.0 / 3.0, C = 1.0 / 3.0;
     x = std::fabs(x);
-    if (x < 1)
-        return ((12 - 9 * B - 6 * C) * x * x * x + (-18 + 12 * B + 6 * C) * x * x + (6 - 2 * B)) / 6;
+    if (x < 1) return ((12 - 9 * B - 6 * C) * x * x * x + (-18 + 12 * B + 6 * C) * x * x + (6 - 2 * B)) / 6;
     if (x < 2)
         return ((-B - 6 * C) * x * x * x + (6 * B + 30 * C) * x * x + (-12 * B - 48 * C) * x + (8 * B + 24 * C)) / 6;
     return 0;
@@ -264,7 +263,8 @@ void NormaliseWeights(const double* raw, int taps, double sum, uint32_t scale, i
     int64_t before = 0;
     for (int k = 0; k < taps; ++k) {
         exact += raw[k] * f;
-        const int64_t upTo = k == taps - 1 ? static_cast<int64_t>(scale) : static_cast<int64_t>(std::floor(exact + 0.5));
+        const int64_t upTo = k == taps - 1 ? static_cast<int64_t>(scale)
+                                           : static_cast<int64_t>(std::floor(exact + 0.5));
         out[k] = upTo - before;
         before = upTo;
     }

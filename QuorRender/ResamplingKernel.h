@@ -19,12 +19,12 @@ public:
         uint32_t nTaps;
     };
 
-    int32_t nCount = 0;                                // records (output samples)
-    int32_t nMaxTaps = 0;                              // weights per record
-    quor::EQType eWeightType = quor::keTypeNull;       // 3, 4: 16-bit weights; 5, 6: 32-bit
-    uint32_t nIntermediateSize = 0;                    // bytes of a horizontally resampled sample
-    uint32_t nScale = 0;                               // what a record's weights add up to
-    uint32_t nStride = 0;                              // bytes from one record to the next
+    int32_t nCount = 0;                           // records (output samples)
+    int32_t nMaxTaps = 0;                         // weights per record
+    quor::EQType eWeightType = quor::keTypeNull;  // 3, 4: 16-bit weights; 5, 6: 32-bit
+    uint32_t nIntermediateSize = 0;               // bytes of a horizontally resampled sample
+    uint32_t nScale = 0;                          // what a record's weights add up to
+    uint32_t nStride = 0;                         // bytes from one record to the next
     uint8_t* pRecords = nullptr;
 
     CResamplingKernelArray() noexcept = default;
@@ -35,7 +35,8 @@ public:
     // Gives the array its shape and zeroed records of its own. False, and the
     // array left empty, for a count or tap count below 1, a weight type outside
     // 3-6, a scale that is not a power of two or memory that cannot be had.
-    bool Create(int count, int maxTaps, quor::EQType weightType, uint32_t scale, uint32_t intermediateSize = 4) noexcept;
+    bool Create(int count, int maxTaps, quor::EQType weightType, uint32_t scale,
+                uint32_t intermediateSize = 4) noexcept;
     // Records `first` .. `first + count - 1` of `other`, shared, not copied:
     // `other` must outlive this view.
     bool CreateView(const CResamplingKernelArray& other, int first, int count) noexcept;
@@ -50,8 +51,12 @@ public:
     // Weight k of record i, read as signed or unsigned by the weight type.
     int64_t Weight(int i, int k) const noexcept;
     void SetWeight(int i, int k, int64_t w) const noexcept;
-    bool HasWideWeights() const noexcept { return eWeightType == quor::keTypeUInt32 || eWeightType == quor::keTypeInt32; }
-    bool HasSignedWeights() const noexcept { return eWeightType == quor::keTypeInt16 || eWeightType == quor::keTypeInt32; }
+    bool HasWideWeights() const noexcept {
+        return eWeightType == quor::keTypeUInt32 || eWeightType == quor::keTypeInt32;
+    }
+    bool HasSignedWeights() const noexcept {
+        return eWeightType == quor::keTypeInt16 || eWeightType == quor::keTypeInt32;
+    }
 
     // Moves the taps of every record inside 0..n-1, adding the weights of
     // samples outside onto the nearest edge sample, and drops trailing zero
@@ -78,8 +83,8 @@ QGDI_API bool GenerateAverageKernel(CResamplingKernelArray& a, double start, dou
 // Taps from a weight function of the distance (k - t for tap k, t the
 // fraction of the position), normalised to the scale. False for more taps
 // than the records hold or a record whose raw weights add up to nothing.
-QGDI_API bool GenerateGenericKernel(CResamplingKernelArray& a, int n, double (*weight)(double distance, int offset, int taps),
-                                    int offset, int taps);
+QGDI_API bool GenerateGenericKernel(CResamplingKernelArray& a, int n,
+                                    double (*weight)(double distance, int offset, int taps), int offset, int taps);
 // Writes the records to the diagnostic channel.
 QGDI_API void CResamplingKernelArray_Dump(const CResamplingKernelArray& a);
 

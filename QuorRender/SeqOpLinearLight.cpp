@@ -64,7 +64,8 @@ bool CSeqOpLinearLight::Reset() {
     const SQPixelFormatTraits* from = QGDI_FindPixelFormatTraits(m_eFrom);
     const SQPixelFormatTraits* to = QGDI_FindPixelFormatTraits(m_eTo);
     if (!from || !to || from->channelCount != to->channelCount || from->formatClass == keFormatClassIndexed ||
-        (m_bToLinear ? to->bitsPerChannel != (from->bitsPerChannel == 32 ? 32 : 16) : from->bitsPerChannel != (to->bitsPerChannel == 32 ? 32 : 16)))
+        (m_bToLinear ? to->bitsPerChannel != (from->bitsPerChannel == 32 ? 32 : 16)
+                     : from->bitsPerChannel != (to->bitsPerChannel == 32 ? 32 : 16)))
         return false;
     m_nChannels = from->channelCount;
     m_nAlpha = from->alpha ? m_nChannels - 1 : -1;

@@ -7,8 +7,8 @@
 #include "qdibcore/Source/PixelFormatTraits.h"
 
 namespace {
-constexpr const char* kModeNames[keResampleModeCount] = {"nearest", "bilinear", "bicubic", "area", "lanczos",
-                                                         "mitchell"};
+constexpr const char* kModeNames[keResampleModeCount] = {"nearest", "bilinear", "bicubic",
+                                                         "area",    "lanczos",  "mitchell"};
 }
 
 const char* QGDI_GetResampleModeName(int mode) noexcept {
@@ -117,8 +117,8 @@ bool BuildKernels(EQResampleMode mode, EQPixelFormat working, int srcW, int srcH
     };
     const uint32_t intermediate = t->bitsPerChannel == 16 ? 8 : 4;
     return horizontal.Create(dstW, h.taps, type(h.negative), hScale, intermediate) &&
-           vertical.Create(dstH, v.taps, type(v.negative), vScale, intermediate) && Generate(horizontal, h, mode, srcW) &&
-           Generate(vertical, v, mode, srcH);
+           vertical.Create(dstH, v.taps, type(v.negative), vScale, intermediate) &&
+           Generate(horizontal, h, mode, srcW) && Generate(vertical, v, mode, srcH);
 }
 
 }  // namespace qgdi::resample
@@ -203,14 +203,16 @@ bool CSeqOpAlphaForm::GetNextRow(void* dst, int x, int count) {
         m_oData.nCount = count;
         m_oData.x = x;
         if (m_oRowOp.RunCode(m_oData) != keQuorErrSuccess) return false;
-        std::memcpy(dst, m_oRowBuffer.Data(),
-                    static_cast<size_t>(static_cast<int64_t>(CQPixelFormat(GetPixelFormat()).GetBitsPerPixel()) * count / 8));
+        std::memcpy(
+            dst, m_oRowBuffer.Data(),
+            static_cast<size_t>(static_cast<int64_t>(CQPixelFormat(GetPixelFormat()).GetBitsPerPixel()) * count / 8));
         return true;
     }
     const void* row = GetNextRow(x, count);
     if (!row) return false;
-    std::memcpy(dst, row,
-                static_cast<size_t>(static_cast<int64_t>(CQPixelFormat(GetPixelFormat()).GetBitsPerPixel()) * count / 8));
+    std::memcpy(
+        dst, row,
+        static_cast<size_t>(static_cast<int64_t>(CQPixelFormat(GetPixelFormat()).GetBitsPerPixel()) * count / 8));
     return true;
 }
 
@@ -226,9 +228,7 @@ void CSeqOpResample::SetSize(int width, int height) noexcept {
     m_nHeight = height;
 }
 
-EQPixelFormat CSeqOpResample::GetPixelFormat() const {
-    return qgdi::resample::OutputFormat(CSeqOp::GetPixelFormat());
-}
+EQPixelFormat CSeqOpResample::GetPixelFormat() const { return qgdi::resample::OutputFormat(CSeqOp::GetPixelFormat()); }
 
 bool CSeqOpResample::Reset() {
     m_pTail.reset();
@@ -288,7 +288,8 @@ bool CSeqOpResampleNearestNeighbor::Reset() {
     if (!format.IsPixelByteAligned() || src->GetWidth() < 1 || src->GetHeight() < 1) return false;
     m_nPixelBytes = format.GetBytesPerPixel();
     m_aOffset.resize(static_cast<size_t>(m_nWidth));
-    for (int x = 0; x < m_nWidth; ++x) m_aOffset[static_cast<size_t>(x)] = SourceIndex(x, m_nWidth, src->GetWidth()) * m_nPixelBytes;
+    for (int x = 0; x < m_nWidth; ++x)
+        m_aOffset[static_cast<size_t>(x)] = SourceIndex(x, m_nWidth, src->GetWidth()) * m_nPixelBytes;
     return true;
 }
 

@@ -112,7 +112,8 @@ public:
 
     // Source index of output index i of count taken from n.
     static int SourceIndex(int i, int count, int n) noexcept {
-        return static_cast<int>(std::min<int64_t>(n - 1, (2 * static_cast<int64_t>(i) + 1) * n / (2 * static_cast<int64_t>(count))));
+        return static_cast<int>(
+            std::min<int64_t>(n - 1, (2 * static_cast<int64_t>(i) + 1) * n / (2 * static_cast<int64_t>(count))));
     }
 
 private:

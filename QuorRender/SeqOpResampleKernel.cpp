@@ -43,20 +43,25 @@ void ExpandWeights(const CResamplingKernelArray& h, int taps, int channels, int 
 bool CSeqOpResampleKernel::BuildPlan() {
     const int taps = std::min(m_pHorizontal->nMaxTaps, m_nSrcWidth);
     m_aStart.assign(static_cast<size_t>(m_nOutWidth), 0);
-    const size_t count = static_cast<size_t>(m_nOutWidth) * static_cast<size_t>(taps) * static_cast<size_t>(m_nChannels);
+    const size_t count = static_cast<size_t>(m_nOutWidth) * static_cast<size_t>(taps) *
+                         static_cast<size_t>(m_nChannels);
     if (!m_oPlanWeights.Grow(count * m_nAccSize)) return false;
     switch (m_eSample) {
     case ESampleType::kU8:
         if (m_bSigned)
-            ExpandWeights(*m_pHorizontal, taps, m_nChannels, m_nSrcWidth, m_aStart.data(), m_oPlanWeights.As<int32_t>());
+            ExpandWeights(*m_pHorizontal, taps, m_nChannels, m_nSrcWidth, m_aStart.data(),
+                          m_oPlanWeights.As<int32_t>());
         else
-            ExpandWeights(*m_pHorizontal, taps, m_nChannels, m_nSrcWidth, m_aStart.data(), m_oPlanWeights.As<uint32_t>());
+            ExpandWeights(*m_pHorizontal, taps, m_nChannels, m_nSrcWidth, m_aStart.data(),
+                          m_oPlanWeights.As<uint32_t>());
         break;
     case ESampleType::kU16:
         if (m_bSigned)
-            ExpandWeights(*m_pHorizontal, taps, m_nChannels, m_nSrcWidth, m_aStart.data(), m_oPlanWeights.As<int64_t>());
+            ExpandWeights(*m_pHorizontal, taps, m_nChannels, m_nSrcWidth, m_aStart.data(),
+                          m_oPlanWeights.As<int64_t>());
         else
-            ExpandWeights(*m_pHorizontal, taps, m_nChannels, m_nSrcWidth, m_aStart.data(), m_oPlanWeights.As<uint64_t>());
+            ExpandWeights(*m_pHorizontal, taps, m_nChannels, m_nSrcWidth, m_aStart.data(),
+                          m_oPlanWeights.As<uint64_t>());
         break;
     case ESampleType::kF32:
         ExpandWeights(*m_pHorizontal, taps, m_nChannels, m_nSrcWidth, m_aStart.data(), m_oPlanWeights.As<float>());
@@ -88,7 +93,8 @@ bool CSeqOpResampleKernel::Reset() {
     m_eSample = format.IsFloat() ? ESampleType::kF32 : format.Is16bit() ? ESampleType::kU16 : ESampleType::kU8;
     const auto weightFamily = [](quor::EQType t) { return t >= quor::keTypeUInt16 && t <= quor::keTypeInt32; };
     if (!weightFamily(m_pHorizontal->eWeightType) || !weightFamily(m_pVertical->eWeightType)) return false;
-    m_bSigned = m_eSample != ESampleType::kF32 && (m_pHorizontal->HasSignedWeights() || m_pVertical->HasSignedWeights());
+    m_bSigned = m_eSample != ESampleType::kF32 &&
+                (m_pHorizontal->HasSignedWeights() || m_pVertical->HasSignedWeights());
     m_nAccSize = m_eSample == ESampleType::kU16 ? 8 : 4;
     if (!BuildPlan()) return false;
 

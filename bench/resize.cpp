@@ -181,10 +181,8 @@ void RunVips(benchmark::State& state, const SFilter& f, bool reduce, bool bgr) {
                                                    bgr ? 3 : 4, VIPS_FORMAT_UCHAR);
         VipsImage* out = nullptr;
         int r = 0;
-        if (f.vipsKernel < 0 && reduce)
-            r = vips_shrink(in, &out, 1.0 / scale, 1.0 / scale, nullptr);
-        else
-            r = vips_resize(in, &out, scale, "kernel", f.vipsKernel < 0 ? VIPS_KERNEL_LINEAR : f.vipsKernel, nullptr);
+        if (f.vipsKernel < 0 && reduce) r = vips_shrink(in, &out, 1.0 / scale, 1.0 / scale, nullptr);
+        else r = vips_resize(in, &out, scale, "kernel", f.vipsKernel < 0 ? VIPS_KERNEL_LINEAR : f.vipsKernel, nullptr);
         if (r == 0) {
             VipsImage* mem = vips_image_new_from_memory(outBytes.data(), outBytes.size(), size, size, bgr ? 3 : 4,
                                                         VIPS_FORMAT_UCHAR);
@@ -222,15 +220,15 @@ void Register() {
 #endif
                 if (all > 1) {
                     const std::string tn = base + "t" + std::to_string(all) + "/";
-                    Configure(benchmark::RegisterBenchmark((tn + "ours").c_str(), [=](benchmark::State& s) {
-                                  RunOurs(s, *pf, reduce, bgr, all);
-                              }),
-                              bytes);
+                    Configure(
+                        benchmark::RegisterBenchmark((tn + "ours").c_str(),
+                                                     [=](benchmark::State& s) { RunOurs(s, *pf, reduce, bgr, all); }),
+                        bytes);
 #ifdef QGDI_HAVE_OPENCV
-                    Configure(benchmark::RegisterBenchmark((tn + "opencv").c_str(), [=](benchmark::State& s) {
-                                  RunOpenCV(s, *pf, reduce, bgr, all);
-                              }),
-                              bytes);
+                    Configure(
+                        benchmark::RegisterBenchmark((tn + "opencv").c_str(),
+                                                     [=](benchmark::State& s) { RunOpenCV(s, *pf, reduce, bgr, all); }),
+                        bytes);
 #endif
                 }
             }

@@ -35,9 +35,9 @@ TEST_P(KernelWidths, BicubicEdgesAndMiddle) {
     CResamplingKernelArray a;
     ASSERT_TRUE(a.Create(19, 4, GetParam(), 256));
     ASSERT_TRUE(GenerateBicubicKernel(a, 10));
-    ExpectRecord(a, 0, {0, 3, {256, 0, 0}});         // first sample, t = 0
-    ExpectRecord(a, 1, {0, 3, {128, 160, -32}});     // j = 0: wm folded onto sample 0
-    ExpectRecord(a, 2, {0, 4, {0, 256, 0, 0}});      // t = 0 in the middle
+    ExpectRecord(a, 0, {0, 3, {256, 0, 0}});      // first sample, t = 0
+    ExpectRecord(a, 1, {0, 3, {128, 160, -32}});  // j = 0: wm folded onto sample 0
+    ExpectRecord(a, 2, {0, 4, {0, 256, 0, 0}});   // t = 0 in the middle
     ExpectRecord(a, 9, {3, 4, {-32, 160, 160, -32}});
     ExpectRecord(a, 17, {6, 4, {0, -32, 160, 128}});  // j = n - 2: w2 folded onto the last
     ExpectRecord(a, 18, {6, 4, {0, 0, 0, 256}});      // the last sample
@@ -125,7 +125,8 @@ TEST(KernelArray, WeightsAddUpToTheScale) {
                             : g == 1 ? GenerateBilinearKernel(a, n)
                             : g == 2 ? GenerateAverageKernel(a, 0, n, 0, true)
                                      : qgdi::resample::GenerateGeneric(
-                                           a, n, [](double d, int o, int) { return qgdi::resample::LanczosWeight(d - o, 3); },
+                                           a, n,
+                                           [](double d, int o, int) { return qgdi::resample::LanczosWeight(d - o, 3); },
                                            2, 6);
             ASSERT_TRUE(ok);
             for (int i = 0; i < a.nCount; ++i) {

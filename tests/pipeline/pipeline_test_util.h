@@ -39,12 +39,9 @@ inline std::unique_ptr<CRowIterator> MakeImage(int w, int h, EQPixelFormat f,
             for (int c = 0; c < channels; ++c) {
                 const double v = fn(x, y, c);
                 const size_t i = static_cast<size_t>(x) * channels + c;
-                if (bpc == 8)
-                    row[i] = static_cast<uint8_t>(v);
-                else if (bpc == 16)
-                    reinterpret_cast<uint16_t*>(row)[i] = static_cast<uint16_t>(v);
-                else
-                    reinterpret_cast<float*>(row)[i] = static_cast<float>(v);
+                if (bpc == 8) row[i] = static_cast<uint8_t>(v);
+                else if (bpc == 16) reinterpret_cast<uint16_t*>(row)[i] = static_cast<uint16_t>(v);
+                else reinterpret_cast<float*>(row)[i] = static_cast<float>(v);
             }
         img->ReleaseRow(y).Ignore();
     }

@@ -31,19 +31,20 @@ double Sample(const CRowIterator& img, int x, int y, int c) {
     const CQPixelFormat f(img.GetPixelFormat());
     const uint8_t* row = img.GetRow(y, 0, img.GetWidth());
     const size_t i = static_cast<size_t>(x) * f.GetChannelCount() + c;
-    const double v = f.Is8bit() ? row[i] : f.Is16bit() ? reinterpret_cast<const uint16_t*>(row)[i]
-                                                       : reinterpret_cast<const float*>(row)[i];
+    const double v = f.Is8bit()    ? row[i]
+                     : f.Is16bit() ? reinterpret_cast<const uint16_t*>(row)[i]
+                                   : reinterpret_cast<const float*>(row)[i];
     img.ReleaseRow(y).Ignore();
     return v;
 }
 
 using FlatCase = std::tuple<EQResampleMode, EQPixelFormat>;
 class FlatStaysFlat : public ::testing::TestWithParam<FlatCase> {};
-INSTANTIATE_TEST_SUITE_P(
-    AllModes, FlatStaysFlat,
-    ::testing::Combine(::testing::ValuesIn(kModes),
-                       ::testing::Values(keFormatGrey, keFormatBGR, keFormatBGRA, keFormatBGRxA, keFormatGreyA,
-                                         keFormatBGR_u16, keFormatBGRA_u16, keFormatBGR_f32)));
+INSTANTIATE_TEST_SUITE_P(AllModes, FlatStaysFlat,
+                         ::testing::Combine(::testing::ValuesIn(kModes),
+                                            ::testing::Values(keFormatGrey, keFormatBGR, keFormatBGRA, keFormatBGRxA,
+                                                              keFormatGreyA, keFormatBGR_u16, keFormatBGRA_u16,
+                                                              keFormatBGR_f32)));
 
 TEST_P(FlatStaysFlat, ThroughEveryScale) {
     const auto [mode, format] = GetParam();
@@ -90,8 +91,8 @@ TEST(Resize, RoundTripsOfASmoothImage) {
     auto src = MakeImage(64, 48, keFormatBGR, [](int x, int y, int c) {
         return 128 + 100 * std::sin(x * 0.11 + c) * std::cos(y * 0.09 - c);
     });
-    for (const EQResampleMode mode : {keResampleBilinear, keResampleBicubic, keResampleAreaAverage,
-                                      keResampleLanczos3, keResampleMitchell}) {
+    for (const EQResampleMode mode :
+         {keResampleBilinear, keResampleBicubic, keResampleAreaAverage, keResampleLanczos3, keResampleMitchell}) {
         for (const bool upFirst : {true, false}) {
             const int w = upFirst ? 157 : 40, h = upFirst ? 131 : 30;
             auto mid = Resized(*src, w, h, mode);
@@ -230,8 +231,7 @@ TEST(Resize, BadSizesAndFormatsGiveCodes) {
 }
 
 TEST(ResampleModes, NamesRoundTrip) {
-    for (const EQResampleMode mode : kModes)
-        EXPECT_EQ(QGDI_ParseResampleMode(QGDI_GetResampleModeName(mode)), mode);
+    for (const EQResampleMode mode : kModes) EXPECT_EQ(QGDI_ParseResampleMode(QGDI_GetResampleModeName(mode)), mode);
     EXPECT_EQ(QGDI_GetResampleModeName(6), nullptr);
     EXPECT_EQ(QGDI_ParseResampleMode("sinc"), -1);
 }
@@ -243,7 +243,8 @@ namespace {
 // Opaque rows leave as the source's own memory; the others equal a plain
 // conversion.
 TEST(SeqOpAlphaForm, PassesOpaqueRowsAndConvertsTheRest) {
-    auto img = MakeImage(9, 4, keFormatBGRA, [](int x, int y, int c) { return c == 3 ? (y == 2 && x == 5 ? 90 : 255) : 30 * c + x; });
+    auto img = MakeImage(9, 4, keFormatBGRA,
+                         [](int x, int y, int c) { return c == 3 ? (y == 2 && x == 5 ? 90 : 255) : 30 * c + x; });
     CSeqOpRowIterator head(img.get()), head2(img.get());
     CSeqOpAlphaForm form(keFormatBGRxA);
     CSeqOpConvert plain(keFormatBGRxA);

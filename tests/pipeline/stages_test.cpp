@@ -178,8 +178,7 @@ TEST(SeqOpTile, RepeatsAcrossAndDownAndNeverStops) {
     const Bytes rows = PullAll(tile, 5);  // two rows past its height
     ASSERT_EQ(rows.size(), 40u);
     const uint8_t row0[8] = {0, 1, 2, 0, 1, 2, 0, 1}, row1[8] = {1, 2, 3, 1, 2, 3, 1, 2};
-    for (int y = 0; y < 5; ++y)
-        EXPECT_EQ(0, std::memcmp(rows.data() + 8 * y, y % 2 ? row1 : row0, 8)) << "row " << y;
+    for (int y = 0; y < 5; ++y) EXPECT_EQ(0, std::memcmp(rows.data() + 8 * y, y % 2 ? row1 : row0, 8)) << "row " << y;
 }
 
 // ---- the effect node --------------------------------------------------------

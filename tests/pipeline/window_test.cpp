@@ -84,8 +84,8 @@ TEST(KernelSourceIterator, WrapsRowsToo) {
 
 TEST(PixelResampler, WholePositionsGiveThePixelAndHalvesTheMean) {
     auto img = MakeImage(6, 5, keFormatBGR, [](int x, int y, int c) { return 20 * x + 7 * y + c; });
-    for (const EQResampleMode mode : {keResampleNearestNeighbor, keResampleBilinear, keResampleBicubic,
-                                      keResampleLanczos3, keResampleMitchell}) {
+    for (const EQResampleMode mode :
+         {keResampleNearestNeighbor, keResampleBilinear, keResampleBicubic, keResampleLanczos3, keResampleMitchell}) {
         CPixelResampler r(mode, keEdgeClamp);
         ASSERT_FALSE(r.Attach(img.get()).IsError());
         uint8_t px[3];

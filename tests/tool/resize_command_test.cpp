@@ -29,10 +29,10 @@ TEST(ResizeCommand, WritesTheRequestedSize) {
     ASSERT_TRUE(img) << error;
     EXPECT_EQ(img->GetWidth(), 74);
     const std::vector<std::vector<std::string>> refused = {
-        {"-", out},                                    // no size
-        {"-", out, "--size", "3x3", "--scale", "2"},   // both
-        {"-", out, "--size", "0x3"},                   // empty
-        {"-", out, "--scale", "-1"},                   // negative
+        {"-", out},                                   // no size
+        {"-", out, "--size", "3x3", "--scale", "2"},  // both
+        {"-", out, "--size", "0x3"},                  // empty
+        {"-", out, "--scale", "-1"},                  // negative
         {"-", out, "--size", "3x3", "--filter", "sinc"},
     };
     for (const auto& args : refused) EXPECT_EQ(QgdiCmdResize(args), 2) << args.back();

@@ -40,7 +40,8 @@ int QgdiCmdResize(const std::vector<std::string>& args) {
     EQResampleMode mode = keResampleBicubic;
     const char* usage =
         "usage: qgdi resize IN OUT (--size WxH | --scale F) "
-        "[--filter nearest|bilinear|bicubic|area|lanczos|mitchell] [--linear] [--threads N]   (IN '-' is the built-in sample)\n";
+        "[--filter nearest|bilinear|bicubic|area|lanczos|mitchell] [--linear] [--threads N]   (IN '-' is the built-in "
+        "sample)\n";
     int threads = 0;
     bool linear = false;
     for (size_t i = 0; i < args.size(); ++i) {
