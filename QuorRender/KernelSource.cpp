@@ -1,5 +1,6 @@
 #include "QuorRender/KernelSource.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -252,6 +253,9 @@ bool CKernelSourceIterator::Next() { return m_pImage && Advance(); }
 
 const uint8_t* CKernelSourceIterator::FetchRow(int row) {
     ReleaseFetched();
+    // An edge mode outside the three treats rows as in range; an image cannot
+    // hand out a row it does not have, so the index is held inside it.
+    row = std::clamp(row, 0, m_pImage->GetHeight() - 1);
     const uint8_t* p = m_pImage->GetRow(row, 0, m_pImage->GetWidth());
     if (p) m_nHeld = row;
     return p;
