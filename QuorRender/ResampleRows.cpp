@@ -69,6 +69,43 @@ void HorizontalRow(void* dst, const void* src, const SHorizontalPlan& plan) {
     }
 }
 
+// Three channels carried in four lanes: pixel k is read as the four
+// samples from 3k (the fourth belongs to the next pixel and meets a zero
+// weight), so that a run multiplies as whole vectors of four, as BGRA does.
+// Runs that reach the row's last pixel (the plan puts them last) have no
+// next pixel to read and go three lanes wide.
+template <class Src, class Acc, int T>
+void HorizontalRow3in4(void* dst, const void* src, const SHorizontalPlan& plan) {
+    const Src* s = static_cast<const Src*>(src);
+    Acc* d = static_cast<Acc*>(dst);
+    const Acc* w = static_cast<const Acc*>(plan.pWeights);
+    const int taps = T > 0 ? T : plan.nTaps;
+    int x = 0;
+    for (; x < plan.nFour; ++x, w += taps * 4, d += 3) {
+        const Src* p = s + plan.pStart[x];
+        if constexpr (T > 0) {
+            Acc prod[T * 4];
+            for (int k = 0; k < T; ++k)
+                for (int l = 0; l < 4; ++l) prod[k * 4 + l] = w[k * 4 + l] * static_cast<Acc>(p[k * 3 + l]);
+            Acc acc[4];
+            Fold<Acc, 4, T>(prod, acc);
+            for (int c = 0; c < 3; ++c) d[c] = acc[c];
+        } else {
+            Acc acc[4] = {};
+            for (int k = 0; k < taps; ++k)
+                for (int l = 0; l < 4; ++l) acc[l] += w[k * 4 + l] * static_cast<Acc>(p[k * 3 + l]);
+            for (int c = 0; c < 3; ++c) d[c] = acc[c];
+        }
+    }
+    for (; x < plan.nOut; ++x, w += taps * 3, d += 3) {
+        const Src* p = s + plan.pStart[x];
+        Acc acc[3] = {};
+        for (int k = 0; k < taps; ++k)
+            for (int c = 0; c < 3; ++c) acc[c] += w[k * 3 + c] * static_cast<Acc>(p[k * 3 + c]);
+        for (int c = 0; c < 3; ++c) d[c] = acc[c];
+    }
+}
+
 template <class Out, class Acc>
 inline Out Finish(Acc sum, int shift, float inv) noexcept {
     if constexpr (std::is_floating_point_v<Acc>) {
@@ -127,6 +164,21 @@ void ClampRow(void* dst, const void* acc, size_t n) {
     for (size_t i = 0; i < n; ++i) d[i] = static_cast<Out>(std::clamp<Acc>(a[i], 0, kMax));  // @vectorised
 }
 
+template <class Src, class Acc>
+qgdi::resample::QHorizontalFn PickHorizontal3in4(int taps) noexcept {
+    switch (taps) {
+    case 1: return &HorizontalRow3in4<Src, Acc, 1>;
+    case 2: return &HorizontalRow3in4<Src, Acc, 2>;
+    case 3: return &HorizontalRow3in4<Src, Acc, 3>;
+    case 4: return &HorizontalRow3in4<Src, Acc, 4>;
+    case 5: return &HorizontalRow3in4<Src, Acc, 5>;
+    case 6: return &HorizontalRow3in4<Src, Acc, 6>;
+    case 7: return &HorizontalRow3in4<Src, Acc, 7>;
+    case 8: return &HorizontalRow3in4<Src, Acc, 8>;
+    default: return &HorizontalRow3in4<Src, Acc, 0>;
+    }
+}
+
 template <class Src, class Acc, int C>
 qgdi::resample::QHorizontalFn PickHorizontal(int taps) noexcept {
     switch (taps) {
@@ -164,7 +216,7 @@ bool FillVerticalForWeights(SRowFns& fns, quor::EQType weights) noexcept {
 }
 
 template <class Src, class Acc, bool kClamp>
-SRowFns Build(quor::EQType weights, int channels, int taps) noexcept {
+SRowFns Build(quor::EQType weights, int channels, int taps, bool threeInFour) noexcept {
     SRowFns fns;
     using Out = std::conditional_t<kClamp, Acc, Src>;
     if (!FillVerticalForWeights<Acc, Out>(fns, weights)) return {};
@@ -172,7 +224,9 @@ SRowFns Build(quor::EQType weights, int channels, int taps) noexcept {
     switch (channels) {
     case 1: fns.horizontal = PickHorizontal<Src, Acc, 1>(taps); break;
     case 2: fns.horizontal = PickHorizontal<Src, Acc, 2>(taps); break;
-    case 3: fns.horizontal = PickHorizontal<Src, Acc, 3>(taps); break;
+    case 3:
+        fns.horizontal = threeInFour ? PickHorizontal3in4<Src, Acc>(taps) : PickHorizontal<Src, Acc, 3>(taps);
+        break;
     case 4: fns.horizontal = PickHorizontal<Src, Acc, 4>(taps); break;
     default: return {};
     }
@@ -182,15 +236,15 @@ SRowFns Build(quor::EQType weights, int channels, int taps) noexcept {
 }  // namespace
 
 SRowFns FindResampleRowFns(ESampleType sample, bool accumulateSigned, quor::EQType verticalWeights, int channels,
-                           int planTaps) noexcept {
+                           int planTaps, bool threeInFour) noexcept {
     switch (sample) {
     case ESampleType::kU8:
-        return accumulateSigned ? Build<uint8_t, int32_t, true>(verticalWeights, channels, planTaps)
-                                : Build<uint8_t, uint32_t, false>(verticalWeights, channels, planTaps);
+        return accumulateSigned ? Build<uint8_t, int32_t, true>(verticalWeights, channels, planTaps, threeInFour)
+                                : Build<uint8_t, uint32_t, false>(verticalWeights, channels, planTaps, threeInFour);
     case ESampleType::kU16:
-        return accumulateSigned ? Build<uint16_t, int64_t, true>(verticalWeights, channels, planTaps)
-                                : Build<uint16_t, uint64_t, false>(verticalWeights, channels, planTaps);
-    case ESampleType::kF32: return Build<float, float, false>(verticalWeights, channels, planTaps);
+        return accumulateSigned ? Build<uint16_t, int64_t, true>(verticalWeights, channels, planTaps, threeInFour)
+                                : Build<uint16_t, uint64_t, false>(verticalWeights, channels, planTaps, threeInFour);
+    case ESampleType::kF32: return Build<float, float, false>(verticalWeights, channels, planTaps, threeInFour);
     }
     return {};
 }
@@ -199,12 +253,13 @@ SRowFns FindResampleRowFns(ESampleType sample, bool accumulateSigned, quor::EQTy
 
 #if QGDI_BASELINE_PASS
 QGDI_DECLARE_PER_TARGET(qgdi::resample::SRowFns FindResampleRowFns(qgdi::resample::ESampleType, bool, quor::EQType, int,
-                                                                   int) noexcept)
+                                                                   int, bool) noexcept)
 
 namespace qgdi::resample {
-SRowFns FindRowFns(ESampleType sample, bool accumulateSigned, quor::EQType verticalWeights, int channels,
-                   int planTaps) noexcept {
-    return QGDI_DISPATCH(FindResampleRowFns)(sample, accumulateSigned, verticalWeights, channels, planTaps);
+SRowFns FindRowFns(ESampleType sample, bool accumulateSigned, quor::EQType verticalWeights, int channels, int planTaps,
+                   bool threeInFour) noexcept {
+    return QGDI_DISPATCH(FindResampleRowFns)(sample, accumulateSigned, verticalWeights, channels, planTaps,
+                                             threeInFour);
 }
 }  // namespace qgdi::resample
 #endif  // QGDI_BASELINE_PASS

@@ -23,17 +23,22 @@ void CSeqOpResampleKernel::SetCoef(const CResamplingKernelArray* horizontal,
 
 namespace {
 
+// Outputs below `four` carry four weights per tap (the channels', then 0)
+// and keep one pixel after their run inside the row; the others carry
+// `channels` weights per tap.
 template <class Acc>
-void ExpandWeights(const CResamplingKernelArray& h, int taps, int channels, int width, int32_t* start, Acc* out) {
+void ExpandWeights(const CResamplingKernelArray& h, int taps, int channels, int four, int width, int32_t* start,
+                   Acc* out) {
     for (int x = 0; x < h.nCount; ++x) {
         const int s = h.Start(x), n = static_cast<int>(h.Taps(x));
+        const int lanes = x < four ? 4 : channels, room = x < four ? 1 : 0;
         // Moved left where the run would pass the row's end; the weights follow.
-        const int first = std::clamp(s, 0, width - taps);
+        const int first = std::clamp(s, 0, width - taps - room);
         start[x] = first * channels;
         for (int k = 0; k < taps; ++k) {
             const int j = first + k - s;
             const Acc w = j >= 0 && j < n ? static_cast<Acc>(h.Weight(x, j)) : Acc(0);
-            for (int c = 0; c < channels; ++c) *out++ = w;
+            for (int c = 0; c < lanes; ++c) *out++ = c < channels ? w : Acc(0);
         }
     }
 }
@@ -42,36 +47,46 @@ void ExpandWeights(const CResamplingKernelArray& h, int taps, int channels, int 
 
 bool CSeqOpResampleKernel::BuildPlan() {
     const int taps = std::min(m_pHorizontal->nMaxTaps, m_nSrcWidth);
+    // Three channels run in four lanes up to the first record that reaches
+    // the row's last pixel.
+    int four = 0;
+    const bool threeInFour = m_nChannels == 3 && taps < m_nSrcWidth;
+    if (threeInFour)
+        while (four < m_nOutWidth &&
+               m_pHorizontal->Start(four) + static_cast<int64_t>(m_pHorizontal->Taps(four)) < m_nSrcWidth)
+            ++four;
     m_aStart.assign(static_cast<size_t>(m_nOutWidth), 0);
-    const size_t count = static_cast<size_t>(m_nOutWidth) * static_cast<size_t>(taps) *
-                         static_cast<size_t>(m_nChannels);
+    const size_t count = (static_cast<size_t>(four) * 4 + static_cast<size_t>(m_nOutWidth - four) * m_nChannels) *
+                         static_cast<size_t>(taps);
     if (!m_oPlanWeights.Grow(count * m_nAccSize)) return false;
     switch (m_eSample) {
     case ESampleType::kU8:
         if (m_bSigned)
-            ExpandWeights(*m_pHorizontal, taps, m_nChannels, m_nSrcWidth, m_aStart.data(),
+            ExpandWeights(*m_pHorizontal, taps, m_nChannels, four, m_nSrcWidth, m_aStart.data(),
                           m_oPlanWeights.As<int32_t>());
         else
-            ExpandWeights(*m_pHorizontal, taps, m_nChannels, m_nSrcWidth, m_aStart.data(),
+            ExpandWeights(*m_pHorizontal, taps, m_nChannels, four, m_nSrcWidth, m_aStart.data(),
                           m_oPlanWeights.As<uint32_t>());
         break;
     case ESampleType::kU16:
         if (m_bSigned)
-            ExpandWeights(*m_pHorizontal, taps, m_nChannels, m_nSrcWidth, m_aStart.data(),
+            ExpandWeights(*m_pHorizontal, taps, m_nChannels, four, m_nSrcWidth, m_aStart.data(),
                           m_oPlanWeights.As<int64_t>());
         else
-            ExpandWeights(*m_pHorizontal, taps, m_nChannels, m_nSrcWidth, m_aStart.data(),
+            ExpandWeights(*m_pHorizontal, taps, m_nChannels, four, m_nSrcWidth, m_aStart.data(),
                           m_oPlanWeights.As<uint64_t>());
         break;
     case ESampleType::kF32:
-        ExpandWeights(*m_pHorizontal, taps, m_nChannels, m_nSrcWidth, m_aStart.data(), m_oPlanWeights.As<float>());
+        ExpandWeights(*m_pHorizontal, taps, m_nChannels, four, m_nSrcWidth, m_aStart.data(),
+                      m_oPlanWeights.As<float>());
         break;
     }
     m_oPlan.nOut = m_nOutWidth;
     m_oPlan.nTaps = taps;
     m_oPlan.pStart = m_aStart.data();
     m_oPlan.pWeights = m_oPlanWeights.Data();
-    m_oFns = qgdi::resample::FindRowFns(m_eSample, m_bSigned, m_pVertical->eWeightType, m_nChannels, taps);
+    m_oPlan.nFour = four;
+    m_oFns = qgdi::resample::FindRowFns(m_eSample, m_bSigned, m_pVertical->eWeightType, m_nChannels, taps, threeInFour);
     return m_oFns.horizontal != nullptr;
 }
 

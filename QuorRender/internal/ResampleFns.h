@@ -31,6 +31,9 @@ struct SHorizontalPlan {
     int nTaps = 0;
     const int32_t* pStart = nullptr;
     const void* pWeights = nullptr;
+    // Three channels in four lanes: outputs below nFour run four lanes wide
+    // (their runs end before the row's last pixel); the rest, three.
+    int nFour = 0;
 };
 
 using QHorizontalFn = void (*)(void* dst, const void* src, const SHorizontalPlan& plan);
@@ -51,8 +54,10 @@ struct SRowFns {
 };
 
 // Null members when a combination has no function (weight type outside 3-6,
-// channels outside 1-4).
-SRowFns FindRowFns(ESampleType sample, bool accumulateSigned, quor::EQType verticalWeights, int channels,
-                   int planTaps) noexcept;
+// channels outside 1-4). `threeInFour`: a three-channel plan laid out in four
+// lanes per tap (the fourth weight 0), whose runs all end before the row's
+// last pixel.
+SRowFns FindRowFns(ESampleType sample, bool accumulateSigned, quor::EQType verticalWeights, int channels, int planTaps,
+                   bool threeInFour = false) noexcept;
 
 }  // namespace qgdi::resample

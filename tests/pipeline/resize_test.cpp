@@ -296,3 +296,35 @@ TEST(Resize, LinearLightAveragesLight) {
 }
 
 }  // namespace
+
+namespace {
+
+// Each channel of a colour resize equals the same resize of that channel
+// alone: the three- and four-channel loops against the one-channel loop.
+TEST(Resize, ChannelsResizeIndependently) {
+    std::mt19937 rng(9);
+    Bytes noise(61 * 45 * 4);
+    for (auto& b : noise) b = static_cast<uint8_t>(rng());
+    for (const EQPixelFormat f : {keFormatBGR, keFormatBGRxA})
+        for (const EQResampleMode mode :
+             {keResampleBilinear, keResampleBicubic, keResampleAreaAverage, keResampleLanczos3})
+            for (const auto& [w, h] : {std::pair{150, 97}, {23, 17}, {61, 45}}) {
+                const int n = CQPixelFormat(f).GetChannelCount();
+                auto colour = MakeImage(61, 45, f, [&](int x, int y, int c) { return noise[(y * 61 + x) * 4 + c]; });
+                auto out = Resized(*colour, w, h, mode);
+                ASSERT_TRUE(out);
+                for (int c = 0; c < n; ++c) {
+                    auto grey = MakeImage(61, 45, keFormatGrey,
+                                          [&](int x, int y, int) { return noise[(y * 61 + x) * 4 + c]; });
+                    auto one = Resized(*grey, w, h, mode);
+                    ASSERT_TRUE(one);
+                    for (int y = 0; y < h; ++y)
+                        for (int x = 0; x < w; ++x)
+                            ASSERT_EQ(Sample(*out, x, y, c), Sample(*one, x, y, 0))
+                                << QGDI_GetResampleModeName(mode) << " " << f << " channel " << c << " at " << x << ","
+                                << y;
+                }
+            }
+}
+
+}  // namespace
