@@ -164,7 +164,6 @@ public:
     const void* GetNextRow(int x, int count) override;
 
 private:
-    EQPixelFormat m_eTarget;
     bool m_bPassThrough = false;
 };
 

@@ -104,7 +104,7 @@ bool CSeqOpRowOp::Seek(int row) {
     return true;
 }
 
-CSeqOpConvert::CSeqOpConvert(EQPixelFormat target) : CSeqOpRowOp(nullptr), m_eTarget(target) {
+CSeqOpConvert::CSeqOpConvert(EQPixelFormat target) : CSeqOpRowOp(nullptr) {
     const CRowOpDefConvert def;
     SetRowOp(&def, target);
 }
