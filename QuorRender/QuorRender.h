@@ -1,6 +1,12 @@
 #pragma once
 // Row operations, shared tables, sequential stages and resampling.
 #include "QuorRender/DivTable2.h"
+#include "QuorRender/EdgeMode.h"
+#include "QuorRender/ImageResize.h"
+#include "QuorRender/IoSeqOp.h"
+#include "QuorRender/KernelSource.h"
+#include "QuorRender/PixelResampler.h"
+#include "QuorRender/ResamplingKernel.h"
 #include "QuorRender/RowOp.h"
 #include "QuorRender/RowOpAdjust.h"
 #include "QuorRender/RowOpApply.h"
@@ -14,4 +20,8 @@
 #include "QuorRender/RowOpMatte.h"
 #include "QuorRender/RowOpNoise.h"
 #include "QuorRender/RowOpUtil.h"
+#include "QuorRender/SeqOp.h"
+#include "QuorRender/SeqOpLinearLight.h"
+#include "QuorRender/SeqOpResample.h"
+#include "QuorRender/SeqOpResampleKernel.h"
 #include "QuorRender/SystemStartup.h"

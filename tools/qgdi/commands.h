@@ -23,3 +23,4 @@ int QgdiCmdPath(const std::vector<std::string>& args);
 int QgdiCmdQuantize(const std::vector<std::string>& args);
 int QgdiCmdDither(const std::vector<std::string>& args);
 int QgdiCmdPalette(const std::vector<std::string>& args);
+int QgdiCmdResize(const std::vector<std::string>& args);
