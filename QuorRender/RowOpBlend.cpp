@@ -3,8 +3,8 @@
 #include "QuorRender/RowOpBlend.h"
 
 #include <algorithm>
-#include <optional>
 #include <cstring>
+#include <optional>
 #include <string_view>
 #include <type_traits>
 
@@ -78,11 +78,11 @@ inline constexpr SQFormatPair kPairs[] = {
 // Pixels with alpha whose channels fill a 16-, 32- or 64-bit word move as
 // one word and split by shifts: unit-stride access, which every target widens.
 template <EQPixelFormat D>
-using TWord = std::conditional_t<
-    !TPx<D>::Traits::kAlpha, void,
-    std::conditional_t<TPx<D>::kBytes == 2, uint16_t,
-                       std::conditional_t<TPx<D>::kBytes == 4, uint32_t,
-                                          std::conditional_t<TPx<D>::kBytes == 8, uint64_t, void>>>>;
+using TWord =
+    std::conditional_t<!TPx<D>::Traits::kAlpha, void,
+                       std::conditional_t<TPx<D>::kBytes == 2, uint16_t,
+                                          std::conditional_t<TPx<D>::kBytes == 4, uint32_t,
+                                                             std::conditional_t<TPx<D>::kBytes == 8, uint64_t, void>>>>;
 
 template <EQPixelFormat D>
 QGDI_PX_INLINE typename TPx<D>::C LoadPixel(const uint8_t* p) noexcept {
@@ -182,20 +182,20 @@ const SRowOpDictEntry* DictOf() noexcept {
 
 const SRowOpDictEntry* CompositeOpDict(int op) noexcept {
     switch (op) {
-        case keCompositeClear: return DictOf<SClear>();
-        case keCompositeSource: return DictOf<SSource>();
-        case keCompositeDestination: return DictOf<SDestination>();
-        case keCompositeOver: return DictOf<SOver>();
-        case keCompositeDestinationOver: return DictOf<SDestinationOver>();
-        case keCompositeIn: return DictOf<SIn>();
-        case keCompositeDestinationIn: return DictOf<SDestinationIn>();
-        case keCompositeOut: return DictOf<SOut>();
-        case keCompositeDestinationOut: return DictOf<SDestinationOut>();
-        case keCompositeAtop: return DictOf<SAtop>();
-        case keCompositeDestinationAtop: return DictOf<SDestinationAtop>();
-        case keCompositeXor: return DictOf<SXor>();
-        case keCompositeLighter: return DictOf<SLighter>();
-        default: return nullptr;
+    case keCompositeClear: return DictOf<SClear>();
+    case keCompositeSource: return DictOf<SSource>();
+    case keCompositeDestination: return DictOf<SDestination>();
+    case keCompositeOver: return DictOf<SOver>();
+    case keCompositeDestinationOver: return DictOf<SDestinationOver>();
+    case keCompositeIn: return DictOf<SIn>();
+    case keCompositeDestinationIn: return DictOf<SDestinationIn>();
+    case keCompositeOut: return DictOf<SOut>();
+    case keCompositeDestinationOut: return DictOf<SDestinationOut>();
+    case keCompositeAtop: return DictOf<SAtop>();
+    case keCompositeDestinationAtop: return DictOf<SDestinationAtop>();
+    case keCompositeXor: return DictOf<SXor>();
+    case keCompositeLighter: return DictOf<SLighter>();
+    default: return nullptr;
     }
 }
 
@@ -206,8 +206,9 @@ QGDI_DECLARE_PER_TARGET(const SRowOpDictEntry* CompositeOpDict(int op) noexcept)
 
 namespace {
 constexpr const char* kOpNames[keCompositeOpCount] = {
-    "clear",   "copy",         "destination",     "source-over", "destination-over", "source-in", "destination-in",
-    "source-out", "destination-out", "source-atop", "destination-atop", "xor", "lighter"};
+    "clear",          "copy",       "destination",     "source-over", "destination-over", "source-in",
+    "destination-in", "source-out", "destination-out", "source-atop", "destination-atop", "xor",
+    "lighter"};
 }  // namespace
 
 const char* QGDI_GetCompositeOpName(int op) noexcept {

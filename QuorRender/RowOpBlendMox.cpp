@@ -49,33 +49,33 @@ const SRowOpDictEntry* DictOf() noexcept {
 
 const SRowOpDictEntry* BlendMoxModeDict(int mode) noexcept {
     switch (mode) {
-        case keBlendMoxNormal: return DictOf<SNormal>();
-        case keBlendMoxDarken: return DictOf<SDarken>();
-        case keBlendMoxLighten: return DictOf<SLighten>();
-        case keBlendMoxHue: return DictOf<SHue>();
-        case keBlendMoxSaturation: return DictOf<SSaturation>();
-        case keBlendMoxColor: return DictOf<SColour>();
-        case keBlendMoxLuminosity: return DictOf<SLuminosity>();
-        case keBlendMoxMultiply: return DictOf<SMultiply>();
-        case keBlendMoxScreen: return DictOf<SScreen>();
-        case keBlendMoxDissolve: return DictOf<SDissolve>();
-        case keBlendMoxOverlay: return DictOf<SOverlay>();
-        case keBlendMoxHardLight: return DictOf<SHardLight>();
-        case keBlendMoxSoftLight: return DictOf<SSoftLight>();
-        case keBlendMoxDifference: return DictOf<SDifference>();
-        case keBlendMoxDodge: return DictOf<SDodge>();
-        case keBlendMoxBurn: return DictOf<SBurn>();
-        case keBlendMoxExclusion: return DictOf<SExclusion>();
-        case keBlendMoxHSLHue: return DictOf<SHSLHue>();
-        case keBlendMoxHSLSaturation: return DictOf<SHSLSaturation>();
-        case keBlendMoxHSLColor: return DictOf<SHSLColour>();
-        case keBlendMoxHSLLuminosity: return DictOf<SHSLLuminosity>();
-        case keBlendMoxLinearLight: return DictOf<SLinearLight>();
-        case keBlendMoxVividLight: return DictOf<SVividLight>();
-        case keBlendMoxPinLight: return DictOf<SPinLight>();
-        case keBlendMoxHardMix: return DictOf<SHardMix>();
-        case keBlendMoxBehind: return DictOf<SBehind>();
-        default: return nullptr;
+    case keBlendMoxNormal: return DictOf<SNormal>();
+    case keBlendMoxDarken: return DictOf<SDarken>();
+    case keBlendMoxLighten: return DictOf<SLighten>();
+    case keBlendMoxHue: return DictOf<SHue>();
+    case keBlendMoxSaturation: return DictOf<SSaturation>();
+    case keBlendMoxColor: return DictOf<SColour>();
+    case keBlendMoxLuminosity: return DictOf<SLuminosity>();
+    case keBlendMoxMultiply: return DictOf<SMultiply>();
+    case keBlendMoxScreen: return DictOf<SScreen>();
+    case keBlendMoxDissolve: return DictOf<SDissolve>();
+    case keBlendMoxOverlay: return DictOf<SOverlay>();
+    case keBlendMoxHardLight: return DictOf<SHardLight>();
+    case keBlendMoxSoftLight: return DictOf<SSoftLight>();
+    case keBlendMoxDifference: return DictOf<SDifference>();
+    case keBlendMoxDodge: return DictOf<SDodge>();
+    case keBlendMoxBurn: return DictOf<SBurn>();
+    case keBlendMoxExclusion: return DictOf<SExclusion>();
+    case keBlendMoxHSLHue: return DictOf<SHSLHue>();
+    case keBlendMoxHSLSaturation: return DictOf<SHSLSaturation>();
+    case keBlendMoxHSLColor: return DictOf<SHSLColour>();
+    case keBlendMoxHSLLuminosity: return DictOf<SHSLLuminosity>();
+    case keBlendMoxLinearLight: return DictOf<SLinearLight>();
+    case keBlendMoxVividLight: return DictOf<SVividLight>();
+    case keBlendMoxPinLight: return DictOf<SPinLight>();
+    case keBlendMoxHardMix: return DictOf<SHardMix>();
+    case keBlendMoxBehind: return DictOf<SBehind>();
+    default: return nullptr;
     }
 }
 

@@ -88,15 +88,15 @@ bool IsColourOnly(int mode) noexcept { return (mode >= 3 && mode <= 6) || (mode 
 // 1 colour, 2 grey, at 8 bits; 3 and 4 at 16 bits; 0 for formats without kernels.
 int ClassOf(EQPixelFormat f) noexcept {
     switch (f) {
-        case keFormatBGR:
-        case keFormatBGRA: return 1;
-        case keFormatGrey:
-        case keFormatGreyA: return 2;
-        case keFormatBGR_u16:
-        case keFormatBGRA_u16: return 3;
-        case keFormatGrey_u16:
-        case keFormatGreyA_u16: return 4;
-        default: return 0;
+    case keFormatBGR:
+    case keFormatBGRA: return 1;
+    case keFormatGrey:
+    case keFormatGreyA: return 2;
+    case keFormatBGR_u16:
+    case keFormatBGRA_u16: return 3;
+    case keFormatGrey_u16:
+    case keFormatGreyA_u16: return 4;
+    default: return 0;
     }
 }
 

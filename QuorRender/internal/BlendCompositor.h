@@ -189,8 +189,9 @@ template <class E, int kColour, class Ln>
 // would emulate gathers with extracts and inserts, three times slower. A
 // table that is 255 throughout (a slider left at its ends, the usual case
 // for all but one or two of them) reads nothing.
-[[gnu::noinline, gnu::optimize("no-tree-vectorize")]] inline void LookUpRanges(
-    SRangeScratch& sc, const rowop::SBlendMoxPrepared& prep, int m) noexcept {
+[[gnu::noinline, gnu::optimize("no-tree-vectorize")]] inline void LookUpRanges(SRangeScratch& sc,
+                                                                               const rowop::SBlendMoxPrepared& prep,
+                                                                               int m) noexcept {
     // the table of each read: srcBlue, srcGreen, srcRed, srcGrey, dstBlue, dstGreen, dstRed, dstGrey
     constexpr int kTable[8] = {3, 2, 1, 0, 8, 7, 6, 5};
     for (int t = 0; t < 8; ++t) {
@@ -289,10 +290,14 @@ template <class Mode, class E, class Ln = typename TDepth<E>::L>
 // ---- Composite step -----------------------------------------------------------------
 
 template <class Mode, class Dp>
-concept CSeparable = requires(typename Dp::L v) { Mode::template F<Dp>(v, v, v); };
+concept CSeparable = requires(typename Dp::L v) {
+    Mode::template F<Dp>(v, v, v);
+};
 
 template <class Mode>
-inline constexpr bool kColourSpace = requires { Mode::kColourOnly; };
+inline constexpr bool kColourSpace = requires {
+    Mode::kColourOnly;
+};
 
 // (Y (65536 - r) + X r + 32768) >> 16 with r = w / A in 16.16, rounded. The
 // ratio's numerator stays below 2^24, so its float quotient is exact enough

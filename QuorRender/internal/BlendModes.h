@@ -15,7 +15,6 @@ namespace qgdi::blend {
 // Each kernel pass has its own copies (see platform/TargetPass.h).
 inline namespace QGDI_TARGET_NS {
 
-
 // ---- Depths -----------------------------------------------------------------
 //
 // Each depth works in a lane type L wide enough for a product of two channels
@@ -65,19 +64,25 @@ QGDI_PX_INLINE L Mix(L t, L d, L k) noexcept {
 // f = M[min(d, s) k + d (F - k)]
 struct SDarken {
     template <class Dp, class L = typename Dp::L>
-    static QGDI_PX_INLINE L F(L d, L s, L k) noexcept { return Mix<Dp>(std::min(d, s), d, k); }
+    static QGDI_PX_INLINE L F(L d, L s, L k) noexcept {
+        return Mix<Dp>(std::min(d, s), d, k);
+    }
 };
 
 // f = M[max(d, s) k + d (F - k)]
 struct SLighten {
     template <class Dp, class L = typename Dp::L>
-    static QGDI_PX_INLINE L F(L d, L s, L k) noexcept { return Mix<Dp>(std::max(d, s), d, k); }
+    static QGDI_PX_INLINE L F(L d, L s, L k) noexcept {
+        return Mix<Dp>(std::max(d, s), d, k);
+    }
 };
 
 // f = M[M[d s] k + d (F - k)]
 struct SMultiply {
     template <class Dp, class L = typename Dp::L>
-    static QGDI_PX_INLINE L F(L d, L s, L k) noexcept { return Mix<Dp>(Dp::M(L(d * s)), d, k); }
+    static QGDI_PX_INLINE L F(L d, L s, L k) noexcept {
+        return Mix<Dp>(Dp::M(L(d * s)), d, k);
+    }
 };
 
 // f = M[(F - M[(F - d)(F - s)]) k + d (F - k)]
@@ -100,13 +105,17 @@ QGDI_PX_INLINE L OverlayTerm(L d, L s) noexcept {
 // f = M[t k + d (F - k)], t the overlay term tested on d
 struct SOverlay {
     template <class Dp, class L = typename Dp::L>
-    static QGDI_PX_INLINE L F(L d, L s, L k) noexcept { return Mix<Dp>(OverlayTerm<Dp, false>(d, s), d, k); }
+    static QGDI_PX_INLINE L F(L d, L s, L k) noexcept {
+        return Mix<Dp>(OverlayTerm<Dp, false>(d, s), d, k);
+    }
 };
 
 // f = M[t k + d (F - k)], t the overlay term tested on s
 struct SHardLight {
     template <class Dp, class L = typename Dp::L>
-    static QGDI_PX_INLINE L F(L d, L s, L k) noexcept { return Mix<Dp>(OverlayTerm<Dp, true>(d, s), d, k); }
+    static QGDI_PX_INLINE L F(L d, L s, L k) noexcept {
+        return Mix<Dp>(OverlayTerm<Dp, true>(d, s), d, k);
+    }
 };
 
 // t = d - M[M[d (F - d)] max(0, F - 2s)] for s <= half, d + M[(2s - F)(sqrt(d) - d)] above; f = M[t k + d (F - k)]

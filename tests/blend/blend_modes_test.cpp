@@ -49,33 +49,31 @@ int Mix(int t, int d, int k) { return M(t * k + d * (255 - k)); }
 int Separable(int mode, int d, int s, int k) {
     const int sq = GetSqrt256Table()[d];
     switch (mode) {
-        case keBlendMoxDarken: return Mix(std::min(d, s), d, k);
-        case keBlendMoxLighten: return Mix(std::max(d, s), d, k);
-        case keBlendMoxMultiply: return Mix(M(d * s), d, k);
-        case keBlendMoxScreen: return Mix(255 - M((255 - d) * (255 - s)), d, k);
-        case keBlendMoxOverlay:
-            return Mix(d >= 128 ? 255 - (((255 - s) * (255 - d)) >> 7) : (s * d) >> 7, d, k);
-        case keBlendMoxHardLight:
-            return Mix(s >= 128 ? 255 - (((255 - s) * (255 - d)) >> 7) : (s * d) >> 7, d, k);
-        case keBlendMoxSoftLight:
-            return Mix(s > 128 ? d + M((2 * s - 255) * (sq - d)) : d - M(M(d * (255 - d)) * std::max(0, 255 - 2 * s)),
-                       d, k);
-        case keBlendMoxDifference: return std::abs(d - M(s * k));
-        case keBlendMoxDodge: {
-            const int den = 255 - M(s * k);
-            return den == 0 ? 255 : std::min(255, d * 255 / den);
-        }
-        case keBlendMoxBurn: {
-            const int den = 255 - M((255 - s) * k);
-            return den == 0 ? 0 : 255 - std::min(255, (255 - d) * 255 / den);
-        }
-        case keBlendMoxExclusion: return Mix(M((255 - d) * s + d * (255 - s)), d, k);
-        case keBlendMoxLinearLight: return Mix(std::clamp(d + 2 * s - 255, 0, 255), d, k);
-        case keBlendMoxVividLight:
-            if (s < 128) return Mix(s == 0 ? 0 : 255 - std::min(255, (255 - d) * 255 / (2 * s)), d, k);
-            return Mix(s == 255 ? 255 : std::min(255, d * 255 / (2 * (255 - s))), d, k);
-        case keBlendMoxPinLight: return Mix(s < 128 ? std::min(d, 2 * s) : std::max(d, 2 * s - 255), d, k);
-        case keBlendMoxHardMix: return Mix(d + s >= 255 ? 255 : 0, d, k);
+    case keBlendMoxDarken: return Mix(std::min(d, s), d, k);
+    case keBlendMoxLighten: return Mix(std::max(d, s), d, k);
+    case keBlendMoxMultiply: return Mix(M(d * s), d, k);
+    case keBlendMoxScreen: return Mix(255 - M((255 - d) * (255 - s)), d, k);
+    case keBlendMoxOverlay: return Mix(d >= 128 ? 255 - (((255 - s) * (255 - d)) >> 7) : (s * d) >> 7, d, k);
+    case keBlendMoxHardLight: return Mix(s >= 128 ? 255 - (((255 - s) * (255 - d)) >> 7) : (s * d) >> 7, d, k);
+    case keBlendMoxSoftLight:
+        return Mix(s > 128 ? d + M((2 * s - 255) * (sq - d)) : d - M(M(d * (255 - d)) * std::max(0, 255 - 2 * s)), d,
+                   k);
+    case keBlendMoxDifference: return std::abs(d - M(s * k));
+    case keBlendMoxDodge: {
+        const int den = 255 - M(s * k);
+        return den == 0 ? 255 : std::min(255, d * 255 / den);
+    }
+    case keBlendMoxBurn: {
+        const int den = 255 - M((255 - s) * k);
+        return den == 0 ? 0 : 255 - std::min(255, (255 - d) * 255 / den);
+    }
+    case keBlendMoxExclusion: return Mix(M((255 - d) * s + d * (255 - s)), d, k);
+    case keBlendMoxLinearLight: return Mix(std::clamp(d + 2 * s - 255, 0, 255), d, k);
+    case keBlendMoxVividLight:
+        if (s < 128) return Mix(s == 0 ? 0 : 255 - std::min(255, (255 - d) * 255 / (2 * s)), d, k);
+        return Mix(s == 255 ? 255 : std::min(255, d * 255 / (2 * (255 - s))), d, k);
+    case keBlendMoxPinLight: return Mix(s < 128 ? std::min(d, 2 * s) : std::max(d, 2 * s - 255), d, k);
+    case keBlendMoxHardMix: return Mix(d + s >= 255 ? 255 : 0, d, k);
     }
     ADD_FAILURE() << "not separable: " << mode;
     return 0;
@@ -99,8 +97,8 @@ void ColourSpace(int mode, const SPx& d, const SPx& s, int out[3]) {
 bool IsColourSpace(int mode) { return (mode >= 3 && mode <= 6) || (mode >= 17 && mode <= 20); }
 
 // One pixel by the rules; `colours` is 3 or 1 (grey).
-SPx Blend(int mode, SPx d, SPx s, int opacity, const SBlendRanges* br, bool preserve, bool dstAlpha, int colours,
-          int x, int y) {
+SPx Blend(int mode, SPx d, SPx s, int opacity, const SBlendRanges* br, bool preserve, bool dstAlpha, int colours, int x,
+          int y) {
     const int k = Coverage(s, d, opacity, br);
     const int a = M(s.a * k);
     int* dc[3] = {&d.b, &d.g, &d.r};
@@ -165,7 +163,8 @@ SBlendRanges RandomRanges(std::mt19937& rng) {
     br.nCount = 1;
     br.bSkipSrcGrey = rng() & 1;
     br.bSkipDstGrey = rng() & 1;
-    uint8_t* tables[] = {br.srcGrey, br.srcRed, br.srcGreen, br.srcBlue, br.dstGrey, br.dstRed, br.dstGreen, br.dstBlue};
+    uint8_t* tables[] = {br.srcGrey, br.srcRed, br.srcGreen, br.srcBlue,
+                         br.dstGrey, br.dstRed, br.dstGreen, br.dstBlue};
     for (uint8_t* t : tables) {
         // a ramp with a plateau, as blend-range sliders make, plus noise
         const int lo = int(rng() % 128), hi = 128 + int(rng() % 128);
@@ -230,12 +229,12 @@ TEST_P(EveryMode, KernelFollowsTheRule) {
             Apply(def, pair.dst, dst, pair.src, src, n, x, y);
             const int nd = Channels(pair.dst), ns = Channels(pair.src);
             for (int i = 0; i < n; ++i) {
-                const SPx want =
-                    Blend(mode, Read(&before[i * nd], pair.dst), Read(&src[i * ns], pair.src), opacity,
-                          ranges ? &br : nullptr, preserve, HasAlpha(pair.dst), Colours(pair.dst), x + i, y);
+                const SPx want = Blend(mode, Read(&before[i * nd], pair.dst), Read(&src[i * ns], pair.src), opacity,
+                                       ranges ? &br : nullptr, preserve, HasAlpha(pair.dst), Colours(pair.dst), x + i,
+                                       y);
                 const SPx got = Read(&dst[i * nd], pair.dst);
-                const int diff = std::max({std::abs(got.b - want.b), std::abs(got.g - want.g),
-                                           std::abs(got.r - want.r), std::abs(got.a - want.a)});
+                const int diff = std::max({std::abs(got.b - want.b), std::abs(got.g - want.g), std::abs(got.r - want.r),
+                                           std::abs(got.a - want.a)});
                 ASSERT_LE(diff, slack) << CQPixelFormat(pair.dst).GetFormatAsString() << " <- "
                                        << CQPixelFormat(pair.src).GetFormatAsString() << " setting " << setting
                                        << " pixel " << i << ": got " << got.b << "," << got.g << "," << got.r << ","
@@ -274,26 +273,26 @@ TEST_P(EveryMode, WithinOneStepOfTheFormula) {
     constexpr double kBy128 = 255.0 / 128.0;
     auto f = [mode](double d, double s) -> double {
         switch (mode) {
-            case keBlendMoxNormal: return s;
-            case keBlendMoxDarken: return std::min(d, s);
-            case keBlendMoxLighten: return std::max(d, s);
-            case keBlendMoxMultiply: return d * s;
-            case keBlendMoxScreen: return 1 - (1 - d) * (1 - s);
-            // products divided by 128, not 127.5: the mode's stated arithmetic
-            case keBlendMoxOverlay: return d < 0.5 ? s * d * kBy128 : 1 - (1 - s) * (1 - d) * kBy128;
-            case keBlendMoxHardLight: return s < 0.5 ? s * d * kBy128 : 1 - (1 - s) * (1 - d) * kBy128;
-            case keBlendMoxSoftLight:
-                return s <= 0.5 ? d - (1 - 2 * s) * d * (1 - d) : d + (2 * s - 1) * (std::sqrt(d) - d);
-            case keBlendMoxDifference: return std::fabs(d - s);
-            case keBlendMoxDodge: return s >= 1 ? 1 : std::min(1.0, d / (1 - s));
-            case keBlendMoxBurn: return s <= 0 ? 0 : 1 - std::min(1.0, (1 - d) / s);
-            case keBlendMoxExclusion: return d + s - 2 * d * s;
-            case keBlendMoxLinearLight: return std::clamp(d + 2 * s - 1, 0.0, 1.0);
-            case keBlendMoxVividLight:
-                if (s < 0.5) return s <= 0 ? 0 : 1 - std::min(1.0, (1 - d) / (2 * s));
-                return s >= 1 ? 1 : std::min(1.0, d / (2 * (1 - s)));
-            case keBlendMoxPinLight: return s < 0.5 ? std::min(d, 2 * s) : std::max(d, 2 * s - 1);
-            case keBlendMoxHardMix: return std::lround(d * 255) + std::lround(s * 255) >= 255 ? 1 : 0;
+        case keBlendMoxNormal: return s;
+        case keBlendMoxDarken: return std::min(d, s);
+        case keBlendMoxLighten: return std::max(d, s);
+        case keBlendMoxMultiply: return d * s;
+        case keBlendMoxScreen: return 1 - (1 - d) * (1 - s);
+        // products divided by 128, not 127.5: the mode's stated arithmetic
+        case keBlendMoxOverlay: return d < 0.5 ? s * d * kBy128 : 1 - (1 - s) * (1 - d) * kBy128;
+        case keBlendMoxHardLight: return s < 0.5 ? s * d * kBy128 : 1 - (1 - s) * (1 - d) * kBy128;
+        case keBlendMoxSoftLight:
+            return s <= 0.5 ? d - (1 - 2 * s) * d * (1 - d) : d + (2 * s - 1) * (std::sqrt(d) - d);
+        case keBlendMoxDifference: return std::fabs(d - s);
+        case keBlendMoxDodge: return s >= 1 ? 1 : std::min(1.0, d / (1 - s));
+        case keBlendMoxBurn: return s <= 0 ? 0 : 1 - std::min(1.0, (1 - d) / s);
+        case keBlendMoxExclusion: return d + s - 2 * d * s;
+        case keBlendMoxLinearLight: return std::clamp(d + 2 * s - 1, 0.0, 1.0);
+        case keBlendMoxVividLight:
+            if (s < 0.5) return s <= 0 ? 0 : 1 - std::min(1.0, (1 - d) / (2 * s));
+            return s >= 1 ? 1 : std::min(1.0, d / (2 * (1 - s)));
+        case keBlendMoxPinLight: return s < 0.5 ? std::min(d, 2 * s) : std::max(d, 2 * s - 1);
+        case keBlendMoxHardMix: return std::lround(d * 255) + std::lround(s * 255) >= 255 ? 1 : 0;
         }
         return -1;  // colour-space modes: checked on whole colours below
     };
@@ -405,8 +404,8 @@ TEST_P(EveryMode, SixteenBitsAgreeWithEight) {
                 const double a16 = HasAlpha(p.d8) ? at16(base + nc - 1) / 255.0 : 1.0;
                 for (int c = 0; c < nc; ++c) {
                     const bool alpha = HasAlpha(p.d8) && c == nc - 1;
-                    const double diff =
-                        alpha ? std::fabs(at16(base + c) - dst[base + c]) : std::fabs(at16(base + c) * a16 - dst[base + c] * a8);
+                    const double diff = alpha ? std::fabs(at16(base + c) - dst[base + c])
+                                              : std::fabs(at16(base + c) * a16 - dst[base + c] * a8);
                     worst = std::max(worst, diff);
                     over += diff > 1.0;
                     total++;
@@ -470,10 +469,9 @@ TEST_P(EveryMode, TargetsMatchBaseline) {
                         data.y = n;
                         fns[k](def, data);
                     }
-                    ASSERT_EQ(out[0], out[1]) << qgdi::dispatch::TargetName(t) << " "
-                                              << CQPixelFormat(df).GetFormatAsString() << " <- "
-                                              << CQPixelFormat(sf).GetFormatAsString() << " n " << n << " setting "
-                                              << setting;
+                    ASSERT_EQ(out[0], out[1])
+                        << qgdi::dispatch::TargetName(t) << " " << CQPixelFormat(df).GetFormatAsString() << " <- "
+                        << CQPixelFormat(sf).GetFormatAsString() << " n " << n << " setting " << setting;
                 }
         }
     }
@@ -611,8 +609,7 @@ TEST(BlendMox, SettingsCopyAndClear) {
 
 // The vector forms of the shared tables equal the tables.
 TEST(BlendMox, SquareRootRuleIsTheTable) {
-    for (uint32_t d = 0; d < 256; ++d)
-        EXPECT_EQ(uint32_t(std::sqrt(float(d * 255))), GetSqrt256Table()[d]) << d;
+    for (uint32_t d = 0; d < 256; ++d) EXPECT_EQ(uint32_t(std::sqrt(float(d * 255))), GetSqrt256Table()[d]) << d;
 }
 
 }  // namespace

@@ -31,19 +31,19 @@ SFactors FactorsOf(int op) {
     auto sA = [](double sa, double) { return sa; };
     auto nSA = [](double sa, double) { return 1 - sa; };
     switch (op) {
-        case keCompositeClear: return {zero, zero};
-        case keCompositeSource: return {one, zero};
-        case keCompositeDestination: return {zero, one};
-        case keCompositeOver: return {one, nSA};
-        case keCompositeDestinationOver: return {nDA, one};
-        case keCompositeIn: return {dA, zero};
-        case keCompositeDestinationIn: return {zero, sA};
-        case keCompositeOut: return {nDA, zero};
-        case keCompositeDestinationOut: return {zero, nSA};
-        case keCompositeAtop: return {dA, nSA};
-        case keCompositeDestinationAtop: return {nDA, sA};
-        case keCompositeXor: return {nDA, nSA};
-        default: return {one, one};  // lighter, clamped below
+    case keCompositeClear: return {zero, zero};
+    case keCompositeSource: return {one, zero};
+    case keCompositeDestination: return {zero, one};
+    case keCompositeOver: return {one, nSA};
+    case keCompositeDestinationOver: return {nDA, one};
+    case keCompositeIn: return {dA, zero};
+    case keCompositeDestinationIn: return {zero, sA};
+    case keCompositeOut: return {nDA, zero};
+    case keCompositeDestinationOut: return {zero, nSA};
+    case keCompositeAtop: return {dA, nSA};
+    case keCompositeDestinationAtop: return {nDA, sA};
+    case keCompositeXor: return {nDA, nSA};
+    default: return {one, one};  // lighter, clamped below
     }
 }
 
@@ -59,7 +59,8 @@ Bytes PremultipliedRow(std::mt19937& rng, int n) {
     return row;
 }
 
-void Composite(const CRowOpDef& def, EQPixelFormat f, Bytes& dst, const Bytes& src, int n, const uint8_t* mask = nullptr) {
+void Composite(const CRowOpDef& def, EQPixelFormat f, Bytes& dst, const Bytes& src, int n,
+               const uint8_t* mask = nullptr) {
     CRowOpData data;
     data.eDstFormat = data.eSrcFormat = f;
     data.nCount = n;
@@ -123,7 +124,8 @@ TEST_P(EveryOperator, FormatsAgree) {
     auto straight = [](const Bytes& p) {
         Bytes s = p;
         for (size_t i = 0; i < p.size(); i += 4)
-            for (int c = 0; c < 3; ++c) s[i + c] = p[i + 3] ? uint8_t(std::min(255, (p[i + c] * 255 + p[i + 3] / 2) / p[i + 3])) : 0;
+            for (int c = 0; c < 3; ++c)
+                s[i + c] = p[i + 3] ? uint8_t(std::min(255, (p[i + c] * 255 + p[i + 3] / 2) / p[i + 3])) : 0;
         return s;
     };
     Bytes str = straight(before);

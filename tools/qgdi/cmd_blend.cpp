@@ -1,7 +1,7 @@
 // qgdi blend: lays one image over another in a layer blend mode or through a
 // compositing operator.
-#include <cstdio>
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <memory>
 
@@ -175,8 +175,8 @@ int QgdiCmdBlend(const std::vector<std::string>& args) {
         std::unique_ptr<CRowOpDef> def;
         if (layerMode) def = std::make_unique<CRowOpDefRowBlendMox>(mode, uint32_t(opacity));
         else def = std::make_unique<CRowOpDefRowBlend>(op, uint8_t(opacity));
-        const CErrorAutoThrow r =
-            PixelIterator_ApplyRowOpChecked(*def, result, *top, &clipped, &source, progress.Status());
+        const CErrorAutoThrow r = PixelIterator_ApplyRowOpChecked(*def, result, *top, &clipped, &source,
+                                                                  progress.Status());
         if (r.IsError()) {
             std::fprintf(stderr, "qgdi blend: stopped (error %d)\n", int(r.Ignore()));
             return 1;
