@@ -246,13 +246,22 @@ bool SQPolygon::GetRowCells(int row, std::vector<SPolygonCell>& cells, bool* den
             }
         return true;
     }
-    std::vector<SPolygonEntry> tmp(b, e);
-    std::stable_sort(tmp.begin(), tmp.end(),
-                     [](const SPolygonEntry& l, const SPolygonEntry& r) { return l.column < r.column; });
-    for (size_t i = 0; i < tmp.size();) {
+    // A row holds a handful of writes: an insertion sort in place keeps their
+    // order within a column (which the OR rule needs) without allocating, and
+    // leaves the row sorted for the next visit.
+    SPolygonEntry* tmp = m_sorted.data() + m_rowStart[size_t(row - m_rowFirst)];
+    const size_t n = count;
+    for (size_t i = 1; i < n; ++i) {
+        if (tmp[i - 1].column <= tmp[i].column) continue;
+        const SPolygonEntry v = tmp[i];
+        size_t j = i;
+        for (; j > 0 && tmp[j - 1].column > v.column; --j) tmp[j] = tmp[j - 1];
+        tmp[j] = v;
+    }
+    for (size_t i = 0; i < n;) {
         uint32_t c = 0;
         const int32_t col = tmp[i].column;
-        for (; i < tmp.size() && tmp[i].column == col; ++i) c = (c + tmp[i].add) | tmp[i].orBits;
+        for (; i < n && tmp[i].column == col; ++i) c = (c + tmp[i].add) | tmp[i].orBits;
         if (c) cells.push_back({col, c});
     }
     return true;

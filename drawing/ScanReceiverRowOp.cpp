@@ -22,6 +22,13 @@ bool CRowOpScanReceiver::Clip(int& x, int y, int& length, int& skip) const noexc
     return length > 0;
 }
 
+void CRowOpScanReceiver::SetFullCoverageDef(const CRowOpDef* def) {
+    if (def)
+        m_full.Attach(def, m_data);
+    else
+        m_full.Detach();
+}
+
 bool CRowOpScanReceiver::AddScan(int x, int y, int coverage, int length) {
     int skip;
     if (!Clip(x, y, length, skip)) return true;
@@ -29,7 +36,8 @@ bool CRowOpScanReceiver::AddScan(int x, int y, int coverage, int length) {
     m_data.nCount = length;
     m_data.x = x;
     m_data.y = y;
-    if (m_op.Span(m_data, uint8_t(std::clamp(coverage, 0, 255))).IsError()) m_ok = false;
+    const CRowOp& op = coverage >= 255 && m_full.IsAttached() ? m_full : m_op;
+    if (op.Span(m_data, uint8_t(std::clamp(coverage, 0, 255))).IsError()) m_ok = false;
     return true;
 }
 

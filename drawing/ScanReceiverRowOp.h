@@ -14,6 +14,11 @@ public:
     CRowOpScanReceiver(uint8_t* bits, ptrdiff_t stride, EQPixelFormat format, int width, int height,
                        const CRowOpDef* def);
 
+    // An operation for runs at full coverage only (for an opaque colour a
+    // plain fill, which is what compositing it at 255 amounts to); null: the
+    // main operation serves every run. Must outlive the receiver.
+    void SetFullCoverageDef(const CRowOpDef* def);
+
     bool AddScan(int x, int y, int coverage, int length) override;
     bool AddScanMask(int x, int y, const uint8_t* mask, int length) override;
     // False once a run was left undone for want of memory.
@@ -28,5 +33,6 @@ private:
     size_t m_pixelBits;
     CRowOpData m_data;
     CRowOp m_op;
+    CRowOp m_full;
     bool m_ok = true;
 };
