@@ -14,5 +14,6 @@
 #include "drawing/QPath.h"
 #include "drawing/RasterProps.h"
 #include "drawing/Refed.h"
+#include "drawing/RegionRect.h"
 #include "drawing/ScanReceiver.h"
 #include "drawing/ScanReceiverRowOp.h"

@@ -8,9 +8,9 @@
 
 namespace qgdi::scantest {
 
-struct Run {
+struct ScanRun {
     int x, y, coverage, length;
-    bool operator==(const Run&) const = default;
+    bool operator==(const ScanRun&) const = default;
 };
 
 // Records every run as it comes.
@@ -20,7 +20,7 @@ public:
         runs.push_back({x, y, coverage, length});
         return true;
     }
-    std::vector<Run> runs;
+    std::vector<ScanRun> runs;
 };
 
 // Paints coverage into a w x h byte image (masks through the base class).

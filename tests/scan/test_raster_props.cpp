@@ -51,7 +51,7 @@ TEST(ScanReceiver, RectAndMaskAreSplitIntoRuns) {
         const char* name;
         std::vector<uint8_t> mask;  // empty: a rectangle 3 wide at coverage 40 and the height below
         int height;
-        std::vector<qgdi::scantest::Run> expected;
+        std::vector<qgdi::scantest::ScanRun> expected;
     } const cases[] = {
         {"mask", {0, 7, 7, 0, 9}, 0, {{11, 5, 7, 2}, {14, 5, 9, 1}}},
         {"mask-equal-neighbours", {3, 3, 4, 4, 4, 0}, 0, {{10, 5, 3, 2}, {12, 5, 4, 3}}},
