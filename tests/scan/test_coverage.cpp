@@ -174,21 +174,6 @@ TEST(Coverage, StarsUnderNonZeroAndEvenOdd) {
     }
 }
 
-// Dense and sparse tables are two stores of the same cells.
-TEST(Coverage, DenseAndSparseTablesAgree) {
-    std::mt19937 rng(7);
-    std::uniform_real_distribution<double> coord(-4, 36);
-    for (int trial = 0; trial < 20; ++trial) {
-        std::vector<Pt> poly;
-        for (int i = 0; i < 3 + trial; ++i) poly.push_back({coord(rng), coord(rng)});
-        for (EPolyFillMode mode : {kePolyFillNonZero, kePolyFillEvenOdd}) {
-            const CCoverage dense = FillPolygons({poly}, 32, 32, mode, 4, kePolygonTableDense);
-            const CCoverage sparse = FillPolygons({poly}, 32, 32, mode, 4, kePolygonTableSparse);
-            ASSERT_EQ(dense.pixels, sparse.pixels) << trial;
-        }
-    }
-}
-
 // Filling through a bound row operation gives the coverage times the colour.
 TEST(Coverage, RowOperationReceiverCompositesCoverage) {
     std::vector<uint8_t> image(16 * 16 * 4, 0);
