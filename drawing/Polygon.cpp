@@ -66,10 +66,20 @@ void SQPolygon::MoveTo(int64_t x, int64_t y) {
     m_penY = m_startY = y;
     m_prevDir = m_firstDir = 0;
     m_open = false;
-    m_minX = m_maxX >= m_minX ? std::min(m_minX, x) : x;
-    m_maxX = m_maxX >= m_minX ? std::max(m_maxX, x) : x;
-    m_minY = m_maxY >= m_minY ? std::min(m_minY, y) : y;
-    m_maxY = m_maxY >= m_minY ? std::max(m_maxY, y) : y;
+    Extend(x, y);
+}
+
+void SQPolygon::Extend(int64_t x, int64_t y) noexcept {
+    if (!m_hasPoints) {
+        m_minX = m_maxX = x;
+        m_minY = m_maxY = y;
+        m_hasPoints = true;
+        return;
+    }
+    m_minX = std::min(m_minX, x);
+    m_maxX = std::max(m_maxX, x);
+    m_minY = std::min(m_minY, y);
+    m_maxY = std::max(m_maxY, y);
 }
 
 void SQPolygon::CloseContour() {
@@ -99,10 +109,7 @@ void SQPolygon::PutRun(int64_t row, int64_t first, int64_t last, uint32_t cross,
 
 void SQPolygon::LineTo(int64_t x1, int64_t y1) {
     const int64_t x0 = m_penX, y0 = m_penY;
-    m_minX = m_maxX >= m_minX ? std::min(m_minX, x1) : x1;
-    m_maxX = m_maxX >= m_minX ? std::max(m_maxX, x1) : x1;
-    m_minY = m_maxY >= m_minY ? std::min(m_minY, y1) : y1;
-    m_maxY = m_maxY >= m_minY ? std::max(m_maxY, y1) : y1;
+    Extend(x1, y1);
     m_open = true;
     if (y0 == y1) {
         // Flat edges carry no crossing and leave the direction alone, so that
@@ -449,7 +456,7 @@ CPolygonScanIterator* SQPolygon::CreateScanIterator(int rowLimit, int maxSpans) 
 }
 
 bool SQPolygon::CalculateBBox(RECT& box) const noexcept {
-    if (m_maxX < m_minX) return false;
+    if (!m_hasPoints) return false;
     const int64_t s = m_scale;
     auto px = [&](int64_t g, LONG origin) {
         return LONG(std::clamp<int64_t>(FloorDiv(g, s) + origin, INT32_MIN / 2, INT32_MAX / 2));

@@ -119,6 +119,7 @@ private:
     void Put(int64_t row, int64_t column, uint32_t add, uint32_t orBits);
     void PutRun(int64_t row, int64_t first, int64_t last, uint32_t cross, bool orCross, int64_t crossColumn);
     void Finalize();
+    void Extend(int64_t x, int64_t y) noexcept;
 
     RECT m_clip;
     EPolyFillMode m_fillMode;
@@ -133,7 +134,8 @@ private:
     int64_t m_firstRow = 0, m_firstColumn = 0;
     bool m_open = false;
     // Bounds of the added points on the grid.
-    int64_t m_minX = 0, m_minY = 0, m_maxX = -1, m_maxY = -1;
+    int64_t m_minX = 0, m_minY = 0, m_maxX = 0, m_maxY = 0;
+    bool m_hasPoints = false;
 
     std::vector<SPolygonEntry> m_entries;
     // After Finalize: entries grouped by row, stable within a row.

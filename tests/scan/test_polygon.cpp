@@ -263,9 +263,9 @@ TEST(Polygon, IntersectionTestAndBounds) {
 
     p = QGDI_PolygonCreate(RECT{0, 0, 10, 10}, kePolyFillNonZero, 2, 0, keQPathFill);
     EXPECT_FALSE(QGDI_PolygonCalculateBBox(p, box));
-    p->MoveTo(-8, 4);
+    p->MoveTo(-8, 9);  // entirely left of the origin first: the box must still grow from it
+    p->LineTo(-2, 4);
     p->LineTo(30, 4);
-    p->LineTo(30, 9);
     ASSERT_TRUE(QGDI_PolygonCalculateBBox(p, box));
     EXPECT_EQ(std::make_tuple(box.left, box.top, box.right, box.bottom), std::make_tuple(-4, 2, 16, 5));
     ASSERT_TRUE(QGDI_PolygonGetClippedBBox(p, box));
