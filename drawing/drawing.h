@@ -1,5 +1,5 @@
 #pragma once
-// Vector drawing: paths, curves and their combination.
+// Vector drawing: paths, curves and their combination; scan conversion.
 #include "drawing/Arc.h"
 #include "drawing/Bezier.h"
 #include "drawing/Curve.h"
@@ -10,5 +10,10 @@
 #include "drawing/PathIterator.h"
 #include "drawing/PathLinked.h"
 #include "drawing/PathReceiver.h"
+#include "drawing/Polygon.h"
 #include "drawing/QPath.h"
+#include "drawing/RasterProps.h"
 #include "drawing/Refed.h"
+#include "drawing/RegionRect.h"
+#include "drawing/ScanReceiver.h"
+#include "drawing/ScanReceiverRowOp.h"
