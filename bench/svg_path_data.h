@@ -13,13 +13,11 @@
 namespace qgdi::bench {
 
 // The folder of test material beside the project: QGDI_TESTDATA if set, else
-// ../shared/testdata relative to the source tree.
+// the one the build names (an absolute path, whatever the compiler cache does
+// to file names).
 inline std::string TestDataDir() {
     if (const char* env = std::getenv("QGDI_TESTDATA")) return env;
-    std::string here = __FILE__;
-    here = here.substr(0, here.rfind('/'));  // bench
-    here = here.substr(0, here.rfind('/'));  // project root
-    return here.substr(0, here.rfind('/')) + "/shared/testdata";
+    return QGDI_TESTDATA_DIR;
 }
 
 // False when the file cannot be read or a path fails to parse.
