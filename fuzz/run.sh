@@ -8,7 +8,7 @@ here=$(cd "$(dirname "$0")/.." && pwd)
 build=${FUZZ_BUILD:-$here/build-fuzz}
 seconds=${FUZZ_SECONDS:-60}
 testdata=${QGDI_TESTDATA:-$here/../shared/testdata}
-targets=${*:-bmp_dib iterator_stream length_text png_reader jpeg_reader path_data}
+targets=${*:-bmp_dib iterator_stream length_text png_reader jpeg_reader path_data palette_text palette_riff}
 
 CC=clang CXX=clang++ cmake -S "$here" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQGDI_BUILD_FUZZ=ON \
     -DQGDI_BUILD_TESTS=OFF -DQGDI_BUILD_BENCH=OFF -DQGDI_BUILD_TOOLS=OFF >/dev/null
