@@ -11,6 +11,8 @@ const std::vector<SQgdiCommand>& QgdiCommands() {
          "resize IN OUT (--size WxH | --scale F) [--filter nearest|bilinear|bicubic|area|lanczos|mitchell] [--linear]",
          "resize an image (bicubic by default; --linear: in linear light), with a progress bar; Ctrl-C cancels",
          &QgdiCmdResize},
+        {"blur", "blur IN OUT (--sigma S [--sigma-y S] | --box R [--box-y R]) [--edge wrap|clamp|constant]",
+         "Gaussian or box blur, with a progress bar; Ctrl-C cancels", &QgdiCmdBlur},
         {"formats", "formats", "table of the pixel formats and their properties", &QgdiCmdFormats},
         {"blend", "blend BOTTOM TOP OUT [--mode NAME] [--opacity 0-255] [--at X,Y] [--sheet] | blend --list",
          "lay TOP over BOTTOM in a layer blend mode or through a compositing operator", &QgdiCmdBlend},

@@ -24,3 +24,4 @@ int QgdiCmdQuantize(const std::vector<std::string>& args);
 int QgdiCmdDither(const std::vector<std::string>& args);
 int QgdiCmdPalette(const std::vector<std::string>& args);
 int QgdiCmdResize(const std::vector<std::string>& args);
+int QgdiCmdBlur(const std::vector<std::string>& args);
