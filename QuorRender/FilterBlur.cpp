@@ -50,7 +50,7 @@ CErrorAutoThrow CImageBlur::Blur(const CRowIterator& source, CRowIterator& desti
             tail.reset(stage);
         };
         if (working != format) chain(new CSeqOpAlphaForm(working));
-        for (const SBlurPass& p : across) chain(new CSeqOpBlurPass(false, p, m_eEdge, m_nEdgeColour));
+        if (!across.empty()) chain(new CSeqOpBlurPass(across, m_eEdge, m_nEdgeColour));
         for (const SBlurPass& p : down) chain(new CSeqOpBlurPass(true, p, m_eEdge, m_nEdgeColour));
         if (working != format) chain(new CSeqOpAlphaForm(format));
         if (destination.GetPixelFormat() != format) chain(new CSeqOpConvert(destination.GetPixelFormat()));

@@ -91,20 +91,51 @@ void Interleave(uint8_t* dst, const int32_t* planes, int width, int channels) no
     }
 }
 
+// One pass across: out[j] for j < count from in[j .. j + 2 reach].
+void Across(const SBlurPass& p, const int32_t* in, int32_t* out, int count) noexcept {
+    if (p.IsBox()) {
+        const int r = p.nRadius;
+        int32_t inner = 0;
+        for (int k = 1; k <= 2 * r + 1; ++k) inner += in[k];
+        const float wi = p.fInner, wr = p.fRing;
+        for (int x = 0; x < count; ++x) {
+            out[x] = BoxValue(inner, in[x] + in[x + 2 * r + 2], wi, wr);
+            inner += in[x + 2 * r + 2] - in[x + 1];
+        }
+        return;
+    }
+    // Tap by tap over the whole row: each inner loop is a multiply-add of
+    // two contiguous arrays, which vectorises.
+    const int taps = static_cast<int>(p.aWeights.size());
+    std::fill(out, out + count, kHalf);
+    for (int k = 0; k < taps; ++k) {
+        const int32_t wk = p.aWeights[static_cast<size_t>(k)];
+        const int32_t* src = in + k;
+        for (int x = 0; x < count; ++x) out[x] += wk * src[x];
+    }
+    for (int x = 0; x < count; ++x) out[x] >>= SBlurPass::kiWeightBits;
+}
+
 }  // namespace
 
 CSeqOpBlurPass::CSeqOpBlurPass(bool vertical, const SBlurPass& pass, EEdgeMode edge, uint32_t edgeColour)
     : m_bVertical(vertical),
-      m_oPass(pass),
+      m_aPasses{pass},
       m_oWindow(quor::keTypeInt32, vertical ? 1 : 2 * pass.Reach() + 1, vertical ? 2 * pass.Reach() + 1 : 1,
                 vertical ? 0 : pass.Reach(), vertical ? pass.Reach() : 0, edge, edgeColour) {}
+
+CSeqOpBlurPass::CSeqOpBlurPass(const std::vector<SBlurPass>& passes, EEdgeMode edge, uint32_t edgeColour)
+    : m_bVertical(false),
+      m_aPasses(passes),
+      m_oWindow(quor::keTypeInt32, 2 * qgdi::filter::TotalReach(passes) + 1, 1, qgdi::filter::TotalReach(passes), 0,
+                edge, edgeColour) {}
 
 CSeqOpBlurPass::~CSeqOpBlurPass() { m_oWindow.Detach(); }
 
 bool CSeqOpBlurPass::Reset() {
     m_oWindow.Detach();
     VSeqOp* src = Src(0);
-    if (!src) return false;
+    if (!src || m_aPasses.empty() || (m_bVertical && m_aPasses.size() != 1)) return false;
     // The window resets the source itself; CSeqOp::Reset would do it twice.
     if (!m_oWindow.Attach(src, keChannelSetAll)) return false;
     const CQPixelFormat pf(src->GetPixelFormat());
@@ -118,7 +149,11 @@ bool CSeqOpBlurPass::Reset() {
     try {
         m_aOut.assign(static_cast<size_t>(m_nWidth) * m_nChannels, 0);
         m_aColumnSums.clear();
-        if (m_bVertical && m_oPass.IsBox()) m_aColumnSums.assign(static_cast<size_t>(m_nWidth + 1) * m_nChannels, 0);
+        if (m_bVertical && m_aPasses[0].IsBox())
+            m_aColumnSums.assign(static_cast<size_t>(m_nWidth + 1) * m_nChannels, 0);
+        m_aScratch.clear();
+        if (!m_bVertical && m_aPasses.size() > 1)
+            m_aScratch.assign(2 * (static_cast<size_t>(m_nWidth) + 2 * qgdi::filter::TotalReach(m_aPasses)), 0);
     } catch (const std::bad_alloc&) {
         return false;
     }
@@ -129,36 +164,24 @@ bool CSeqOpBlurPass::Reset() {
 
 void CSeqOpBlurPass::Horizontal(int channel, int32_t* out) noexcept {
     m_oWindow.SetChannel(channel);
-    const int32_t* row = m_oWindow.Row<int32_t>(0);
-    const int w = m_nWidth;
-    if (m_oPass.IsBox()) {
-        const int r = m_oPass.nRadius;
-        int32_t inner = 0;
-        for (int k = 1; k <= 2 * r + 1; ++k) inner += row[k];
-        const float wi = m_oPass.fInner, wr = m_oPass.fRing;
-        for (int x = 0; x < w; ++x) {
-            out[x] = BoxValue(inner, row[x] + row[x + 2 * r + 2], wi, wr);
-            inner += row[x + 2 * r + 2] - row[x + 1];
-        }
-        return;
+    const int32_t* in = m_oWindow.Row<int32_t>(0);
+    int length = m_nWidth + 2 * qgdi::filter::TotalReach(m_aPasses);
+    const size_t half = m_aScratch.size() / 2;
+    for (size_t i = 0; i < m_aPasses.size(); ++i) {
+        const int count = length - 2 * m_aPasses[i].Reach();
+        int32_t* to = i + 1 == m_aPasses.size() ? out : m_aScratch.data() + (i % 2) * half;
+        Across(m_aPasses[i], in, to, count);
+        in = to;
+        length = count;
     }
-    // Tap by tap over the whole row: each inner loop is a multiply-add of
-    // two contiguous arrays, which vectorises.
-    const int taps = static_cast<int>(m_oPass.aWeights.size());
-    std::fill(out, out + w, kHalf);
-    for (int k = 0; k < taps; ++k) {
-        const int32_t wk = m_oPass.aWeights[static_cast<size_t>(k)];
-        const int32_t* in = row + k;
-        for (int x = 0; x < w; ++x) out[x] += wk * in[x];
-    }
-    for (int x = 0; x < w; ++x) out[x] >>= SBlurPass::kiWeightBits;
 }
 
 void CSeqOpBlurPass::Vertical(int channel, int32_t* out) noexcept {
     m_oWindow.SetChannel(channel);
     const int w = m_nWidth;
-    if (m_oPass.IsBox()) {
-        const int r = m_oPass.nRadius;
+    const SBlurPass& pass = m_aPasses[0];
+    if (pass.IsBox()) {
+        const int r = pass.nRadius;
         int32_t* sums = m_aColumnSums.data() + static_cast<size_t>(channel) * (w + 1);
         if (m_nRow == 0) {
             std::fill(sums, sums + w, 0);
@@ -174,14 +197,14 @@ void CSeqOpBlurPass::Vertical(int channel, int32_t* out) noexcept {
         }
         const int32_t* top = m_oWindow.Row<int32_t>(0);
         const int32_t* bottom = m_oWindow.Row<int32_t>(2 * r + 2);
-        const float wi = m_oPass.fInner, wr = m_oPass.fRing;
+        const float wi = pass.fInner, wr = pass.fRing;
         for (int x = 0; x < w; ++x) out[x] = BoxValue(sums[x], top[x] + bottom[x], wi, wr);
         return;
     }
-    const int taps = static_cast<int>(m_oPass.aWeights.size());
+    const int taps = static_cast<int>(pass.aWeights.size());
     std::fill(out, out + w, kHalf);
     for (int k = 0; k < taps; ++k) {
-        const int32_t wk = m_oPass.aWeights[static_cast<size_t>(k)];
+        const int32_t wk = pass.aWeights[static_cast<size_t>(k)];
         const int32_t* in = m_oWindow.Row<int32_t>(k);
         for (int x = 0; x < w; ++x) out[x] += wk * in[x];
     }

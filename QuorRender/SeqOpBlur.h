@@ -51,12 +51,28 @@ QGDI_API bool PlanBox(int radius, std::vector<SBlurPass>& passes);
 QGDI_API SBlurPass SampledGaussian(double sigma);
 }  // namespace qgdi::filter
 
-// One pass over source 0, across (`vertical` false) or down. 8- and 16-bit
+namespace qgdi::filter {
+// Samples all `passes` read on each side, one after the other.
+inline int32_t TotalReach(const std::vector<SBlurPass>& passes) noexcept {
+    int32_t r = 0;
+    for (const SBlurPass& p : passes) r += p.Reach();
+    return r;
+}
+}  // namespace qgdi::filter
+
+// Blur passes over source 0. Across, any number of passes run in one stage:
+// the row is split into channel planes once, padded by the reach of all of
+// them, and each pass shortens the planes by its own reach, so the border
+// is treated as one kernel made of all the passes would treat it. Down, one
+// pass per stage (each needs its own window of rows). 8- and 16-bit
 // formats; every channel is filtered as it comes, so straight alpha must be
 // premultiplied before (the whole-image blur does it).
 class QGDI_API CSeqOpBlurPass : public CSeqOp {
 public:
     CSeqOpBlurPass(bool vertical, const SBlurPass& pass, EEdgeMode edge = keEdgeClamp, uint32_t edgeColour = 0);
+    // Across only: `passes` in order (Reset fails when empty).
+    explicit CSeqOpBlurPass(const std::vector<SBlurPass>& passes, EEdgeMode edge = keEdgeClamp,
+                            uint32_t edgeColour = 0);
     ~CSeqOpBlurPass() override;
 
     bool Reset() override;
@@ -69,12 +85,13 @@ private:
     void Vertical(int channel, int32_t* out) noexcept;
 
     bool m_bVertical;
-    SBlurPass m_oPass;
+    std::vector<SBlurPass> m_aPasses;
     CKernelSource m_oWindow;
     int32_t m_nRow = 0;
     int32_t m_nWidth = 0;
     int32_t m_nChannels = 0;
     int32_t m_nSampleBytes = 1;
     std::vector<int32_t> m_aColumnSums;  // vertical box: the inner sum per column and channel
+    std::vector<int32_t> m_aScratch;     // across: two planes between passes
     std::vector<int32_t> m_aOut;
 };
