@@ -91,16 +91,22 @@ void Interleave(uint8_t* dst, const int32_t* planes, int width, int channels) no
     }
 }
 
-// One pass across: out[j] for j < count from in[j .. j + 2 reach].
-void Across(const SBlurPass& p, const int32_t* in, int32_t* out, int count) noexcept {
+// One pass across: out[j] for j < count from in[j .. j + 2 reach]. `prefix`
+// holds count + 2 reach + 1 elements for the box's running sum.
+void Across(const SBlurPass& p, const int32_t* in, int32_t* out, int count, uint32_t* prefix) noexcept {
     if (p.IsBox()) {
-        const int r = p.nRadius;
-        int32_t inner = 0;
-        for (int k = 1; k <= 2 * r + 1; ++k) inner += in[k];
+        // The running sum is made once as prefix sums (one add per sample);
+        // the outputs are then differences of them, a loop with no carried
+        // dependency that vectorises. Unsigned sums may wrap on very wide
+        // rows; their differences are still exact.
+        const int r = p.nRadius, n = count + 2 * r + 2;
+        uint32_t acc = 0;
+        prefix[0] = 0;
+        for (int i = 0; i < n; ++i) prefix[i + 1] = acc += static_cast<uint32_t>(in[i]);
         const float wi = p.fInner, wr = p.fRing;
         for (int x = 0; x < count; ++x) {
+            const auto inner = static_cast<int32_t>(prefix[x + 2 * r + 2] - prefix[x + 1]);
             out[x] = BoxValue(inner, in[x] + in[x + 2 * r + 2], wi, wr);
-            inner += in[x + 2 * r + 2] - in[x + 1];
         }
         return;
     }
@@ -152,6 +158,9 @@ bool CSeqOpBlurPass::Reset() {
         if (m_bVertical && m_aPasses[0].IsBox())
             m_aColumnSums.assign(static_cast<size_t>(m_nWidth + 1) * m_nChannels, 0);
         m_aScratch.clear();
+        m_aPrefix.clear();
+        if (!m_bVertical)
+            m_aPrefix.assign(static_cast<size_t>(m_nWidth) + 2 * qgdi::filter::TotalReach(m_aPasses) + 2, 0);
         if (!m_bVertical && m_aPasses.size() > 1)
             m_aScratch.assign(2 * (static_cast<size_t>(m_nWidth) + 2 * qgdi::filter::TotalReach(m_aPasses)), 0);
     } catch (const std::bad_alloc&) {
@@ -170,7 +179,7 @@ void CSeqOpBlurPass::Horizontal(int channel, int32_t* out) noexcept {
     for (size_t i = 0; i < m_aPasses.size(); ++i) {
         const int count = length - 2 * m_aPasses[i].Reach();
         int32_t* to = i + 1 == m_aPasses.size() ? out : m_aScratch.data() + (i % 2) * half;
-        Across(m_aPasses[i], in, to, count);
+        Across(m_aPasses[i], in, to, count, reinterpret_cast<uint32_t*>(m_aPrefix.data()));
         in = to;
         length = count;
     }

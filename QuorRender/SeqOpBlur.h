@@ -93,5 +93,6 @@ private:
     int32_t m_nSampleBytes = 1;
     std::vector<int32_t> m_aColumnSums;  // vertical box: the inner sum per column and channel
     std::vector<int32_t> m_aScratch;     // across: two planes between passes
+    std::vector<int32_t> m_aPrefix;      // across: the prefix sums of a box pass
     std::vector<int32_t> m_aOut;
 };
