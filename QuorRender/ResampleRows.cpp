@@ -5,7 +5,7 @@
 #include <cmath>
 #include <type_traits>
 
-#include "QuorRender/internal/ResampleFns.h"
+#include "QuorRender/ResampleFns.h"
 #include "platform/TargetPass.h"
 
 namespace qgdi::QGDI_TARGET_NS {

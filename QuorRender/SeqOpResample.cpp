@@ -108,7 +108,7 @@ bool BuildKernels(EQResampleMode mode, EQPixelFormat working, int srcW, int srcH
     const SAxis h = ChooseAxis(mode, srcW, dstW), v = ChooseAxis(mode, srcH, dstH);
     const bool anySigned = h.negative || v.negative;
     const bool eight = t->bitsPerChannel == 8;
-    // See QuorRender/internal/ResampleFns.h for the ranges these keep.
+    // See QuorRender/ResampleFns.h for the ranges these keep.
     const uint32_t hScale = eight ? (anySigned ? 1u << 11 : 1u << 12) : 1u << 15;
     const uint32_t vScale = eight ? (anySigned ? 1u << 10 : 1u << 12) : 1u << 15;
     const auto type = [&](bool negative) {

@@ -10,7 +10,7 @@
 #include "QuorRender/QBuffer.h"
 #include "QuorRender/ResamplingKernel.h"
 #include "QuorRender/SeqOp.h"
-#include "QuorRender/internal/ResampleFns.h"
+#include "QuorRender/ResampleFns.h"
 
 class QGDI_API CSeqOpResampleKernel : public CSeqOp {
 public:
