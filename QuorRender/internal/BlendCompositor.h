@@ -27,6 +27,14 @@
 #include "QuorRender/internal/RowOpPrepared.h"
 #include "qdibcore/Source/PixelFormatTraits.h"
 
+// Keeps a function's loops scalar where the vectoriser would make them
+// slower (GCC; Clang does not emulate gathers there).
+#if defined(__GNUC__) && !defined(__clang__)
+#define QGDI_SCALAR_LOOPS __attribute__((optimize("no-tree-vectorize")))
+#else
+#define QGDI_SCALAR_LOOPS
+#endif
+
 namespace qgdi::blend {
 inline namespace QGDI_TARGET_NS {
 
@@ -189,7 +197,7 @@ template <class E, int kColour, class Ln>
 // would emulate gathers with extracts and inserts, three times slower. A
 // table that is 255 throughout (a slider left at its ends, the usual case
 // for all but one or two of them) reads nothing.
-[[gnu::noinline, gnu::optimize("no-tree-vectorize")]] inline void LookUpRanges(SRangeScratch& sc,
+[[gnu::noinline]] QGDI_SCALAR_LOOPS inline void LookUpRanges(SRangeScratch& sc,
                                                                                const rowop::SBlendMoxPrepared& prep,
                                                                                int m) noexcept {
     // the table of each read: srcBlue, srcGreen, srcRed, srcGrey, dstBlue, dstGreen, dstRed, dstGrey
