@@ -1,8 +1,7 @@
 #include <cstdio>
 
 #include "tools/qgdi/commands.h"
-#include "tools/qgdi/image_io.h"
-#include "tools/qgdi/sample_image.h"
+#include "tools/qgdi/job.h"
 
 int QgdiCmdConvert(const std::vector<std::string>& args) {
     std::vector<std::string> files;
@@ -30,18 +29,9 @@ int QgdiCmdConvert(const std::vector<std::string>& args) {
                      "   (IN '-' is the built-in sample)\n");
         return 2;
     }
-    std::unique_ptr<CRowIterator> image;
+    const auto image = QgdiLoadInput("convert", files[0]);
+    if (!image) return 1;
     std::string error;
-    if (files[0] == "-") {
-        image = std::make_unique<CRowIterator>();
-        if (QgdiMakeSampleImage(*image).IsError()) error = "cannot make the sample image";
-    } else {
-        image = QgdiReadImage(files[0], error);
-    }
-    if (!image || !error.empty()) {
-        std::fprintf(stderr, "qgdi convert: %s\n", error.c_str());
-        return 1;
-    }
     if (format != keFormatNone) {
         // The converter presents the pixels in the new format; the writer reads them through it.
         const CErrorAutoThrow r = image->SetPixelFormat(format, keImageModifyReadOnly);

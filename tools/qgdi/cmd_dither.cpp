@@ -1,9 +1,8 @@
 #include <cstdio>
 
 #include "tools/qgdi/commands.h"
-#include "tools/qgdi/image_io.h"
+#include "tools/qgdi/job.h"
 #include "tools/qgdi/progress.h"
-#include "tools/qgdi/sample_image.h"
 
 int QgdiCmdDither(const std::vector<std::string>& args) {
     std::vector<std::string> files;
@@ -30,18 +29,9 @@ int QgdiCmdDither(const std::vector<std::string>& args) {
         std::fprintf(stderr, "usage: qgdi dither IN OUT [--kernel fs|burkes|stucki] [--tone]   (IN '-' is the built-in sample)\n");
         return 2;
     }
-    std::unique_ptr<CRowIterator> image;
+    const auto image = QgdiLoadInput("dither", files[0]);
+    if (!image) return 1;
     std::string error;
-    if (files[0] == "-") {
-        image = std::make_unique<CRowIterator>();
-        if (QgdiMakeSampleImage(*image).IsError()) error = "cannot make the sample image";
-    } else {
-        image = QgdiReadImage(files[0], error);
-    }
-    if (!image || !error.empty()) {
-        std::fprintf(stderr, "qgdi dither: %s\n", error.c_str());
-        return 1;
-    }
     CRowIterator out;
     {
         CToolProgress progress("dither");

@@ -3,9 +3,8 @@
 #include <cstdlib>
 
 #include "tools/qgdi/commands.h"
-#include "tools/qgdi/image_io.h"
+#include "tools/qgdi/job.h"
 #include "tools/qgdi/progress.h"
-#include "tools/qgdi/sample_image.h"
 
 int QgdiCmdQuantize(const std::vector<std::string>& args) {
     std::vector<std::string> files;
@@ -34,18 +33,9 @@ int QgdiCmdQuantize(const std::vector<std::string>& args) {
         std::fprintf(stderr, "usage: qgdi quantize IN OUT --colors N [--dither none|fs|ordered]   (IN '-' is the built-in sample)\n");
         return 2;
     }
-    std::unique_ptr<CRowIterator> image;
+    const auto image = QgdiLoadInput("quantize", files[0]);
+    if (!image) return 1;
     std::string error;
-    if (files[0] == "-") {
-        image = std::make_unique<CRowIterator>();
-        if (QgdiMakeSampleImage(*image).IsError()) error = "cannot make the sample image";
-    } else {
-        image = QgdiReadImage(files[0], error);
-    }
-    if (!image || !error.empty()) {
-        std::fprintf(stderr, "qgdi quantize: %s\n", error.c_str());
-        return 1;
-    }
     const auto start = std::chrono::steady_clock::now();
     RGBQUAD palette[256];
     int count = 0;
