@@ -1,8 +1,5 @@
 #include "QuorRender/ImageResize.h"
 
-#include <tbb/blocked_range.h>
-#include <tbb/parallel_for.h>
-#include <tbb/task_arena.h>
 
 #include <algorithm>
 #include <atomic>
@@ -14,6 +11,7 @@
 #include "QuorRender/SeqOpLinearLight.h"
 #include "qdibcore/Source/PixelFormatTraits.h"
 #include "qdibcore/Source/StatusControl.h"
+#include "qdibcore/Source/internal/Parallel.h"
 #include "qdibcore/Source/internal/ResultTry.h"
 
 namespace {
@@ -181,28 +179,17 @@ CErrorAutoThrow CImageResize::Resize(const CRowIterator& source, CRowIterator& d
                    std::this_thread::get_id()};
 
     // More threads than the processors would only queue behind them.
-    const int processors = tbb::this_task_arena::max_concurrency();
+    const int processors = qgdi::parallel::MaxThreads();
     const int threads = m_nThreads > 0 ? std::min(m_nThreads, processors) : processors;
     // Several strips per thread even out the load; each costs a kernel's
     // height of extra source rows, so strips stay tall.
     int rows = m_nStripRows > 0 ? m_nStripRows : std::max(64, (dh + threads * 4 - 1) / (threads * 4));
     rows = std::min(rows, dh);
     const int strips = (dh + rows - 1) / rows;
-    const auto run = [&](int i) { RunStrip(shared, i * rows, std::min(dh, (i + 1) * rows)); };
-    if (threads == 1 || strips == 1) {
-        for (int i = 0; i < strips && !shared.cancelled.load(); ++i) run(i);
-    } else {
-        try {
-            tbb::task_arena arena(threads);
-            arena.execute([&] {
-                tbb::parallel_for(tbb::blocked_range<int>(0, strips, 1), [&](const tbb::blocked_range<int>& r) {
-                    for (int i = r.begin(); i != r.end(); ++i) run(i);
-                });
-            });
-        } catch (const std::bad_alloc&) {
-            return QERR(keQuorErrOutOfMemory);
-        }
-    }
+    const auto run = [&](int i) {
+        if (!shared.cancelled.load()) RunStrip(shared, i * rows, std::min(dh, (i + 1) * rows));
+    };
+    if (!qgdi::parallel::For(0, strips, run, 1, threads)) return QERR(keQuorErrOutOfMemory);
     const int failure = shared.failure.load();
     if (failure != keQuorErrSuccess) return QERR(static_cast<QuorErrorCode>(failure));
     static_cast<void>(nested.SetProgress(static_cast<uint64_t>(dh)));
