@@ -395,6 +395,97 @@ private:
         });
     }
 
+    // Shifts the fill by a smooth field so that it meets the pixels around
+    // the hole: at each known pixel next to the hole, the difference between
+    // its value and what the matched patches predict for it; between them, a
+    // membrane interpolated by push-pull over a pyramid. Removes the seams of
+    // slowly varying shading that no source patch has exactly.
+    void AdaptToBoundary(Level& L) const {
+        const int r = m_r, bw = L.TW(), bh = L.ty1 - L.ty0;
+        struct SCell {
+            float v[C];
+            float w;
+        };
+        std::vector<std::vector<SCell>> pyramid(1, std::vector<SCell>(static_cast<size_t>(bw) * bh, SCell{}));
+        std::vector<std::pair<int, int>> sizes{{bw, bh}};
+        for (int y = L.ty0; y < L.ty1; ++y)
+            for (int x = L.tx0; x < L.tx1; ++x) {
+                if ((L.state.Row(y)[x] & kStateKindMask) != kStateKnown) continue;
+                bool edge = false;
+                for (int dy = -1; dy <= 1; ++dy)
+                    for (int dx = -1; dx <= 1; ++dx) edge |= L.img.Contains(x + dx, y + dy) && L.IsHole(x + dx, y + dy);
+                if (!edge) continue;
+                float acc[C] = {}, total = 0;
+                for (int py = std::max(y - r, 0); py <= std::min(y + r, L.H() - 1); ++py)
+                    for (int px = std::max(x - r, 0); px <= std::min(x + r, L.W() - 1); ++px) {
+                        if (px < L.tx0 || py < L.ty0 || px >= L.tx1 || py >= L.ty1) continue;
+                        const size_t i = L.TIndex(px, py);
+                        if (!L.target[i]) continue;
+                        const T* s = L.img.At(L.nnf[i].x + (x - px), L.nnf[i].y + (y - py));
+                        for (int c = 0; c < C; ++c) acc[c] += L.weight[i] * static_cast<float>(s[c]);
+                        total += L.weight[i];
+                    }
+                if (!(total > 0)) continue;
+                SCell& cell = pyramid[0][L.TIndex(x, y)];
+                for (int c = 0; c < C; ++c) cell.v[c] = static_cast<float>(L.img.At(x, y)[c]) - acc[c] / total;
+                cell.w = 1;
+            }
+        // Push: weighted means of 2x2 blocks, down to one cell.
+        while (sizes.back().first > 1 || sizes.back().second > 1) {
+            const auto [fw, fh] = sizes.back();
+            const int cw = (fw + 1) / 2, ch = (fh + 1) / 2;
+            std::vector<SCell> coarse(static_cast<size_t>(cw) * ch, SCell{});
+            const std::vector<SCell>& fine = pyramid.back();
+            for (int y = 0; y < fh; ++y)
+                for (int x = 0; x < fw; ++x) {
+                    const SCell& f = fine[static_cast<size_t>(y) * fw + x];
+                    SCell& o = coarse[static_cast<size_t>(y / 2) * cw + x / 2];
+                    for (int c = 0; c < C; ++c) o.v[c] += f.v[c] * f.w;
+                    o.w += f.w;
+                }
+            for (SCell& o : coarse)
+                if (o.w > 0)
+                    for (int c = 0; c < C; ++c) o.v[c] /= o.w;
+            for (SCell& o : coarse) o.w = std::min(o.w, 1.0f);
+            pyramid.push_back(std::move(coarse));
+            sizes.emplace_back(cw, ch);
+        }
+        // Pull: cells without data take the coarser level, interpolated bilinearly.
+        for (size_t k = pyramid.size() - 1; k-- > 0;) {
+            const auto [fw, fh] = sizes[k];
+            const auto [cw, ch] = sizes[k + 1];
+            const std::vector<SCell>& coarse = pyramid[k + 1];
+            for (int y = 0; y < fh; ++y)
+                for (int x = 0; x < fw; ++x) {
+                    SCell& f = pyramid[k][static_cast<size_t>(y) * fw + x];
+                    if (f.w >= 1) continue;
+                    const float gx = std::clamp((x - 0.5f) * 0.5f, 0.0f, float(cw - 1));
+                    const float gy = std::clamp((y - 0.5f) * 0.5f, 0.0f, float(ch - 1));
+                    const int x0 = static_cast<int>(gx), y0 = static_cast<int>(gy);
+                    const int x1 = std::min(x0 + 1, cw - 1), y1 = std::min(y0 + 1, ch - 1);
+                    const float ax = gx - float(x0), ay = gy - float(y0);
+                    const SCell& a = coarse[static_cast<size_t>(y0) * cw + x0];
+                    const SCell& b = coarse[static_cast<size_t>(y0) * cw + x1];
+                    const SCell& c0 = coarse[static_cast<size_t>(y1) * cw + x0];
+                    const SCell& d = coarse[static_cast<size_t>(y1) * cw + x1];
+                    for (int c = 0; c < C; ++c) {
+                        const float up = (a.v[c] * (1 - ax) + b.v[c] * ax) * (1 - ay) + (c0.v[c] * (1 - ax) + d.v[c] * ax) * ay;
+                        f.v[c] = f.v[c] * f.w + up * (1 - f.w);
+                    }
+                    f.w = 1;
+                }
+        }
+        constexpr float kMax = static_cast<float>(std::numeric_limits<T>::max());
+        for (int y = L.hy0; y < L.hy1; ++y)
+            for (int x = L.hx0; x < L.hx1; ++x) {
+                if (!L.IsHole(x, y)) continue;
+                const SCell& f = pyramid[0][L.TIndex(x, y)];
+                T* o = L.img.At(x, y);
+                for (int c = 0; c < C; ++c)
+                    o[c] = static_cast<T>(std::clamp(static_cast<float>(o[c]) + f.v[c] + 0.5f, 0.0f, kMax));
+            }
+    }
+
     // ---- Initialisation -----------------------------------------------------
 
     void AllocateField(Level& L) {
@@ -656,6 +747,7 @@ private:
             }
             done += work[static_cast<size_t>(k)];
         }
+        AdaptToBoundary(m_levels[0]);
         return {};
     }
 
