@@ -325,19 +325,19 @@ void Register() {
     const std::string base = "BGR/1Mpix/rect7.5%/";
     Configure(benchmark::RegisterBenchmark((base + "t1/ours").c_str(), [](benchmark::State& s) {
         Timed(s, [](std::vector<uint8_t>& p) { return FillOurs(Big().w, Big().h, p, Big().mask, 1); });
-    }))->Iterations(1);
+    }));
     Configure(benchmark::RegisterBenchmark((base + "all/ours").c_str(), [](benchmark::State& s) {
         Timed(s, [](std::vector<uint8_t>& p) { return FillOurs(Big().w, Big().h, p, Big().mask, 0); });
-    }))->Iterations(1);
+    }));
 #ifdef QGDI_HAVE_OPENCV
     Configure(benchmark::RegisterBenchmark((base + "t1/opencv_telea").c_str(), [](benchmark::State& s) {
         cv::setNumThreads(1);
         Timed(s, [](std::vector<uint8_t>& p) { return FillOpenCV(Big().w, Big().h, p, Big().mask, cv::INPAINT_TELEA); });
-    }))->Iterations(1);
+    }));
     Configure(benchmark::RegisterBenchmark((base + "t1/opencv_ns").c_str(), [](benchmark::State& s) {
         cv::setNumThreads(1);
         Timed(s, [](std::vector<uint8_t>& p) { return FillOpenCV(Big().w, Big().h, p, Big().mask, cv::INPAINT_NS); });
-    }))->Iterations(1);
+    }));
 #endif
 }
 

@@ -13,7 +13,7 @@ class CStatusControl;
 struct SQInpaintOptions {
     // Side of the square patches compared, odd, 3 to 31. Larger patches keep
     // larger structures together; smaller ones follow fine texture.
-    int nPatchSize = 7;
+    int nPatchSize = 9;
     // Where content may be taken from: an 8-bit mask of the image's size, a
     // value of 128 or more allowing the pixel. Null: everywhere outside the hole.
     const CRowIterator* pSource = nullptr;

@@ -32,7 +32,7 @@ enum : uint8_t {
 };
 
 struct SFillSettings {
-    int nPatch = 7;       // odd side of a patch
+    int nPatch = 9;       // odd side of a patch
     uint64_t nSeed = 0;   // same seed, same fill
     int nThreads = 0;     // 0: every processor
 };
