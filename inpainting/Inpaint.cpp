@@ -122,7 +122,7 @@ private:
         const int W = m_hole.Width(), H = m_hole.Height(), feather = m_options.nFeather;
         // Context around the hole, in proportion to its smaller side.
         const int holeW = g.x1 - g.x0 - 2 * grow, holeH = g.y1 - g.y0 - 2 * grow;
-        const int margin = std::max(6 * m_options.nPatchSize, std::min(holeW, holeH)) + feather;
+        const int margin = std::max(8 * m_options.nPatchSize, 2 * std::max(holeW, holeH)) + feather;
         const int cx0 = std::max(0, g.x0 - margin), cy0 = std::max(0, g.y0 - margin);
         const int cx1 = std::min(W, g.x1 + margin), cy1 = std::min(H, g.y1 + margin);
         const int cw = cx1 - cx0, ch = cy1 - cy0;
