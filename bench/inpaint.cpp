@@ -10,7 +10,6 @@
 // QGDI_INPAINT_WRITE=DIR writes each case as PNG (hole, ours, telea, ns);
 // QGDI_INPAINT_QUALITY=0 skips the table.
 #include <benchmark/benchmark.h>
-#include <png.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -27,6 +26,7 @@
 
 #include "bench_util.h"
 #include "qgdi.h"
+#include "tools/qgdi/image_io.h"
 
 #ifdef QGDI_HAVE_OPENCV
 #include <opencv2/core.hpp>
@@ -45,30 +45,32 @@ struct SPhoto {
     std::vector<uint8_t> bgr;
 };
 
-bool ReadPng(const std::string& file, SPhoto& photo) {
-    png_image png{};
-    png.version = PNG_IMAGE_VERSION;
-    if (!png_image_begin_read_from_file(&png, file.c_str())) return false;
-    png.format = PNG_FORMAT_BGR;
-    photo.bgr.resize(PNG_IMAGE_SIZE(png));
-    if (!png_image_finish_read(&png, nullptr, photo.bgr.data(), 0, nullptr)) return false;
-    photo.w = static_cast<int>(png.width);
-    photo.h = static_cast<int>(png.height);
+bool ReadBgr(const std::string& name, SPhoto& photo) {
+    const auto image = ReadPhoto(name);
+    if (!image) return false;
+    photo.w = image->GetWidth();
+    photo.h = image->GetHeight();
+    photo.bgr.resize(static_cast<size_t>(photo.w) * photo.h * 3);
+    for (int y = 0; y < photo.h; ++y) {
+        const uint8_t* row = image->GetRow(y, 0, photo.w);
+        uint8_t* out = photo.bgr.data() + static_cast<size_t>(y) * photo.w * 3;
+        for (int x = 0; x < photo.w; ++x) std::memcpy(out + x * 3, row + x * 4, 3);
+        image->ReleaseRow(y).Ignore();
+    }
     return true;
 }
 
+std::unique_ptr<CRowIterator> ToImage(int w, int h, int channels, const uint8_t* data);
+
 void WritePng(const std::string& file, int w, int h, const uint8_t* bgr) {
-    png_image png{};
-    png.version = PNG_IMAGE_VERSION;
-    png.width = static_cast<png_uint_32>(w);
-    png.height = static_cast<png_uint_32>(h);
-    png.format = PNG_FORMAT_BGR;
-    png_image_write_to_file(&png, file.c_str(), 0, bgr, 0, nullptr);
+    std::string error, note;
+    const auto image = ToImage(w, h, 3, bgr);
+    if (!image || !QgdiWriteImage(file, *image, error, note)) std::fprintf(stderr, "cannot write %s: %s\n", file.c_str(), error.c_str());
 }
 
 std::vector<SPhoto> Photos() {
     std::vector<SPhoto> photos;
-    const std::string dir = QGDI_TESTDATA_DIR "/photos";
+    const std::string dir = TestDataDir() + "/photos";
     DIR* d = opendir(dir.c_str());
     if (!d) return photos;
     std::vector<std::string> names;
@@ -81,7 +83,7 @@ std::vector<SPhoto> Photos() {
     for (const auto& n : names) {
         SPhoto p;
         p.name = n.substr(0, n.size() - 4);
-        if (ReadPng(dir + "/" + n, p)) photos.push_back(std::move(p));
+        if (ReadBgr(n, p)) photos.push_back(std::move(p));
     }
     return photos;
 }
@@ -284,10 +286,7 @@ const SBig& Big() {
     static const SBig big = [] {
         SBig b;
         SPhoto photo;
-        if (!ReadPng(QGDI_TESTDATA_DIR "/photos/astronaut.png", photo)) {
-            std::fprintf(stderr, "bench_inpaint: cannot read the photograph\n");
-            std::exit(1);
-        }
+        if (!ReadBgr("astronaut.png", photo)) std::exit(1);
         const int side = QuickMode() ? 512 : 1024;
         auto src = ToImage(photo.w, photo.h, 3, photo.bgr.data());
         CRowIterator out;
