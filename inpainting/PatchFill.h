@@ -593,14 +593,23 @@ private:
         // them, then every position around the best one.
         const int stride = std::max(1, static_cast<int>(std::sqrt(static_cast<double>(L.validCount) / 1500.0)));
         CFillRandom rng(CFillRandom::Mix(m_settings.nSeed, 0xC0A25E));
+        // The pixels still to fill, in scan order, so that a thin hole with a
+        // large box (a long diagonal scratch) costs its own size per step.
+        std::vector<std::pair<int, int>> pending;
+        for (int y = L.hy0; y < L.hy1; ++y)
+            for (int x = L.hx0; x < L.hx1; ++x)
+                if (filled[L.TIndex(x, y)] == 0) pending.emplace_back(x, y);
         for (int64_t step = 0; remaining > 0; ++step) {
             int px = -1, py = -1;
             float bestP = -2.0f;
-            for (int y = L.hy0; y < L.hy1; ++y)
-                for (int x = L.hx0; x < L.hx1; ++x) {
-                    const size_t i = L.TIndex(x, y);
-                    if (filled[i] == 0 && prio[i] > bestP) bestP = prio[i], px = x, py = y;
-                }
+            size_t kept = 0;
+            for (const auto& [x, y] : pending) {
+                const size_t i = L.TIndex(x, y);
+                if (filled[i] != 0) continue;
+                pending[kept++] = {x, y};
+                if (prio[i] > bestP) bestP = prio[i], px = x, py = y;
+            }
+            pending.resize(kept);
             const int x0 = std::max(-r, -px), x1 = std::min(r, L.W() - 1 - px);
             const int y0 = std::max(-r, -py), y1 = std::min(r, L.H() - 1 - py);
             const auto masked = [&](int sx, int sy, int64_t bound) {
