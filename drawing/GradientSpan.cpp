@@ -113,7 +113,9 @@ void GradientLinearSpan(const uint32_t* lut, int spread, double t0, double dt, i
                     continue;
                 }
             } else if (std::fabs(s) > 8192) {
-                s -= 2048.0 * std::floor(s / 2048.0);
+                // Whole periods off, keeping the side: a whole turn t = k
+                // indexes differently for k = 1, k > 1 and k < 0.
+                s = s > 0 ? s - 2048.0 * std::floor(s / 2048.0) + 2048.0 : s - 2048.0 * std::ceil(s / 2048.0) - 2048.0;
             }
             LookupLinear<kSpread>(lut, int32_t(std::lround(s * 65536.0)), step, len, out + done);
             done += len;

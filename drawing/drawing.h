@@ -23,3 +23,4 @@
 #include "drawing/RegionRect.h"
 #include "drawing/ScanReceiver.h"
 #include "drawing/ScanReceiverRowOp.h"
+#include "drawing/Stops.h"
