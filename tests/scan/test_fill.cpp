@@ -87,3 +87,145 @@ TEST(Fill, CompositeOpReplacesDestination) {
     clone->Unreference();
     fill->Unreference();
 }
+
+namespace {
+
+// A small drawing through `fill`: a triangle over an image of `format`
+// that starts as `background` (RGBA).
+CDibIterator Draw(VQFILL* fill, EQPixelFormat format, uint32_t background, int w = 40, int h = 24) {
+    CDibIterator image;
+    const CColorRef bg = CColorRef::FromRGBA(background);
+    EXPECT_FALSE(image.Create(w, h, format, &bg).IsError());
+    FillPath(fill, image, {{1, 1}, {38, 3}, {12, 23}});
+    return image;
+}
+
+int MaxDifferenceBGRA(const CDibIterator& a, const CDibIterator& b) {
+    CDibIterator ca, cb;
+    EXPECT_FALSE(ca.CreateFromCopy(a, nullptr, keFormatBGRA).IsError());
+    EXPECT_FALSE(cb.CreateFromCopy(b, nullptr, keFormatBGRA).IsError());
+    int worst = 0;
+    for (int y = 0; y < a.GetHeight(); ++y)
+        for (int x = 0; x < a.GetWidth(); ++x) {
+            const uint32_t p = PixelBGRA(ca, x, y), q = PixelBGRA(cb, x, y);
+            for (int s = 0; s < 32; s += 8) worst = std::max(worst, std::abs(int(p >> s & 0xFF) - int(q >> s & 0xFF)));
+        }
+    return worst;
+}
+
+}  // namespace
+
+// Filling any 8- or 16-bit format gives what filling BGRA and converting gives.
+TEST(Fill, EveryFormatAgreesWithBGRA) {
+    const uint32_t colours[] = {0xFF2080F0u, 0x8040C020u};
+    const double offsets[] = {0, 1};
+    const EQPixelFormat formats[] = {keFormatGrey,     keFormatGreyA,     keFormatBGR,      keFormatBGRA,
+                                     keFormatBGRxA,    keFormatGrey_u16,  keFormatGreyA_u16, keFormatBGR_u16,
+                                     keFormatBGRA_u16, keFormatBGRxA_u16};
+    for (const uint32_t background : {0xFF806040u, 0x80306090u})
+        for (EQPixelFormat format : formats) {
+            // A translucent background exists only where there is alpha to hold it.
+            if ((background >> 24) != 0xFF && !CQPixelFormat(format).IsAlphaChannelPresent()) continue;
+            VQFILL* fill = QGDI_FillCreateLinearGradient(SQRECT{}, {0, 0}, {40, 10}, 0, colours, offsets, 2,
+                                                         keSpreadReflect, nullptr);
+            ASSERT_NE(fill, nullptr);
+            fill->SetOpacity(200);
+            const CDibIterator reference = Draw(fill, keFormatBGRA, background);
+            CDibIterator expected;
+            ASSERT_FALSE(expected.CreateFromCopy(reference, nullptr, format).IsError());
+            const CDibIterator got = Draw(fill, format, background);
+            // Grey rounds the colours before compositing, BGRA after.
+            EXPECT_LE(MaxDifferenceBGRA(got, expected), CQPixelFormat(format).IsGreyscale() ? 3 : 2)
+                << CQPixelFormat(format).GetChannelCount() << " " << std::hex << background << " " << std::dec
+                << int(format);
+            fill->Unreference();
+        }
+}
+
+// Each kind over a known background at a fully covered pixel and outside.
+TEST(Fill, KindsEndToEnd) {
+    CDibIterator tile;
+    const CColorRef tileColour(10, 200, 30, 255);
+    ASSERT_FALSE(tile.Create(4, 4, keFormatBGR, &tileColour).IsError());
+    const double half[9] = {0.5, 0, 0, 0, 0.5, 0, 0, 0, 1};
+    struct Case {
+        const char* name;
+        VQFILL* fill;
+        EQFillType type;
+        uint32_t background;  // RGBA
+        uint32_t inside;      // BGRA at (12, 8)
+    } cases[] = {
+        {"checker", QGDI_FillCreateCheckerBoard(4, 0xFFFFFFFFu, 0xFF000000u), keFillCheckerBoard, 0xFF0000FFu,
+         0xFFFFFFFFu},  // (12 / 4 + 8 / 4) = 5: odd... see below
+        {"pattern", QGDI_FillCreatePattern(&tile, half, keResampleNearestNeighbor), keFillPattern, 0xFF000000u,
+         0xFF0AC81Eu},
+        {"eraser", QGDI_FillCreateEraser(), keFillEraser, 0xFF336699u, 0x00996633u},
+        {"uneraser", QGDI_FillCreateUneraser(), keFillUneraser, 0x10336699u, 0xFF996633u},
+    };
+    cases[0].inside = 0xFF000000u;  // cell (3, 2) is odd: the second colour
+    for (Case& c : cases) {
+        ASSERT_NE(c.fill, nullptr) << c.name;
+        EXPECT_EQ(QGDI_FillGetType(c.fill), c.type);
+        const CDibIterator image = Draw(c.fill, keFormatBGRA, c.background);
+        EXPECT_EQ(PixelBGRA(image, 12, 8), c.inside) << c.name;
+        EXPECT_EQ(PixelBGRA(image, 39, 23), QGDI_RGBAtoBGRA(c.background)) << c.name;
+        VQFILL* clone = c.fill->Clone();
+        ASSERT_NE(clone, nullptr);
+        EXPECT_EQ(clone->GetType(), c.type);
+        clone->Unreference();
+        c.fill->Unreference();
+    }
+    EXPECT_EQ(QGDI_FillCreateCheckerBoard(0, 0, 0), nullptr);
+    EXPECT_EQ(QGDI_FillCreatePattern(nullptr, nullptr), nullptr);
+    const double singular[9] = {0, 0, 0, 0, 0, 0, 0, 0, 1};
+    EXPECT_EQ(QGDI_FillCreatePattern(&tile, singular), nullptr);
+}
+
+// The eraser at half opacity halves alpha; a texture multiplies the colours.
+TEST(Fill, OpacityAndTexture) {
+    VQFILL* eraser = QGDI_FillCreateEraser();
+    eraser->SetOpacity(128);
+    EXPECT_EQ(PixelBGRA(Draw(eraser, keFormatBGRA, 0xFF336699u), 12, 8) >> 24, 127u);
+    eraser->Unreference();
+
+    CDibIterator texture;
+    const CColorRef grey(128, 128, 128, 255);
+    ASSERT_FALSE(texture.Create(3, 3, keFormatBGRA, &grey).IsError());
+    CQFill fill;
+    ASSERT_TRUE(fill.CreateSolidRGBA(0xFFFFFFFFu));
+    ASSERT_FALSE(fill.SetTexture(&texture).IsError());
+    EXPECT_EQ(fill.GetFillType(), keFillSolid);
+    EXPECT_EQ(PixelBGRA(Draw(fill.GetFill(), keFormatBGRA, 0xFF000000u), 12, 8), 0xFF808080u);
+    // A fill not attached refuses runs; one attached to nothing fails with 110.
+    EXPECT_FALSE(fill.GetFill()->AddScan(0, 0, 255, 4));
+    EXPECT_EQ(fill.GetFill()->Attach(nullptr).Ignore(), keQuorErrIteratorState);
+    CDibIterator indexed;
+    ASSERT_FALSE(indexed.Create(4, 4, keFormatIndex8).IsError());
+    EXPECT_EQ(fill.GetFill()->Attach(&indexed).Ignore(), keQuorErrFormatNotSupported);
+}
+
+TEST(Fill, StopsFromEditorForm) {
+    CQStopsSVG svg;
+    EXPECT_FALSE(svg.Create(-1));
+    EXPECT_EQ(svg.m_pOffsets, nullptr);
+    ASSERT_TRUE(svg.Create(3));
+    EXPECT_EQ(svg.m_nCount, 3);
+    CQStopsMOX mox;
+    EXPECT_FALSE(mox.Create(-2, 1));
+    ASSERT_TRUE(mox.Create(2, 2));
+    mox.m_pColours[0] = {0.0, 0x0000FFu, 0.25};  // red, half blend at a quarter of the way
+    mox.m_pColours[1] = {1.0, 0xFF0000u, 0.5};   // blue
+    mox.m_pOpacities[0] = {0.0, 1.0, 0.5};
+    mox.m_pOpacities[1] = {0.5, 0.0, 0.5};
+    ASSERT_TRUE(svg.Create(mox));
+    // Stops at 0, 0.25 (the midpoint), 0.5 (the opacity stop) and 1.
+    const double offsets[] = {0, 0.25, 0.5, 1};
+    ASSERT_EQ(svg.m_nCount, 4);
+    for (int i = 0; i < 4; ++i) EXPECT_DOUBLE_EQ(svg.m_pOffsets[i], offsets[i]);
+    EXPECT_EQ(svg.m_pColours[0], 0xFF0000FFu);
+    EXPECT_EQ(svg.m_pColours[1], 0x80800080u);  // half red, half blue; alpha 127.5 -> 128
+    EXPECT_EQ(svg.m_pColours[2] >> 24, 0u);
+    EXPECT_EQ(svg.m_pColours[3], 0x00FF0000u);
+    CQStopsMOX none;
+    EXPECT_FALSE(svg.Create(none));
+}
