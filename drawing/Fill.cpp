@@ -109,6 +109,7 @@ bool SQFILL::Bind() {
             }
         } else {
             m_path = EPath::Colours;
+            m_opaqueOver = !m_composite && !m_texture && m_src && m_src->IsOpaque();
             if (!m_composite) m_solidDef = std::make_unique<CRowOpDefRowBlend>(keCompositeOver);
             m_data.eSrcFormat = keFormatBGRA;
             m_op.Attach(m_composite ? m_composite.get() : m_solidDef.get(), m_data);
@@ -186,6 +187,12 @@ bool SQFILL::Run(int x, int y, int length, int coverage, const uint8_t* mask) {
     switch (m_path) {
     case EPath::Unerase: qgdi::fill::Unerase(m_format, row, length, mask, uint8_t(weight)); break;
     case EPath::Colours:
+        if (weight == 255 && !mask && m_opaqueOver) {
+            // An opaque colour laid over at full weight replaces the pixel:
+            // written straight into the row.
+            if (!m_src->Row(m_data)) code = keQuorErrOutOfMemory;
+            break;
+        }
         m_src->GetSpan(x, y, length, m_colours.data());
         if (m_texture) Modulate(x, y, length, m_colours.data());
         m_data.pSrc = reinterpret_cast<const uint8_t*>(m_colours.data());

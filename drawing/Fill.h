@@ -111,6 +111,7 @@ private:
     EQPixelFormat m_format = keFormatNone;
     int m_width = 0, m_height = 0;
     EPath m_path = EPath::Colours;
+    bool m_opaqueOver = false;  // source-over of an opaque source: full runs are copies
     CRowOpData m_data;
     CRowOp m_op;    // the composite (or the solid colour's or the eraser's) operation
     CRowOp m_full;  // runs at full weight, when a plainer operation does the same

@@ -117,13 +117,16 @@ int MaxDifferenceBGRA(const CDibIterator& a, const CDibIterator& b) {
 
 // Filling any 8- or 16-bit format gives what filling BGRA and converting gives.
 TEST(Fill, EveryFormatAgreesWithBGRA) {
-    const uint32_t colours[] = {0xFF2080F0u, 0x8040C020u};
+    uint32_t colours[] = {0xFF2080F0u, 0x8040C020u};
     const double offsets[] = {0, 1};
     const EQPixelFormat formats[] = {keFormatGrey,     keFormatGreyA,     keFormatBGR,      keFormatBGRA,
                                      keFormatBGRxA,    keFormatGrey_u16,  keFormatGreyA_u16, keFormatBGR_u16,
                                      keFormatBGRA_u16, keFormatBGRxA_u16};
+    // Opaque stops take the straight copy at full coverage, translucent ones the blend.
+    for (const uint32_t second : {0x8040C020u, 0xFF40C020u})
     for (const uint32_t background : {0xFF806040u, 0x80306090u})
         for (EQPixelFormat format : formats) {
+            colours[1] = second;
             // A translucent background exists only where there is alpha to hold it.
             if ((background >> 24) != 0xFF && !CQPixelFormat(format).IsAlphaChannelPresent()) continue;
             VQFILL* fill = QGDI_FillCreateLinearGradient(SQRECT{}, {0, 0}, {40, 10}, 0, colours, offsets, 2,
