@@ -198,10 +198,8 @@ bool SQFILL::Run(int x, int y, int length, int coverage, const uint8_t* mask) {
         m_data.pSrc = reinterpret_cast<const uint8_t*>(m_colours.data());
         [[fallthrough]];
     default:
-        if (mask)
-            code = m_op.SpanMasked(m_data, mask).Ignore();
-        else
-            code = (weight == 255 && m_full.IsAttached() ? m_full : m_op).Span(m_data, uint8_t(weight)).Ignore();
+        if (mask) code = m_op.SpanMasked(m_data, mask).Ignore();
+        else code = (weight == 255 && m_full.IsAttached() ? m_full : m_op).Span(m_data, uint8_t(weight)).Ignore();
         break;
     }
     if (code != keQuorErrSuccess) m_ok = false;
@@ -219,9 +217,9 @@ VQFILL* SQFILL::Clone() const {
     }
     copy->m_opacity = m_opacity;
     if ((m_composite && !copy->SetCompositeOp(m_composite.get())) ||
-        (m_texture && copy->SetTexture(m_texture->GetImage(), m_texture->GetMatrix(), m_texture->GetMode(),
-                                       m_texture->GetEdge())
-                          .IsError())) {
+        (m_texture &&
+         copy->SetTexture(m_texture->GetImage(), m_texture->GetMatrix(), m_texture->GetMode(), m_texture->GetEdge())
+             .IsError())) {
         copy->Unreference();
         return nullptr;
     }
@@ -255,22 +253,21 @@ bool CQFill::CreateLinearGradient(const SQRECT& bounds, const SQPOINT& start, co
 bool CQFill::CreateRadialGradient(const SQRECT& bounds, const SQPOINT& centre, double radius, const SQPOINT& focal,
                                   int flag, const uint32_t* colours, const double* offsets, int count,
                                   ESpreadMethod spread, const double* matrix) {
-    return Take(QGDI_FillCreateRadialGradient(bounds, centre, radius, focal, flag, colours, offsets, count, spread,
-                                              matrix));
+    return Take(
+        QGDI_FillCreateRadialGradient(bounds, centre, radius, focal, flag, colours, offsets, count, spread, matrix));
 }
 
 bool CQFill::CreateAngularGradient(const SQRECT& bounds, const SQPOINT& centre, double angle, int flag,
                                    const uint32_t* colours, const double* offsets, int count, ESpreadMethod spread,
                                    const double* matrix) {
-    return Take(
-        QGDI_FillCreateAngularGradient(bounds, centre, angle, flag, colours, offsets, count, spread, matrix));
+    return Take(QGDI_FillCreateAngularGradient(bounds, centre, angle, flag, colours, offsets, count, spread, matrix));
 }
 
-bool CQFill::CreateRectangularGradient(const SQRECT& bounds, const SQPOINT& corner0, const SQPOINT& corner1,
-                                       int flag, const uint32_t* colours, const double* offsets, int count,
-                                       ESpreadMethod spread, const double* matrix) {
-    return Take(QGDI_FillCreateRectangularGradient(bounds, corner0, corner1, flag, colours, offsets, count, spread,
-                                                   matrix));
+bool CQFill::CreateRectangularGradient(const SQRECT& bounds, const SQPOINT& corner0, const SQPOINT& corner1, int flag,
+                                       const uint32_t* colours, const double* offsets, int count, ESpreadMethod spread,
+                                       const double* matrix) {
+    return Take(
+        QGDI_FillCreateRectangularGradient(bounds, corner0, corner1, flag, colours, offsets, count, spread, matrix));
 }
 
 bool CQFill::CreatePattern(const CRowIterator* image, const double* matrix, EQResampleMode mode) {

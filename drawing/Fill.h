@@ -139,14 +139,14 @@ public:
                               const uint32_t* colours, const double* offsets, int count, ESpreadMethod spread,
                               const double* matrix = nullptr);
     bool CreateRadialGradient(const SQRECT& bounds, const SQPOINT& centre, double radius, const SQPOINT& focal,
-                              int flag, const uint32_t* colours, const double* offsets, int count,
-                              ESpreadMethod spread, const double* matrix = nullptr);
+                              int flag, const uint32_t* colours, const double* offsets, int count, ESpreadMethod spread,
+                              const double* matrix = nullptr);
     bool CreateAngularGradient(const SQRECT& bounds, const SQPOINT& centre, double angle, int flag,
                                const uint32_t* colours, const double* offsets, int count, ESpreadMethod spread,
                                const double* matrix = nullptr);
     bool CreateRectangularGradient(const SQRECT& bounds, const SQPOINT& corner0, const SQPOINT& corner1, int flag,
-                                   const uint32_t* colours, const double* offsets, int count,
-                                   ESpreadMethod spread, const double* matrix = nullptr);
+                                   const uint32_t* colours, const double* offsets, int count, ESpreadMethod spread,
+                                   const double* matrix = nullptr);
     bool CreatePattern(const CRowIterator* image, const double* matrix = nullptr,
                        EQResampleMode mode = keResampleBilinear);
     bool CreateCheckerBoard(int cellSize, uint32_t rgba0, uint32_t rgba1);
@@ -172,8 +172,8 @@ private:
 // matrix from the gradient's space (its points, or the unit square of
 // `bounds` with keGradientBoundingBox as `flag`) to device pixels (null: identity).
 QGDI_API VQFILL* QGDI_FillCreateRGBA(uint32_t rgba);
-QGDI_API VQFILL* QGDI_FillCreateLinearGradient(const SQRECT& bounds, const SQPOINT& start, const SQPOINT& end,
-                                               int flag, const uint32_t* colours, const double* offsets, int count,
+QGDI_API VQFILL* QGDI_FillCreateLinearGradient(const SQRECT& bounds, const SQPOINT& start, const SQPOINT& end, int flag,
+                                               const uint32_t* colours, const double* offsets, int count,
                                                ESpreadMethod spread, const double* matrix);
 // SVG's two-circle rule: t = 0 at the focal point, t = 1 on the circle.
 QGDI_API VQFILL* QGDI_FillCreateRadialGradient(const SQRECT& bounds, const SQPOINT& centre, double radius,

@@ -125,9 +125,9 @@ bool CFillSrcLinearGradient::Create(const SQRECT& bounds, const SQPOINT& start, 
     const double dx = end.x - start.x, dy = end.y - start.y, len2 = dx * dx + dy * dy;
     if (!(len2 > 1e-12)) return false;
     // u along start -> end, v across it, both in lengths of start -> end.
-    const double g[9] = {dx / len2, dy / len2, -(start.x * dx + start.y * dy) / len2,
+    const double g[9] = {dx / len2,  dy / len2, -(start.x * dx + start.y * dy) / len2,
                          -dy / len2, dx / len2, (start.x * dy - start.y * dx) / len2,
-                         0, 0, 1};
+                         0,          0,         1};
     return Init(bounds, flag, matrix, g, colours, offsets, count, spread);
 }
 
@@ -149,9 +149,9 @@ double CFillSrcLinearGradient::GetParameter(double x, double y) const noexcept {
 
 // ---- Radial -------------------------------------------------------------------
 
-bool CFillSrcRadialGradient::Create(const SQRECT& bounds, const SQPOINT& centre, double radius,
-                                    const SQPOINT& focal, int flag, const uint32_t* colours, const double* offsets,
-                                    int count, ESpreadMethod spread, const double* matrix) {
+bool CFillSrcRadialGradient::Create(const SQRECT& bounds, const SQPOINT& centre, double radius, const SQPOINT& focal,
+                                    int flag, const uint32_t* colours, const double* offsets, int count,
+                                    ESpreadMethod spread, const double* matrix) {
     if (!Finite(centre) || !Finite(focal) || !std::isfinite(radius) || !(radius > 1e-12)) return false;
     const double r = radius;
     const double g[9] = {1 / r, 0, -centre.x / r, 0, 1 / r, -centre.y / r, 0, 0, 1};
@@ -189,8 +189,8 @@ double CFillSrcRadialGradient::GetParameter(double x, double y) const noexcept {
 // ---- Angular ------------------------------------------------------------------
 
 bool CFillSrcAngularGradient::Create(const SQRECT& bounds, const SQPOINT& centre, double angle, int flag,
-                                     const uint32_t* colours, const double* offsets, int count,
-                                     ESpreadMethod spread, const double* matrix) {
+                                     const uint32_t* colours, const double* offsets, int count, ESpreadMethod spread,
+                                     const double* matrix) {
     if (!Finite(centre) || !std::isfinite(angle)) return false;
     const double c = std::cos(angle), s = std::sin(angle);
     const double g[9] = {c, s, -(c * centre.x + s * centre.y), -s, c, s * centre.x - c * centre.y, 0, 0, 1};
@@ -216,8 +216,8 @@ double CFillSrcAngularGradient::GetParameter(double x, double y) const noexcept 
 
 // ---- Rectangular --------------------------------------------------------------
 
-bool CFillSrcRectangularGradient::Create(const SQRECT& bounds, const SQPOINT& corner0, const SQPOINT& corner1,
-                                         int flag, const uint32_t* colours, const double* offsets, int count,
+bool CFillSrcRectangularGradient::Create(const SQRECT& bounds, const SQPOINT& corner0, const SQPOINT& corner1, int flag,
+                                         const uint32_t* colours, const double* offsets, int count,
                                          ESpreadMethod spread, const double* matrix) {
     if (!Finite(corner0) || !Finite(corner1)) return false;
     const double hx = std::fabs(corner1.x - corner0.x) / 2, hy = std::fabs(corner1.y - corner0.y) / 2;
@@ -227,9 +227,7 @@ bool CFillSrcRectangularGradient::Create(const SQRECT& bounds, const SQPOINT& co
     return Init(bounds, flag, matrix, g, colours, offsets, count, spread);
 }
 
-CQFillSrc* CFillSrcRectangularGradient::Clone() const {
-    return new (std::nothrow) CFillSrcRectangularGradient(*this);
-}
+CQFillSrc* CFillSrcRectangularGradient::Clone() const { return new (std::nothrow) CFillSrcRectangularGradient(*this); }
 
 void CFillSrcRectangularGradient::GetSpan(int x, int y, int count, uint32_t* out) {
     ByStretch(HasPerspective(), x, count, out, [&](int x0, int n, uint32_t* dst) {
@@ -247,8 +245,8 @@ double CFillSrcRectangularGradient::GetParameter(double x, double y) const noexc
 
 // ---- Creation -------------------------------------------------------------------
 
-CQFillSrc* QGDI_FillSrcLinearGradient_Create(const SQRECT& bounds, const SQPOINT& start, const SQPOINT& end,
-                                             int flag, const uint32_t* colours, const double* offsets, int count,
+CQFillSrc* QGDI_FillSrcLinearGradient_Create(const SQRECT& bounds, const SQPOINT& start, const SQPOINT& end, int flag,
+                                             const uint32_t* colours, const double* offsets, int count,
                                              ESpreadMethod spread, const double* matrix) {
     return Make<CFillSrcLinearGradient>(bounds, start, end, flag, colours, offsets, count, spread, matrix);
 }
@@ -266,42 +264,36 @@ CQFillSrc* QGDI_FillSrcAngularGradient_Create(const SQRECT& bounds, const SQPOIN
     return Make<CFillSrcAngularGradient>(bounds, centre, angle, flag, colours, offsets, count, spread, matrix);
 }
 
-CQFillSrc* QGDI_FillSrcRectangularGradient_Create(const SQRECT& bounds, const SQPOINT& corner0,
-                                                  const SQPOINT& corner1, int flag, const uint32_t* colours,
-                                                  const double* offsets, int count, ESpreadMethod spread,
-                                                  const double* matrix) {
-    return Make<CFillSrcRectangularGradient>(bounds, corner0, corner1, flag, colours, offsets, count, spread,
-                                             matrix);
+CQFillSrc* QGDI_FillSrcRectangularGradient_Create(const SQRECT& bounds, const SQPOINT& corner0, const SQPOINT& corner1,
+                                                  int flag, const uint32_t* colours, const double* offsets, int count,
+                                                  ESpreadMethod spread, const double* matrix) {
+    return Make<CFillSrcRectangularGradient>(bounds, corner0, corner1, flag, colours, offsets, count, spread, matrix);
 }
 
 VQFILL* QGDI_FillCreateLinearGradient(const SQRECT& bounds, const SQPOINT& start, const SQPOINT& end, int flag,
                                       const uint32_t* colours, const double* offsets, int count, ESpreadMethod spread,
                                       const double* matrix) {
-    CQFillSrc* src =
-        QGDI_FillSrcLinearGradient_Create(bounds, start, end, flag, colours, offsets, count, spread, matrix);
-    return src ? QGDI_FillCreateFromFillSrc(src) : nullptr;
+    return QGDI_FillCreateFromFillSrc(
+        QGDI_FillSrcLinearGradient_Create(bounds, start, end, flag, colours, offsets, count, spread, matrix));
 }
 
-VQFILL* QGDI_FillCreateRadialGradient(const SQRECT& bounds, const SQPOINT& centre, double radius,
-                                      const SQPOINT& focal, int flag, const uint32_t* colours, const double* offsets,
-                                      int count, ESpreadMethod spread, const double* matrix) {
-    CQFillSrc* src = QGDI_FillSrcRadialGradient_Create(bounds, centre, radius, focal, flag, colours, offsets, count,
-                                                       spread, matrix);
-    return src ? QGDI_FillCreateFromFillSrc(src) : nullptr;
+VQFILL* QGDI_FillCreateRadialGradient(const SQRECT& bounds, const SQPOINT& centre, double radius, const SQPOINT& focal,
+                                      int flag, const uint32_t* colours, const double* offsets, int count,
+                                      ESpreadMethod spread, const double* matrix) {
+    return QGDI_FillCreateFromFillSrc(QGDI_FillSrcRadialGradient_Create(bounds, centre, radius, focal, flag, colours,
+                                                                        offsets, count, spread, matrix));
 }
 
 VQFILL* QGDI_FillCreateAngularGradient(const SQRECT& bounds, const SQPOINT& centre, double angle, int flag,
-                                       const uint32_t* colours, const double* offsets, int count,
-                                       ESpreadMethod spread, const double* matrix) {
-    CQFillSrc* src =
-        QGDI_FillSrcAngularGradient_Create(bounds, centre, angle, flag, colours, offsets, count, spread, matrix);
-    return src ? QGDI_FillCreateFromFillSrc(src) : nullptr;
+                                       const uint32_t* colours, const double* offsets, int count, ESpreadMethod spread,
+                                       const double* matrix) {
+    return QGDI_FillCreateFromFillSrc(
+        QGDI_FillSrcAngularGradient_Create(bounds, centre, angle, flag, colours, offsets, count, spread, matrix));
 }
 
 VQFILL* QGDI_FillCreateRectangularGradient(const SQRECT& bounds, const SQPOINT& corner0, const SQPOINT& corner1,
                                            int flag, const uint32_t* colours, const double* offsets, int count,
                                            ESpreadMethod spread, const double* matrix) {
-    CQFillSrc* src = QGDI_FillSrcRectangularGradient_Create(bounds, corner0, corner1, flag, colours, offsets, count,
-                                                            spread, matrix);
-    return src ? QGDI_FillCreateFromFillSrc(src) : nullptr;
+    return QGDI_FillCreateFromFillSrc(QGDI_FillSrcRectangularGradient_Create(bounds, corner0, corner1, flag, colours,
+                                                                             offsets, count, spread, matrix));
 }

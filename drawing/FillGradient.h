@@ -59,8 +59,7 @@ class QGDI_API CFillSrcRadialGradient : public CFillSrcGradient {
 public:
     // A focal point on or outside the circle is moved inside it (to 0.999 of the radius).
     bool Create(const SQRECT& bounds, const SQPOINT& centre, double radius, const SQPOINT& focal, int flag,
-                const uint32_t* colours, const double* offsets, int count, ESpreadMethod spread,
-                const double* matrix);
+                const uint32_t* colours, const double* offsets, int count, ESpreadMethod spread, const double* matrix);
     EQFillType GetType() const noexcept override { return keFillRadialGradient; }
     CQFillSrc* Clone() const override;
     void GetSpan(int x, int y, int count, uint32_t* out) override;
@@ -82,9 +81,8 @@ public:
 
 class QGDI_API CFillSrcRectangularGradient : public CFillSrcGradient {
 public:
-    bool Create(const SQRECT& bounds, const SQPOINT& corner0, const SQPOINT& corner1, int flag,
-                const uint32_t* colours, const double* offsets, int count, ESpreadMethod spread,
-                const double* matrix);
+    bool Create(const SQRECT& bounds, const SQPOINT& corner0, const SQPOINT& corner1, int flag, const uint32_t* colours,
+                const double* offsets, int count, ESpreadMethod spread, const double* matrix);
     EQFillType GetType() const noexcept override { return keFillRectangularGradient; }
     CQFillSrc* Clone() const override;
     void GetSpan(int x, int y, int count, uint32_t* out) override;

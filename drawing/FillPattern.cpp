@@ -49,8 +49,7 @@ CFillSrcCheckerBoard::CFillSrcCheckerBoard(int cellSize, uint32_t rgba0, uint32_
     : m_cell(std::max(cellSize, 1)), m_bgra{QGDI_RGBAtoBGRA(rgba0), QGDI_RGBAtoBGRA(rgba1)} {}
 
 CQFillSrc* CFillSrcCheckerBoard::Clone() const {
-    return new (std::nothrow)
-        CFillSrcCheckerBoard(m_cell, QGDI_RGBAtoBGRA(m_bgra[0]), QGDI_RGBAtoBGRA(m_bgra[1]));
+    return new (std::nothrow) CFillSrcCheckerBoard(m_cell, QGDI_RGBAtoBGRA(m_bgra[0]), QGDI_RGBAtoBGRA(m_bgra[1]));
 }
 
 void CFillSrcCheckerBoard::GetSpan(int x, int y, int count, uint32_t* out) {
@@ -81,8 +80,7 @@ CQFillSrc* QGDI_FillSrcCheckerboard_Create(int cellSize, uint32_t rgba0, uint32_
 }
 
 VQFILL* QGDI_FillCreatePattern(const CRowIterator* image, const double* matrix, EQResampleMode mode) {
-    CQFillSrc* src = QGDI_FillSrcPattern_Create(image, matrix, mode);
-    return src ? QGDI_FillCreateFromFillSrc(src) : nullptr;
+    return QGDI_FillCreateFromFillSrc(QGDI_FillSrcPattern_Create(image, matrix, mode));
 }
 
 bool QGDI_FillSetPatternMatrix(VQFILL* fill, const double* matrix) {
@@ -91,6 +89,5 @@ bool QGDI_FillSetPatternMatrix(VQFILL* fill, const double* matrix) {
 }
 
 VQFILL* QGDI_FillCreateCheckerBoard(int cellSize, uint32_t rgba0, uint32_t rgba1) {
-    CQFillSrc* src = QGDI_FillSrcCheckerboard_Create(cellSize, rgba0, rgba1);
-    return src ? QGDI_FillCreateFromFillSrc(src) : nullptr;
+    return QGDI_FillCreateFromFillSrc(QGDI_FillSrcCheckerboard_Create(cellSize, rgba0, rgba1));
 }

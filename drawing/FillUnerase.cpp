@@ -28,10 +28,8 @@ void UneraseRow(T* p, int count, const uint8_t* mask, uint8_t weight) noexcept {
 template <class T>
 void UneraseAny(int channels, int alpha, uint8_t* row, int count, const uint8_t* mask, uint8_t weight) noexcept {
     T* p = reinterpret_cast<T*>(row);
-    if (channels == 4 && alpha == 3)
-        UneraseRow<T, 4, 3>(p, count, mask, weight);
-    else if (channels == 2 && alpha == 1)
-        UneraseRow<T, 2, 1>(p, count, mask, weight);
+    if (channels == 4 && alpha == 3) UneraseRow<T, 4, 3>(p, count, mask, weight);
+    else if (channels == 2 && alpha == 1) UneraseRow<T, 2, 1>(p, count, mask, weight);
 }
 
 }  // namespace
@@ -42,12 +40,9 @@ void Unerase(EQPixelFormat format, uint8_t* row, int count, const uint8_t* mask,
     int alpha = -1;
     for (int c = 0; c < t->channelCount; ++c)
         if (t->channels[c] == keChannelAlpha) alpha = c;
-    if (t->bitsPerChannel == 8)
-        UneraseAny<uint8_t>(t->channelCount, alpha, row, count, mask, weight);
-    else if (t->bitsPerChannel == 16)
-        UneraseAny<uint16_t>(t->channelCount, alpha, row, count, mask, weight);
-    else
-        UneraseAny<float>(t->channelCount, alpha, row, count, mask, weight);
+    if (t->bitsPerChannel == 8) UneraseAny<uint8_t>(t->channelCount, alpha, row, count, mask, weight);
+    else if (t->bitsPerChannel == 16) UneraseAny<uint16_t>(t->channelCount, alpha, row, count, mask, weight);
+    else UneraseAny<float>(t->channelCount, alpha, row, count, mask, weight);
 }
 
 }  // namespace qgdi::fill

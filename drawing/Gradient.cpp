@@ -75,17 +75,13 @@ int QGDI_GradientSpreadIndex(double t, ESpreadMethod spread) noexcept {
     double whole;
     switch (spread) {
     case keSpreadReflect:
-        if (t < 0)
-            u = (std::modf(t / 2, &whole) + 1) * 2;
-        else if (t > 1)
-            u = std::modf(t / 2, &whole) * 2;
+        if (t < 0) u = (std::modf(t / 2, &whole) + 1) * 2;
+        else if (t > 1) u = std::modf(t / 2, &whole) * 2;
         if (u > 1) u = 2 - u;
         break;
     case keSpreadRepeat:
-        if (t < 0)
-            u = std::modf(t, &whole) + 1;
-        else if (t > 1)
-            u = std::modf(t, &whole);
+        if (t < 0) u = std::modf(t, &whole) + 1;
+        else if (t > 1) u = std::modf(t, &whole);
         break;
     default:
         if (t < 0) return 0;

@@ -30,8 +30,7 @@ constexpr int kGradientLUTSize = 1025;
 QGDI_API bool QGDI_CleanUpGradient(const double* offsets, double*& out, int count);
 // Fills the 1025 BGRA entries from `count` RGBA stop colours at cleaned
 // offsets; false when a stop maps outside the table.
-QGDI_API bool QGDI_CalculateGradientLUT1024(uint32_t* table, const double* offsets, const uint32_t* colours,
-                                            int count);
+QGDI_API bool QGDI_CalculateGradientLUT1024(uint32_t* table, const double* offsets, const uint32_t* colours, int count);
 // The table index (0..1024) of parameter t under `spread` (pad for any
 // value other than reflect and repeat).
 QGDI_API int QGDI_GradientSpreadIndex(double t, ESpreadMethod spread) noexcept;

@@ -77,12 +77,9 @@ void LookupFloat(const uint32_t* lut, const float* __restrict__ s, int n, uint32
 
 template <class Fn>
 void BySpread(int spread, Fn&& fn) {
-    if (spread == keSpreadRepeat)
-        fn(std::integral_constant<int, keSpreadRepeat>());
-    else if (spread == keSpreadReflect)
-        fn(std::integral_constant<int, keSpreadReflect>());
-    else
-        fn(std::integral_constant<int, keSpreadPad>());
+    if (spread == keSpreadRepeat) fn(std::integral_constant<int, keSpreadRepeat>());
+    else if (spread == keSpreadReflect) fn(std::integral_constant<int, keSpreadReflect>());
+    else fn(std::integral_constant<int, keSpreadPad>());
 }
 
 }  // namespace
@@ -132,7 +129,8 @@ void GradientRadialSpan(const uint32_t* lut, int spread, const SRadial& radial, 
         constexpr int kSpread = decltype(kind)::value;
         for (int done = 0; done < n; done += kChunk) {
             const int len = std::min(kChunk, n - done);
-            const float x0 = float(walk.u0 + done * walk.du - radial.fx), y0 = float(walk.v0 + done * walk.dv - radial.fy);
+            const float x0 = float(walk.u0 + done * walk.du - radial.fx),
+                        y0 = float(walk.v0 + done * walk.dv - radial.fy);
             const float dx = float(walk.du), dy = float(walk.dv);
             // |d - t cd|^2 = t^2 with cd = -f: a t^2 - 2 b t + c = 0 and a < 0,
             // so the root on the gradient's side is (b - sqrt(b^2 - a c)) / a.
@@ -164,9 +162,10 @@ void GradientConicSpan(const uint32_t* lut, int spread, const SSpanWalk& walk, i
                 // a hundredth of a table entry); the quotient is the one
                 // division, as an angle has no linear form along a row.
                 const float r = lo / hi, r2 = r * r;
-                float q = r * (0.99997726f +
-                               r2 * (-0.33262347f + r2 * (0.19354346f + r2 * (-0.11643287f +
-                                                                             r2 * (0.05265332f + r2 * -0.01172120f)))));
+                float q = r *
+                          (0.99997726f +
+                           r2 * (-0.33262347f +
+                                 r2 * (0.19354346f + r2 * (-0.11643287f + r2 * (0.05265332f + r2 * -0.01172120f)))));
                 q = ay > ax ? kHalfPi - q : q;
                 q = x < 0 ? kPi - q : q;
                 q = y < 0 ? 2.0f * kPi - q : q;
@@ -183,7 +182,8 @@ void GradientRectangularSpan(const uint32_t* lut, int spread, const SSpanWalk& w
         constexpr int kSpread = decltype(kind)::value;
         for (int done = 0; done < n; done += kChunk) {
             const int len = std::min(kChunk, n - done);
-            const float x0 = float((walk.u0 + done * walk.du) * 1024.0), y0 = float((walk.v0 + done * walk.dv) * 1024.0);
+            const float x0 = float((walk.u0 + done * walk.du) * 1024.0),
+                        y0 = float((walk.v0 + done * walk.dv) * 1024.0);
             const float dx = float(walk.du * 1024.0), dy = float(walk.dv * 1024.0);
             for (int i = 0; i < len; ++i)  // @vectorised
                 s[i] = std::max(std::fabs(x0 + float(i) * dx), std::fabs(y0 + float(i) * dy));

@@ -157,7 +157,8 @@ bool CQRegion::ForRow(int y, Fn&& fn) const {
 bool CQRegion::Fill(VScanReceiver* receiver, EAntialiasingFilter) const {
     if (!receiver) return false;
     for (int64_t y = m_rowFirst; y <= m_rowLast; ++y)
-        if (!ForRow(int(y), [&](int x, int length, int coverage) { return receiver->AddScan(x, int(y), coverage, length); }))
+        if (!ForRow(int(y),
+                    [&](int x, int length, int coverage) { return receiver->AddScan(x, int(y), coverage, length); }))
             return false;
     return true;
 }

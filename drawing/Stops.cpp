@@ -109,7 +109,8 @@ bool CQStopsSVG::Create(const CQStopsMOX& mox) {
         std::vector<SKey> colours, opacities;
         for (int i = 0; i < mox.m_nColours; ++i) {
             const SMoxColourStop& s = mox.m_pColours[i];
-            colours.push_back({Unit(s.location), Unit(s.midpoint),
+            colours.push_back({Unit(s.location),
+                               Unit(s.midpoint),
                                {double(s.rgb & 0xFF), double((s.rgb >> 8) & 0xFF), double((s.rgb >> 16) & 0xFF), 0}});
         }
         for (int i = 0; i < mox.m_nOpacities && mox.m_pOpacities; ++i) {

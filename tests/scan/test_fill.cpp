@@ -119,30 +119,30 @@ int MaxDifferenceBGRA(const CDibIterator& a, const CDibIterator& b) {
 TEST(Fill, EveryFormatAgreesWithBGRA) {
     uint32_t colours[] = {0xFF2080F0u, 0x8040C020u};
     const double offsets[] = {0, 1};
-    const EQPixelFormat formats[] = {keFormatGrey,     keFormatGreyA,     keFormatBGR,      keFormatBGRA,
-                                     keFormatBGRxA,    keFormatGrey_u16,  keFormatGreyA_u16, keFormatBGR_u16,
+    const EQPixelFormat formats[] = {keFormatGrey,     keFormatGreyA,    keFormatBGR,       keFormatBGRA,
+                                     keFormatBGRxA,    keFormatGrey_u16, keFormatGreyA_u16, keFormatBGR_u16,
                                      keFormatBGRA_u16, keFormatBGRxA_u16};
     // Opaque stops take the straight copy at full coverage, translucent ones the blend.
     for (const uint32_t second : {0x8040C020u, 0xFF40C020u})
-    for (const uint32_t background : {0xFF806040u, 0x80306090u})
-        for (EQPixelFormat format : formats) {
-            colours[1] = second;
-            // A translucent background exists only where there is alpha to hold it.
-            if ((background >> 24) != 0xFF && !CQPixelFormat(format).IsAlphaChannelPresent()) continue;
-            VQFILL* fill = QGDI_FillCreateLinearGradient(SQRECT{}, {0, 0}, {40, 10}, 0, colours, offsets, 2,
-                                                         keSpreadReflect, nullptr);
-            ASSERT_NE(fill, nullptr);
-            fill->SetOpacity(200);
-            const CDibIterator reference = Draw(fill, keFormatBGRA, background);
-            CDibIterator expected;
-            ASSERT_FALSE(expected.CreateFromCopy(reference, nullptr, format).IsError());
-            const CDibIterator got = Draw(fill, format, background);
-            // Grey rounds the colours before compositing, BGRA after.
-            EXPECT_LE(MaxDifferenceBGRA(got, expected), CQPixelFormat(format).IsGreyscale() ? 3 : 2)
-                << CQPixelFormat(format).GetChannelCount() << " " << std::hex << background << " " << std::dec
-                << int(format);
-            fill->Unreference();
-        }
+        for (const uint32_t background : {0xFF806040u, 0x80306090u})
+            for (EQPixelFormat format : formats) {
+                colours[1] = second;
+                // A translucent background exists only where there is alpha to hold it.
+                if ((background >> 24) != 0xFF && !CQPixelFormat(format).IsAlphaChannelPresent()) continue;
+                VQFILL* fill = QGDI_FillCreateLinearGradient(SQRECT{}, {0, 0}, {40, 10}, 0, colours, offsets, 2,
+                                                             keSpreadReflect, nullptr);
+                ASSERT_NE(fill, nullptr);
+                fill->SetOpacity(200);
+                const CDibIterator reference = Draw(fill, keFormatBGRA, background);
+                CDibIterator expected;
+                ASSERT_FALSE(expected.CreateFromCopy(reference, nullptr, format).IsError());
+                const CDibIterator got = Draw(fill, format, background);
+                // Grey rounds the colours before compositing, BGRA after.
+                EXPECT_LE(MaxDifferenceBGRA(got, expected), CQPixelFormat(format).IsGreyscale() ? 3 : 2)
+                    << CQPixelFormat(format).GetChannelCount() << " " << std::hex << background << " " << std::dec
+                    << int(format);
+                fill->Unreference();
+            }
 }
 
 // Each kind over a known background at a fully covered pixel and outside.

@@ -76,10 +76,10 @@ TEST(Gradient, SpreadIndex) {
         ESpreadMethod spread;
         int index;
     } cases[] = {
-        {-0.25, keSpreadPad, 0},    {1.25, keSpreadPad, 1024},    {0.5, keSpreadPad, 512},
-        {-0.25, keSpreadRepeat, 768}, {1.0, keSpreadRepeat, 1024}, {2.0, keSpreadRepeat, 0},
-        {1.25, keSpreadRepeat, 256},  {-1.0, keSpreadRepeat, 1024}, {1.25, keSpreadReflect, 768},
-        {-0.25, keSpreadReflect, 256}, {2.0, keSpreadReflect, 0},   {3.0, keSpreadReflect, 1024},
+        {-0.25, keSpreadPad, 0},       {1.25, keSpreadPad, 1024},    {0.5, keSpreadPad, 512},
+        {-0.25, keSpreadRepeat, 768},  {1.0, keSpreadRepeat, 1024},  {2.0, keSpreadRepeat, 0},
+        {1.25, keSpreadRepeat, 256},   {-1.0, keSpreadRepeat, 1024}, {1.25, keSpreadReflect, 768},
+        {-0.25, keSpreadReflect, 256}, {2.0, keSpreadReflect, 0},    {3.0, keSpreadReflect, 1024},
         {0.5 / 1024, keSpreadPad, 0},  {1.5 / 1024, keSpreadPad, 2}, {std::nan(""), keSpreadPad, 0},
     };
     for (const Case& c : cases) EXPECT_EQ(QGDI_GradientSpreadIndex(c.t, c.spread), c.index) << c.t << " " << c.spread;
@@ -104,29 +104,31 @@ TEST(Gradient, KindsAtKnownPixels) {
     const double scale2[9] = {2, 0, 0, 0, 2, 0, 0, 0, 1};
     Case cases[] = {
         {"linear", lin(keSpreadPad), 24, 7, 0.245},
-        {"linear scaled", QGDI_FillSrcLinearGradient_Create(box, {0, 0}, {50, 0}, 0, colours, offsets, 2,
-                                                            keSpreadPad, scale2),
-         24, 0, 0.245},
-        {"linear box units", QGDI_FillSrcLinearGradient_Create(SQRECT{10, 0, 50, 10}, {0, 0}, {1, 0},
-                                                               keGradientBoundingBox, colours, offsets, 2,
-                                                               keSpreadRepeat, nullptr),
+        {"linear scaled",
+         QGDI_FillSrcLinearGradient_Create(box, {0, 0}, {50, 0}, 0, colours, offsets, 2, keSpreadPad, scale2), 24, 0,
+         0.245},
+        {"linear box units",
+         QGDI_FillSrcLinearGradient_Create(SQRECT{10, 0, 50, 10}, {0, 0}, {1, 0}, keGradientBoundingBox, colours,
+                                           offsets, 2, keSpreadRepeat, nullptr),
          19, 3, 9.5 / 40},
-        {"radial centred", QGDI_FillSrcRadialGradient_Create(box, {50, 50}, 40, {50, 50}, 0, colours, offsets, 2,
-                                                              keSpreadPad, nullptr),
+        {"radial centred",
+         QGDI_FillSrcRadialGradient_Create(box, {50, 50}, 40, {50, 50}, 0, colours, offsets, 2, keSpreadPad, nullptr),
          79, 49, std::hypot(29.5, 0.5) / 40},
         // Focal 20 left of the centre: along the axis to the right the ray
         // meets the circle 60 from the focal point.
-        {"radial focal", QGDI_FillSrcRadialGradient_Create(box, {50, 49.5}, 40, {30, 49.5}, 0, colours, offsets, 2,
-                                                            keSpreadReflect, nullptr),
+        {"radial focal",
+         QGDI_FillSrcRadialGradient_Create(box, {50, 49.5}, 40, {30, 49.5}, 0, colours, offsets, 2, keSpreadReflect,
+                                           nullptr),
          59, 49, 29.5 / 60},
-        {"angular", QGDI_FillSrcAngularGradient_Create(box, {49.5, 49.5}, 0, 0, colours, offsets, 2, keSpreadPad,
-                                                       nullptr),
-         49, 59, 0.25},
-        {"angular rotated", QGDI_FillSrcAngularGradient_Create(box, {49.5, 49.5}, kPi / 2, 0, colours, offsets, 2,
-                                                               keSpreadRepeat, nullptr),
+        {"angular",
+         QGDI_FillSrcAngularGradient_Create(box, {49.5, 49.5}, 0, 0, colours, offsets, 2, keSpreadPad, nullptr), 49, 59,
+         0.25},
+        {"angular rotated",
+         QGDI_FillSrcAngularGradient_Create(box, {49.5, 49.5}, kPi / 2, 0, colours, offsets, 2, keSpreadRepeat,
+                                            nullptr),
          39, 49, 0.25},
-        {"rectangular", QGDI_FillSrcRectangularGradient_Create(box, {10, 30}, {90, 70}, 0, colours, offsets, 2,
-                                                               keSpreadPad, nullptr),
+        {"rectangular",
+         QGDI_FillSrcRectangularGradient_Create(box, {10, 30}, {90, 70}, 0, colours, offsets, 2, keSpreadPad, nullptr),
          49, 59, 9.5 / 20},
     };
     for (Case& c : cases) {
@@ -187,10 +189,14 @@ TEST(Gradient, BadInputGivesNull) {
     const SQRECT box{0, 0, 10, 10};
     const double singular[9] = {0, 0, 0, 0, 0, 0, 0, 0, 1};
     const double nan = std::nan("");
-    EXPECT_EQ(QGDI_FillCreateLinearGradient(box, {1, 1}, {1, 1}, 0, colours, offsets, 2, keSpreadPad, nullptr), nullptr);
-    EXPECT_EQ(QGDI_FillCreateLinearGradient(box, {0, 0}, {1, 1}, 0, colours, offsets, 0, keSpreadPad, nullptr), nullptr);
-    EXPECT_EQ(QGDI_FillCreateLinearGradient(box, {0, 0}, {1, 1}, 0, colours, offsets, -3, keSpreadPad, nullptr), nullptr);
-    EXPECT_EQ(QGDI_FillCreateLinearGradient(box, {0, 0}, {1, 1}, 0, nullptr, offsets, 2, keSpreadPad, nullptr), nullptr);
+    EXPECT_EQ(QGDI_FillCreateLinearGradient(box, {1, 1}, {1, 1}, 0, colours, offsets, 2, keSpreadPad, nullptr),
+              nullptr);
+    EXPECT_EQ(QGDI_FillCreateLinearGradient(box, {0, 0}, {1, 1}, 0, colours, offsets, 0, keSpreadPad, nullptr),
+              nullptr);
+    EXPECT_EQ(QGDI_FillCreateLinearGradient(box, {0, 0}, {1, 1}, 0, colours, offsets, -3, keSpreadPad, nullptr),
+              nullptr);
+    EXPECT_EQ(QGDI_FillCreateLinearGradient(box, {0, 0}, {1, 1}, 0, nullptr, offsets, 2, keSpreadPad, nullptr),
+              nullptr);
     EXPECT_EQ(QGDI_FillCreateLinearGradient(box, {0, 0}, {nan, 1}, 0, colours, offsets, 2, keSpreadPad, nullptr),
               nullptr);
     EXPECT_EQ(QGDI_FillCreateLinearGradient(box, {0, 0}, {1, 1}, 0, colours, offsets, 2, keSpreadPad, singular),

@@ -35,8 +35,9 @@ bool ParseColour(std::string s, uint32_t& rgba) {
     for (char c : s)
         if (!std::isxdigit(static_cast<unsigned char>(c))) return false;
     const unsigned long v = std::stoul(s, nullptr, 16);
-    const uint32_t r = s.size() == 8 ? uint32_t(v >> 24) : uint32_t(v >> 16), g = (s.size() == 8 ? v >> 16 : v >> 8) & 0xFF,
-                   b = (s.size() == 8 ? v >> 8 : v) & 0xFF, a = s.size() == 8 ? v & 0xFF : 0xFF;
+    const uint32_t r = s.size() == 8 ? uint32_t(v >> 24) : uint32_t(v >> 16),
+                   g = (s.size() == 8 ? v >> 16 : v >> 8) & 0xFF, b = (s.size() == 8 ? v >> 8 : v) & 0xFF,
+                   a = s.size() == 8 ? v & 0xFF : 0xFF;
     rgba = (r & 0xFF) | g << 8 | b << 16 | a << 24;
     return true;
 }
@@ -108,7 +109,8 @@ int QgdiCmdFill(const std::vector<std::string>& args) {
         } else if (a == "--background" && more) {
             if (!ParseColour(args[++i], background)) return bad("--background takes RRGGBB or RRGGBBAA");
         } else if (a == "--opacity" && more) {
-            if (!QgdiParseNumber(args[++i], opacity) || opacity < 0 || opacity > 255) return bad("--opacity takes 0-255");
+            if (!QgdiParseNumber(args[++i], opacity) || opacity < 0 || opacity > 255)
+                return bad("--opacity takes 0-255");
         } else if (a == "--level" && more) {
             double l;
             if (!QgdiParseNumber(args[++i], l) || l < 1 || l > 8 || l != int(l)) return bad("--level takes 1-8");
@@ -145,8 +147,8 @@ int QgdiCmdFill(const std::vector<std::string>& args) {
                                              offsets.data(), n, spread, nullptr);
     } else if (kind == "conic")
         fill = QGDI_FillCreateAngularGradient(bounds, {geometry[0], geometry[1]},
-                                              geometry.size() > 2 ? geometry[2] * kPi / 180 : 0.0,
-                                              keGradientUserSpace, colours.data(), offsets.data(), n, spread, nullptr);
+                                              geometry.size() > 2 ? geometry[2] * kPi / 180 : 0.0, keGradientUserSpace,
+                                              colours.data(), offsets.data(), n, spread, nullptr);
     else
         fill = QGDI_FillCreateRectangularGradient(bounds, {geometry[0], geometry[1]}, {geometry[2], geometry[3]},
                                                   keGradientUserSpace, colours.data(), offsets.data(), n, spread,
@@ -195,8 +197,9 @@ int QgdiCmdFill(const std::vector<std::string>& args) {
     if (code) return code;
     std::string note;
     if (const int written = job.Write(image, note)) return written;
-    static const char* const kNames[] = {"none",        "solid",   "linear gradient", "radial gradient", "conic gradient",
-                                         "rectangular gradient", "pattern", "checkerboard", "eraser", "uneraser"};
+    static const char* const kNames[] = {
+        "none",    "solid",        "linear gradient", "radial gradient", "conic gradient", "rectangular gradient",
+        "pattern", "checkerboard", "eraser",          "uneraser"};
     std::printf("%s: %d x %d, %s, %d stops%s%s\n", out.c_str(), w, h, kNames[type], n, note.empty() ? "" : ", ",
                 note.c_str());
     return 0;
