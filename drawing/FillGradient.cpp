@@ -17,7 +17,7 @@ namespace {
 
 constexpr double kPi = 3.14159265358979;
 // Perspective spans are walked in stretches this long, exact at both ends.
-constexpr int kPerspectiveStretch = 64;
+constexpr int kPerspectiveStretch = 16;
 
 bool AllFinite(const double* m, int n) noexcept {
     for (int i = 0; i < n; ++i)

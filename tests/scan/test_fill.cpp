@@ -2,6 +2,7 @@
 // composite operation into real images.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 
 #include "QuorRender/RowOpBlend.h"
@@ -231,4 +232,45 @@ TEST(Fill, StopsFromEditorForm) {
     EXPECT_EQ(svg.m_pColours[3], 0x00FF0000u);
     CQStopsMOX none;
     EXPECT_FALSE(svg.Create(none));
+}
+
+// The uneraser and the eraser in every depth with alpha, through runs of
+// every kind the receiver protocol has.
+TEST(Fill, AlphaFillsInEveryDepth) {
+    const EQPixelFormat formats[] = {keFormatGreyA,     keFormatBGRA,     keFormatGreyA_u16,
+                                     keFormatBGRA_u16,  keFormatGreyA_f32, keFormatBGRA_f32};
+    for (EQPixelFormat format : formats)
+        for (bool unerase : {false, true}) {
+            CDibIterator image;
+            const CColorRef start(200, 100, 50, 64);
+            ASSERT_FALSE(image.Create(10, 3, format, &start).IsError());
+            VQFILL* fill = unerase ? QGDI_FillCreateUneraser() : QGDI_FillCreateEraser();
+            ASSERT_FALSE(fill->Attach(&image).IsError());
+            const SScanRLE rle[] = {{2, 255}, {3, 0}, {2, 128}};
+            EXPECT_TRUE(fill->AddScanRLE(0, 0, rle, 3));
+            EXPECT_TRUE(fill->AddScanRect(0, 1, 10, 2, 255));
+            fill->Detach();
+            fill->Unreference();
+            CDibIterator bgra;
+            ASSERT_FALSE(bgra.CreateFromCopy(image, nullptr, keFormatBGRA).IsError());
+            const int full = unerase ? 255 : 0;
+            const int half = unerase ? 64 + (191 * 128 + 127) / 255 : 64 - (64 * 128 + 127) / 255;
+            EXPECT_NEAR(int(PixelBGRA(bgra, 0, 0) >> 24), full, 1) << int(format);
+            EXPECT_NEAR(int(PixelBGRA(bgra, 3, 0) >> 24), 64, 1) << int(format);
+            EXPECT_NEAR(int(PixelBGRA(bgra, 6, 0) >> 24), half, 1) << int(format);
+            EXPECT_NEAR(int(PixelBGRA(bgra, 9, 2) >> 24), full, 1) << int(format);
+        }
+}
+
+TEST(Fill, CheckerBoardAcrossTheOrigin) {
+    CQFillSrc* src = QGDI_FillSrcCheckerboard_Create(3, 0xFFFFFFFFu, 0xFF000000u);
+    std::vector<uint32_t> row(12);
+    for (int y : {-4, -1, 0, 5}) {
+        src->GetSpan(-6, y, 12, row.data());
+        for (int i = 0; i < 12; ++i) {
+            const int cx = int(std::floor((i - 6) / 3.0)), cy = int(std::floor(y / 3.0));
+            EXPECT_EQ(row[size_t(i)], ((cx + cy) & 1) ? 0xFF000000u : 0xFFFFFFFFu) << i << " " << y;
+        }
+    }
+    src->Unreference();
 }
