@@ -25,6 +25,11 @@ const std::vector<SQgdiCommand>& QgdiCommands() {
         {"dither", "dither IN OUT [--kernel fs|burkes|stucki] [--tone]", "error-diffuse an image to 1-bit black and white",
          &QgdiCmdDither},
         {"palette", "palette save|show FILE [...]", "write or list a palette file (text or RIFF PAL)", &QgdiCmdPalette},
+        {"fill",
+         "fill OUT --size WxH (--solid C | --linear X0,Y0,X1,Y1 | --radial CX,CY,R[,FX,FY] | --conic CX,CY[,DEG] | "
+         "--rect X0,Y0,X1,Y1 | --checker N) [--stops OFF:C,...] [--spread pad|reflect|repeat] [--shape ellipse | "
+         "--path DATA]",
+         "paint a shape with a solid colour, a gradient or a checkerboard into a new image", &QgdiCmdFill},
     };
     return commands;
 }
