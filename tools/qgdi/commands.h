@@ -25,3 +25,5 @@ int QgdiCmdDither(const std::vector<std::string>& args);
 int QgdiCmdPalette(const std::vector<std::string>& args);
 int QgdiCmdResize(const std::vector<std::string>& args);
 int QgdiCmdBlur(const std::vector<std::string>& args);
+int QgdiCmdWarp(const std::vector<std::string>& args);
+int QgdiCmdStyle(const std::vector<std::string>& args);

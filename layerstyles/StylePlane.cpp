@@ -1,0 +1,247 @@
+#include "layerstyles/StylePlane.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+
+#include "QuorRender/SeqOpBlur.h"
+#include "qdibcore/Source/internal/Parallel.h"
+
+namespace qgdi::styles {
+
+namespace {
+
+constexpr int kBandColumns = 64;
+constexpr int kRowGrain = 8;
+constexpr float kFar = 1e6f;
+
+// One pass over n samples; `in` has `pad` zeros (or what lies beyond) on each
+// side, at least the pass's reach.
+void Pass(const SBlurPass& p, const float* __restrict__ in, float* __restrict__ out, int n) noexcept {
+    if (p.IsBox()) {
+        const int r = p.nRadius;
+        float s = 0;
+        for (int k = -r; k <= r; ++k) s += in[k];
+        const float inner = p.fInner, ring = p.fRing;
+        for (int i = 0; i < n; ++i) {
+            out[i] = inner * s + ring * (in[i - r - 1] + in[i + r + 1]);
+            s += in[i + r + 1] - in[i - r];
+        }
+        return;
+    }
+    const int half = static_cast<int>(p.aWeights.size() / 2);
+    float w[64];
+    const int taps = std::min<int>(static_cast<int>(p.aWeights.size()), 64);
+    for (int k = 0; k < taps; ++k) w[k] = static_cast<float>(p.aWeights[static_cast<size_t>(k)]) / (1 << SBlurPass::kiWeightBits);
+    for (int i = 0; i < n; ++i) out[i] = 0;
+    for (int k = 0; k < taps; ++k) {
+        const float* src = in + k - half;
+        const float wk = w[k];
+        for (int i = 0; i < n; ++i) out[i] += wk * src[i];
+    }
+}
+
+// The same pass down a band of `cols` columns stored row by row, `pad` zero
+// rows above and below.
+void PassDown(const SBlurPass& p, const float* __restrict__ in, float* __restrict__ out, int rows, int cols,
+              float* __restrict__ sum) noexcept {
+    const auto at = [&](int y) { return in + static_cast<ptrdiff_t>(y) * cols; };
+    if (p.IsBox()) {
+        const int r = p.nRadius;
+        std::fill(sum, sum + cols, 0.0f);
+        for (int k = -r; k <= r; ++k) {
+            const float* s = at(k);
+            for (int x = 0; x < cols; ++x) sum[x] += s[x];
+        }
+        const float inner = p.fInner, ring = p.fRing;
+        for (int y = 0; y < rows; ++y) {
+            const float *before = at(y - r - 1), *after = at(y + r + 1), *leaving = at(y - r);
+            float* o = out + static_cast<ptrdiff_t>(y) * cols;
+            for (int x = 0; x < cols; ++x) {
+                o[x] = inner * sum[x] + ring * (before[x] + after[x]);
+                sum[x] += after[x] - leaving[x];
+            }
+        }
+        return;
+    }
+    const int half = static_cast<int>(p.aWeights.size() / 2);
+    for (int y = 0; y < rows; ++y) {
+        float* o = out + static_cast<ptrdiff_t>(y) * cols;
+        std::fill(o, o + cols, 0.0f);
+        for (size_t k = 0; k < p.aWeights.size(); ++k) {
+            const float wk = static_cast<float>(p.aWeights[k]) / (1 << SBlurPass::kiWeightBits);
+            const float* s = at(y + static_cast<int>(k) - half);
+            for (int x = 0; x < cols; ++x) o[x] += wk * s[x];
+        }
+    }
+}
+
+// Lower envelope of parabolas: squared distance along a row from the
+// squared column distances f (Felzenszwalb and Huttenlocher).
+void Envelope(const float* f, float* d, int n, int* v, double* z) noexcept {
+    int k = 0;
+    v[0] = 0;
+    z[0] = -1e30;
+    z[1] = 1e30;
+    for (int q = 1; q < n; ++q) {
+        const double fq = f[q] + double(q) * q;
+        double s;
+        for (;;) {
+            const int p = v[k];
+            s = (fq - (f[p] + double(p) * p)) / (2.0 * (q - p));
+            if (s > z[k] || k == 0) break;
+            --k;
+        }
+        if (s <= z[k]) {  // k == 0 and the new parabola wins everywhere
+            v[0] = q;
+            z[1] = 1e30;
+            continue;
+        }
+        ++k;
+        v[k] = q;
+        z[k] = s;
+        z[k + 1] = 1e30;
+    }
+    k = 0;
+    for (int q = 0; q < n; ++q) {
+        while (z[k + 1] < q) ++k;
+        const double dq = q - v[k];
+        d[q] = static_cast<float>(dq * dq + f[v[k]]);
+    }
+}
+
+}  // namespace
+
+bool SPlane::Allocate(const RECT& r) {
+    const int64_t w = int64_t(r.right) - r.left, h = int64_t(r.bottom) - r.top;
+    if (w < 1 || h < 1 || w * h > (int64_t{1} << 31)) return false;
+    try {
+        values.assign(static_cast<size_t>(w * h), 0.0f);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    rect = r;
+    width = static_cast<int>(w);
+    height = static_cast<int>(h);
+    return true;
+}
+
+int BlurReach(double sigma) {
+    std::vector<SBlurPass> passes;
+    if (!(sigma > 0) || !qgdi::filter::PlanGaussian(sigma, passes)) return 0;
+    return qgdi::filter::TotalReach(passes);
+}
+
+bool Blur(SPlane& plane, double sigma) {
+    std::vector<SBlurPass> passes;
+    if (!(sigma > 0)) return true;
+    if (!qgdi::filter::PlanGaussian(sigma, passes)) return false;
+    int pad = 1;
+    for (const SBlurPass& p : passes) pad = std::max(pad, static_cast<int>(p.Reach()));
+    const int w = plane.width, h = plane.height;
+    bool ok = true;
+    try {
+        qgdi::parallel::For(0, h, [&](int y) {
+            thread_local std::vector<float> a, b;
+            a.assign(static_cast<size_t>(w + 2 * pad), 0.0f);
+            b.assign(a.size(), 0.0f);
+            std::copy(plane.Row(y), plane.Row(y) + w, a.begin() + pad);
+            for (const SBlurPass& p : passes) {
+                Pass(p, a.data() + pad, b.data() + pad, w);
+                std::swap(a, b);
+            }
+            std::copy(a.begin() + pad, a.begin() + pad + w, plane.Row(y));
+        }, kRowGrain);
+        const int bands = (w + kBandColumns - 1) / kBandColumns;
+        qgdi::parallel::For(0, bands, [&](int band) {
+            const int x0 = band * kBandColumns, cols = std::min(kBandColumns, w - x0);
+            thread_local std::vector<float> a, b, sum;
+            const size_t size = static_cast<size_t>(h + 2 * pad) * cols;
+            a.assign(size, 0.0f);
+            b.assign(size, 0.0f);
+            sum.resize(static_cast<size_t>(cols));
+            for (int y = 0; y < h; ++y) std::copy(plane.Row(y) + x0, plane.Row(y) + x0 + cols, a.begin() + static_cast<ptrdiff_t>(y + pad) * cols);
+            for (const SBlurPass& p : passes) {
+                PassDown(p, a.data() + static_cast<ptrdiff_t>(pad) * cols, b.data() + static_cast<ptrdiff_t>(pad) * cols, h, cols, sum.data());
+                std::swap(a, b);
+            }
+            for (int y = 0; y < h; ++y) {
+                const float* s = a.data() + static_cast<ptrdiff_t>(y + pad) * cols;
+                std::copy(s, s + cols, plane.Row(y) + x0);
+            }
+        });
+    } catch (const std::bad_alloc&) {
+        ok = false;
+    }
+    return ok;
+}
+
+bool EdgeDistance(const SPlane& alpha, bool inside, SPlane& distance) {
+    if (!distance.Allocate(alpha.rect)) return false;
+    const int w = alpha.width, h = alpha.height;
+    const auto feature = [inside](float a) { return inside ? a < 0.5f : a >= 0.5f; };
+    try {
+        // Down the columns, a band at a time: distance to the nearest feature above or below.
+        const int bands = (w + kBandColumns - 1) / kBandColumns;
+        qgdi::parallel::For(0, bands, [&](int band) {
+            const int x0 = band * kBandColumns, x1 = std::min(w, x0 + kBandColumns);
+            for (int x = x0; x < x1; ++x) distance.Row(0)[x] = feature(alpha.Row(0)[x]) ? 0.0f : kFar;
+            for (int y = 1; y < h; ++y) {
+                const float* a = alpha.Row(y);
+                const float* up = distance.Row(y - 1);
+                float* g = distance.Row(y);
+                for (int x = x0; x < x1; ++x) g[x] = feature(a[x]) ? 0.0f : std::min(up[x] + 1.0f, kFar);
+            }
+            for (int y = h - 2; y >= 0; --y) {
+                const float* down = distance.Row(y + 1);
+                float* g = distance.Row(y);
+                for (int x = x0; x < x1; ++x) g[x] = std::min(g[x], down[x] + 1.0f);
+            }
+        });
+        // Along the rows: the exact distance, then the edge placed by coverage.
+        qgdi::parallel::For(0, h, [&](int y) {
+            thread_local std::vector<float> f, d;
+            thread_local std::vector<int> v;
+            thread_local std::vector<double> z;
+            f.resize(static_cast<size_t>(w));
+            d.resize(static_cast<size_t>(w));
+            v.resize(static_cast<size_t>(w));
+            z.resize(static_cast<size_t>(w) + 1);
+            float* g = distance.Row(y);
+            for (int x = 0; x < w; ++x) f[x] = g[x] * g[x];
+            Envelope(f.data(), d.data(), w, v.data(), z.data());
+            const float* a = alpha.Row(y);
+            for (int x = 0; x < w; ++x) {
+                // A partly covered pixel holds the edge, as far from its
+                // centre as its coverage says; the others are half a pixel
+                // beyond the nearest centre across.
+                const bool partial = inside ? a[x] < 1.0f : a[x] > 0.0f;
+                const float own = inside ? a[x] - 0.5f : 0.5f - a[x];
+                const float edge = std::sqrt(d[x]) - 0.5f;
+                g[x] = feature(a[x]) ? 0.0f : std::max(0.0f, partial ? own : edge);
+            }
+        }, kRowGrain);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    return true;
+}
+
+void Shift(const SPlane& in, int dx, int dy, float fill, SPlane& out) {
+    const int w = in.width, h = in.height;
+    for (int y = 0; y < h; ++y) {
+        float* o = out.Row(y);
+        const int sy = y - dy;
+        if (sy < 0 || sy >= h) {
+            std::fill(o, o + w, fill);
+            continue;
+        }
+        const float* s = in.Row(sy);
+        for (int x = 0; x < w; ++x) {
+            const int sx = x - dx;
+            o[x] = sx >= 0 && sx < w ? s[sx] : fill;
+        }
+    }
+}
+
+}  // namespace qgdi::styles

@@ -1,0 +1,676 @@
+#include "layerstyles/StyleRender.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <optional>
+
+#include "QuorRender/RowOpApply.h"
+#include "QuorRender/RowOpCopy.h"
+#include "diagnostics/Profile.h"
+#include "layerstyles/StylePlane.h"
+#include "qdibcore/Source/StatusControl.h"
+#include "qdibcore/Source/internal/Parallel.h"
+#include "qdibcore/Source/internal/ResultTry.h"
+
+using qgdi::styles::SPlane;
+
+namespace {
+
+constexpr double kPi = 3.14159265358979;
+constexpr double kMaxSize = 250, kMaxDistance = 30000, kMaxDepth = 10, kMaxSoften = 16;
+constexpr int kRowGrain = 8;
+
+double Clamp(double v, double lo, double hi) noexcept { return std::isfinite(v) ? std::clamp(v, lo, hi) : lo; }
+
+RECT Grow(const RECT& r, int m) noexcept { return RECT{r.left - m, r.top - m, r.right + m, r.bottom + m}; }
+RECT Move(const RECT& r, int dx, int dy) noexcept { return RECT{r.left + dx, r.top + dy, r.right + dx, r.bottom + dy}; }
+bool Empty(const RECT& r) noexcept { return r.right <= r.left || r.bottom <= r.top; }
+RECT Union(const RECT& a, const RECT& b) noexcept {
+    if (Empty(a)) return b;
+    if (Empty(b)) return a;
+    return RECT{std::min(a.left, b.left), std::min(a.top, b.top), std::max(a.right, b.right), std::max(a.bottom, b.bottom)};
+}
+RECT Intersect(const RECT& a, const RECT& b) noexcept {
+    RECT r{std::max(a.left, b.left), std::max(a.top, b.top), std::min(a.right, b.right), std::min(a.bottom, b.bottom)};
+    return Empty(r) ? RECT{0, 0, 0, 0} : r;
+}
+
+// Where a shadow falls for light from `angle` degrees.
+void Offset(double angle, double distance, int& dx, int& dy) noexcept {
+    const double a = Clamp(angle, -3600, 3600) * kPi / 180, d = Clamp(distance, 0, kMaxDistance);
+    dx = static_cast<int>(std::lrint(-std::cos(a) * d));
+    dy = static_cast<int>(std::lrint(std::sin(a) * d));
+}
+
+// A soft effect of `size` with `spread`: the hard dilation and the blur left.
+struct SSoft {
+    double radius = 0, sigma = 0;
+    int reach = 0;
+};
+SSoft Soft(double size, double spread) {
+    size = Clamp(size, 0, kMaxSize);
+    spread = Clamp(spread, 0, 1);
+    SSoft s;
+    s.radius = size * spread;
+    s.sigma = size * (1 - spread) / 2;
+    s.reach = static_cast<int>(std::ceil(s.radius)) + qgdi::styles::BlurReach(s.sigma) + 1;
+    return s;
+}
+
+int StrokeReach(const SStyleStroke& s) {
+    if (!s.bEnabled) return 0;
+    const double size = Clamp(s.fSize, 0, kMaxSize);
+    if (s.ePosition == keStrokeInside || size <= 0) return 0;
+    return static_cast<int>(std::ceil(s.ePosition == keStrokeCentre ? size / 2 : size)) + 1;
+}
+
+// How far outward the bevel's slope reaches, and how far its height map reads.
+int BevelReach(const SStyleBevel& b) {
+    const double size = Clamp(b.fSize, 0, kMaxSize);
+    int r = b.eTechnique == keBevelSmooth ? qgdi::styles::BlurReach(size / 2)
+                                          : static_cast<int>(std::ceil(size)) + qgdi::styles::BlurReach(size / 8);
+    return r + qgdi::styles::BlurReach(Clamp(b.fSoften, 0, kMaxSoften)) + 2;
+}
+
+inline float Hash(int x, int y) noexcept {
+    uint32_t h = static_cast<uint32_t>(x) * 73856093u ^ static_cast<uint32_t>(y) * 19349663u;
+    h ^= h >> 13;
+    h *= 0x5bd1e995u;
+    h ^= h >> 15;
+    return static_cast<float>(h & 0xFFFF) * (1.0f / 65535.0f);
+}
+
+inline uint32_t Bgra(uint32_t rgb, uint32_t alpha = 255) noexcept { return (rgb & 0xFFFFFFu) | alpha << 24; }
+
+// Position 0..1 along a gradient laid over the layer's rectangle.
+struct SGradientGeometry {
+    double cx, cy, ux, uy, half;
+    EStyleGradientType type;
+    bool reverse;
+    SGradientGeometry(const SStyleGradient& g, const RECT& layer) {
+        const double a = Clamp(g.fAngle, -3600, 3600) * kPi / 180;
+        ux = std::cos(a);
+        uy = -std::sin(a);
+        cx = (layer.left + layer.right) / 2.0 + Clamp(g.fOffsetX, -kMaxDistance, kMaxDistance);
+        cy = (layer.top + layer.bottom) / 2.0 + Clamp(g.fOffsetY, -kMaxDistance, kMaxDistance);
+        const double w = layer.right - layer.left, h = layer.bottom - layer.top;
+        half = std::max(0.5, (std::fabs(w * ux) + std::fabs(h * uy)) / 2 * Clamp(g.fScale, 0.1, 1.5));
+        type = g.eType;
+        reverse = g.bReverse;
+    }
+    float At(double x, double y) const noexcept {
+        const double px = x - cx, py = y - cy;
+        const double along = px * ux + py * uy, across = -px * uy + py * ux;
+        double t;
+        switch (type) {
+        case keStyleGradientRadial: t = std::hypot(px, py) / half; break;
+        case keStyleGradientAngle: t = std::fmod(std::atan2(across, along) / (2 * kPi) + 1, 1.0); break;
+        case keStyleGradientReflected: t = std::fabs(along) / half; break;
+        case keStyleGradientDiamond: t = (std::fabs(along) + std::fabs(across)) / half; break;
+        default: t = 0.5 + along / (2 * half); break;
+        }
+        t = std::clamp(t, 0.0, 1.0);
+        return static_cast<float>(reverse ? 1 - t : t);
+    }
+};
+
+// A pattern tile as straight BGRA, read at destination positions.
+struct SPatternTile {
+    int width = 0, height = 0;
+    std::vector<uint32_t> pixels;
+    double scale = 1;
+    int ox = 0, oy = 0;
+    bool Load(const SStylePattern& p, POINT at) {
+        if (!p.pImage || !p.pImage->IsAttached() || p.pImage->GetWidth() < 1 || p.pImage->GetHeight() < 1) return false;
+        CRowIterator bgra;
+        if (bgra.CreateFromCopy(*p.pImage, nullptr, keFormatBGRA).IsError()) return false;
+        width = bgra.GetWidth();
+        height = bgra.GetHeight();
+        try {
+            pixels.resize(static_cast<size_t>(width) * height);
+        } catch (const std::bad_alloc&) {
+            return false;
+        }
+        for (int y = 0; y < height; ++y)
+            if (bgra.GetAndCopyRow(&pixels[static_cast<size_t>(y) * width], y, 0, width, size_t(width) * 4).IsError())
+                return false;
+        scale = Clamp(p.fScale, 0.01, 10);
+        ox = p.nOffsetX + (p.bLinkWithLayer ? at.x : 0);
+        oy = p.nOffsetY + (p.bLinkWithLayer ? at.y : 0);
+        return true;
+    }
+    uint32_t At(int x, int y) const noexcept {
+        const auto wrap = [](double v, int n) {
+            const int64_t i = static_cast<int64_t>(std::floor(v)) % n;
+            return static_cast<int>(i < 0 ? i + n : i);
+        };
+        return pixels[static_cast<size_t>(wrap((y - oy) / scale, height)) * width + wrap((x - ox) / scale, width)];
+    }
+};
+
+class CStyleJob {
+public:
+    CStyleJob(const SLayerStyles& s, const RECT& region, const RECT& work, const RECT& layerRect)
+        : m_s(s), m_region(region), m_work(work), m_layer(layerRect) {}
+
+    CErrorAutoThrow Run(const CRowIterator& layer, CRowIterator& destination, CStatusControl* status);
+
+private:
+    // One effect onto the group: coverage(y, mask) fills the region row's
+    // mask (0..1 floats), colour(y, row) its straight BGRA source.
+    template <class Cover, class Colour>
+    bool Composite(EQBlendMoxMode mode, double opacity, Cover&& cover, Colour&& colour);
+    bool Solid(EQBlendMoxMode mode, double opacity, uint32_t rgb, const SPlane& plane, const SPlane* clip, bool invertClip);
+
+    bool Alpha(SPlane& plane, int dx, int dy, bool invert) const;
+    const SPlane* Distance(bool inside);
+    bool Dilate(SPlane& plane, double radius);
+    void Shape(SPlane& plane, const SStyleContour& contour, double noise, double range) const;
+
+    bool DropShadow();
+    bool OuterGlow();
+    bool Content();
+    bool InnerShadow();
+    bool InnerGlow();
+    bool Satin();
+    bool Overlays();
+    bool Bevel(const SPlane* strokeCoverage);
+    bool Stroke(SPlane& coverage);
+    bool Fill(EQBlendMoxMode mode, double opacity, const SPlane& coverage, EStyleFillType fill, uint32_t rgb,
+              const SStyleGradient& gradient, const SStylePattern& pattern);
+
+    const SLayerStyles& m_s;
+    RECT m_region, m_work, m_layer;
+    int m_nLayerW = 0, m_nLayerH = 0;
+    std::vector<uint32_t> m_aLayer;  // straight BGRA
+    std::vector<float> m_aLayerAlpha;
+    SPlane m_alpha;                        // the layer's alpha over the work rectangle
+    std::optional<SPlane> m_inside, m_outside;  // edge distances, made on first use
+    std::vector<uint32_t> m_aGroup;        // straight BGRA over the region
+};
+
+bool CStyleJob::Alpha(SPlane& plane, int dx, int dy, bool invert) const {
+    if (!plane.Allocate(m_work)) return false;
+    const float outside = invert ? 1.0f : 0.0f;
+    qgdi::parallel::For(0, plane.height, [&](int y) {
+        float* o = plane.Row(y);
+        const int ly = m_work.top + y - dy - m_layer.top;
+        if (ly < 0 || ly >= m_nLayerH) {
+            std::fill(o, o + plane.width, outside);
+            return;
+        }
+        const float* a = &m_aLayerAlpha[static_cast<size_t>(ly) * m_nLayerW];
+        const int lx0 = m_work.left - dx - m_layer.left;
+        for (int x = 0; x < plane.width; ++x) {
+            const int lx = lx0 + x;
+            const float v = lx >= 0 && lx < m_nLayerW ? a[lx] : 0.0f;
+            o[x] = invert ? 1.0f - v : v;
+        }
+    }, kRowGrain);
+    return true;
+}
+
+const SPlane* CStyleJob::Distance(bool inside) {
+    std::optional<SPlane>& d = inside ? m_inside : m_outside;
+    if (!d) {
+        d.emplace();
+        if (!qgdi::styles::EdgeDistance(m_alpha, inside, *d)) {
+            d.reset();
+            return nullptr;
+        }
+    }
+    return &*d;
+}
+
+bool CStyleJob::Dilate(SPlane& plane, double radius) {
+    if (!(radius > 0)) return true;
+    SPlane d;
+    if (!qgdi::styles::EdgeDistance(plane, false, d)) return false;
+    const float r = static_cast<float>(radius) + 0.5f;
+    for (size_t k = 0; k < plane.values.size(); ++k)
+        plane.values[k] = std::max(plane.values[k], std::clamp(r - d.values[k], 0.0f, 1.0f));
+    return true;
+}
+
+// The contour over a 0..1 ramp, after the range stretches it (0.5 leaves it
+// as it is), with noise taking a random share away.
+void CStyleJob::Shape(SPlane& plane, const SStyleContour& contour, double noise, double range) const {
+    float table[256];
+    QGDI_StyleContourTable(contour, table);
+    const float stretch = static_cast<float>(1 / (2 * Clamp(range, 0.01, 1))), n = static_cast<float>(Clamp(noise, 0, 1));
+    qgdi::parallel::For(0, plane.height, [&](int y) {
+        float* v = plane.Row(y);
+        for (int x = 0; x < plane.width; ++x) {
+            const float t = std::clamp(1.0f - (1.0f - v[x]) * stretch, 0.0f, 1.0f);
+            float c = table[static_cast<int>(t * 255.0f + 0.5f)];
+            if (n > 0) c *= 1.0f - n * Hash(plane.rect.left + x, plane.rect.top + y);
+            v[x] = t > 0 ? c : 0.0f;
+        }
+    }, kRowGrain);
+}
+
+template <class Cover, class Colour>
+bool CStyleJob::Composite(EQBlendMoxMode mode, double opacity, Cover&& cover, Colour&& colour) {
+    const uint32_t op = static_cast<uint32_t>(std::lrint(Clamp(opacity, 0, 1) * 255));
+    if (op == 0) return true;
+    const int w = m_region.right - m_region.left, h = m_region.bottom - m_region.top;
+    const CRowOpDefRowBlendMox def(mode, op);
+    CRowOpData bind;
+    bind.eDstFormat = keFormatBGRA;
+    bind.eSrcFormat = keFormatBGRA;
+    bind.nCount = w;
+    const CRowOp rowOp(&def, bind);
+    bool ok = true;
+    try {
+        qgdi::parallel::For(0, h, [&](int y) {
+            thread_local std::vector<float> mask;
+            thread_local std::vector<uint8_t> bytes;
+            thread_local std::vector<uint32_t> src;
+            mask.resize(static_cast<size_t>(w));
+            bytes.resize(static_cast<size_t>(w));
+            src.resize(static_cast<size_t>(w));
+            cover(y, mask.data());
+            bool any = false;
+            for (int x = 0; x < w; ++x) {
+                const uint8_t b = static_cast<uint8_t>(std::clamp(mask[x], 0.0f, 1.0f) * 255.0f + 0.5f);
+                bytes[x] = b;
+                any |= b != 0;
+            }
+            if (!any) return;
+            colour(y, src.data());
+            CRowOpData data = bind;
+            data.pDst = reinterpret_cast<uint8_t*>(&m_aGroup[static_cast<size_t>(y) * w]);
+            data.pSrc = reinterpret_cast<const uint8_t*>(src.data());
+            data.pMask = bytes.data();
+            data.x = m_region.left;
+            data.y = m_region.top + y;
+            rowOp(data);
+        }, kRowGrain);
+    } catch (const std::bad_alloc&) {
+        ok = false;
+    }
+    return ok;
+}
+
+// A solid colour through `plane`, optionally times the layer's alpha (or its inverse).
+bool CStyleJob::Solid(EQBlendMoxMode mode, double opacity, uint32_t rgb, const SPlane& plane, const SPlane* clip,
+                      bool invertClip) {
+    const int ox = m_region.left - plane.rect.left, oy = m_region.top - plane.rect.top;
+    const int w = m_region.right - m_region.left;
+    return Composite(
+        mode, opacity,
+        [&](int y, float* m) {
+            const float* v = plane.Row(y + oy) + ox;
+            if (!clip) {
+                std::copy(v, v + w, m);
+                return;
+            }
+            const float* c = clip->Row(y + m_region.top - clip->rect.top) + (m_region.left - clip->rect.left);
+            for (int x = 0; x < w; ++x) m[x] = v[x] * (invertClip ? 1.0f - c[x] : c[x]);
+        },
+        [&](int, uint32_t* s) { std::fill(s, s + w, Bgra(rgb)); });
+}
+
+bool CStyleJob::DropShadow() {
+    const SStyleShadow& e = m_s.dropShadow;
+    int dx, dy;
+    Offset(e.bUseGlobalLight ? m_s.light.fAngle : e.fAngle, e.fDistance, dx, dy);
+    const SSoft soft = Soft(e.fSize, e.fSpread);
+    SPlane p;
+    if (!Alpha(p, dx, dy, false) || !Dilate(p, soft.radius) || !qgdi::styles::Blur(p, soft.sigma)) return false;
+    Shape(p, e.contour, e.fNoise, 0.5);
+    return Solid(e.eMode, e.fOpacity, e.nColour, p, e.bLayerKnocksOut ? &m_alpha : nullptr, true);
+}
+
+// Glow strength: a soft dilated blur, or a precise ramp of the edge distance.
+bool CStyleJob::OuterGlow() {
+    const SStyleGlow& e = m_s.outerGlow;
+    const double size = Clamp(e.fSize, 0, kMaxSize);
+    SPlane p;
+    if (e.eTechnique == keGlowPrecise) {
+        const SPlane* d = Distance(false);
+        if (!d || !p.Allocate(m_work)) return false;
+        const float r = static_cast<float>(size * Clamp(e.fSpread, 0, 1)), span = static_cast<float>(std::max(size - r, 1e-3));
+        for (size_t k = 0; k < p.values.size(); ++k)
+            p.values[k] = std::clamp(1.0f - std::max(0.0f, d->values[k] - r) / span, 0.0f, 1.0f);
+    } else {
+        const SSoft soft = Soft(size, e.fSpread);
+        p = m_alpha;
+        if (!Dilate(p, soft.radius) || !qgdi::styles::Blur(p, soft.sigma)) return false;
+    }
+    Shape(p, e.contour, e.fNoise, e.fRange);
+    if (!e.bUseGradient) return Solid(e.eMode, e.fOpacity, e.nColour, p, nullptr, false);
+    SStylePattern none;
+    return Fill(e.eMode, e.fOpacity, p, keStyleFillGradient, 0, e.gradient, none);
+}
+
+bool CStyleJob::Content() {
+    const int w = m_region.right - m_region.left;
+    return Composite(
+        m_s.eLayerMode, m_s.fFillOpacity,
+        [&](int y, float* m) {
+            const int ly = m_region.top + y - m_layer.top;
+            std::fill(m, m + w, ly >= 0 && ly < m_nLayerH ? 1.0f : 0.0f);
+        },
+        [&](int y, uint32_t* s) {
+            const int ly = m_region.top + y - m_layer.top;
+            for (int x = 0; x < w; ++x) {
+                const int lx = m_region.left + x - m_layer.left;
+                s[x] = lx >= 0 && lx < m_nLayerW ? m_aLayer[static_cast<size_t>(ly) * m_nLayerW + lx] : 0u;
+            }
+        });
+}
+
+bool CStyleJob::InnerShadow() {
+    const SStyleShadow& e = m_s.innerShadow;
+    int dx, dy;
+    Offset(e.bUseGlobalLight ? m_s.light.fAngle : e.fAngle, e.fDistance, dx, dy);
+    const SSoft soft = Soft(e.fSize, e.fSpread);
+    SPlane p;
+    if (!Alpha(p, dx, dy, true) || !Dilate(p, soft.radius) || !qgdi::styles::Blur(p, soft.sigma)) return false;
+    Shape(p, e.contour, e.fNoise, 0.5);
+    return Solid(e.eMode, e.fOpacity, e.nColour, p, &m_alpha, false);
+}
+
+bool CStyleJob::InnerGlow() {
+    const SStyleGlow& e = m_s.innerGlow;
+    const double size = Clamp(e.fSize, 0, kMaxSize);
+    SPlane p;
+    if (e.eTechnique == keGlowPrecise) {
+        const SPlane* d = Distance(true);
+        if (!d || !p.Allocate(m_work)) return false;
+        const float r = static_cast<float>(size * Clamp(e.fSpread, 0, 1)), span = static_cast<float>(std::max(size - r, 1e-3));
+        for (size_t k = 0; k < p.values.size(); ++k)
+            p.values[k] = std::clamp(1.0f - std::max(0.0f, d->values[k] - r) / span, 0.0f, 1.0f);
+    } else {
+        const SSoft soft = Soft(size, e.fSpread);
+        if (!Alpha(p, 0, 0, true) || !Dilate(p, soft.radius) || !qgdi::styles::Blur(p, soft.sigma)) return false;
+    }
+    if (e.eSource == keGlowCentre)
+        for (float& v : p.values) v = 1.0f - v;
+    Shape(p, e.contour, e.fNoise, e.fRange);
+    for (size_t k = 0; k < p.values.size(); ++k) p.values[k] *= m_alpha.values[k];
+    if (!e.bUseGradient) return Solid(e.eMode, e.fOpacity, e.nColour, p, nullptr, false);
+    SStylePattern none;
+    return Fill(e.eMode, e.fOpacity, p, keStyleFillGradient, 0, e.gradient, none);
+}
+
+bool CStyleJob::Satin() {
+    const SStyleSatin& e = m_s.satin;
+    int dx, dy;
+    Offset(e.fAngle, e.fDistance / 2, dx, dy);
+    const double sigma = Clamp(e.fSize, 0, kMaxSize) / 2;
+    SPlane a, b;
+    if (!Alpha(a, dx, dy, false) || !Alpha(b, -dx, -dy, false) || !qgdi::styles::Blur(a, sigma) ||
+        !qgdi::styles::Blur(b, sigma))
+        return false;
+    float table[256];
+    QGDI_StyleContourTable(e.contour, table);
+    for (size_t k = 0; k < a.values.size(); ++k) {
+        const float v = table[static_cast<int>(std::clamp(std::fabs(a.values[k] - b.values[k]), 0.0f, 1.0f) * 255.0f + 0.5f)];
+        a.values[k] = e.bInvert ? 1.0f - v : v;
+    }
+    return Solid(e.eMode, e.fOpacity, e.nColour, a, &m_alpha, false);
+}
+
+bool CStyleJob::Fill(EQBlendMoxMode mode, double opacity, const SPlane& coverage, EStyleFillType fill, uint32_t rgb,
+                     const SStyleGradient& gradient, const SStylePattern& pattern) {
+    const int ox = m_region.left - coverage.rect.left, oy = m_region.top - coverage.rect.top;
+    const int w = m_region.right - m_region.left;
+    const auto cover = [&](int y, float* m) { std::copy(coverage.Row(y + oy) + ox, coverage.Row(y + oy) + ox + w, m); };
+    if (fill == keStyleFillPattern) {
+        SPatternTile tile;
+        if (!tile.Load(pattern, POINT{m_layer.left, m_layer.top})) return true;  // no pattern: nothing to draw
+        return Composite(mode, opacity, cover, [&](int y, uint32_t* s) {
+            for (int x = 0; x < w; ++x) s[x] = tile.At(m_region.left + x, m_region.top + y);
+        });
+    }
+    if (fill == keStyleFillGradient) {
+        uint32_t table[256];
+        QGDI_StyleGradientTable(gradient, table);
+        const SGradientGeometry g(gradient, m_layer);
+        return Composite(mode, opacity, cover, [&](int y, uint32_t* s) {
+            for (int x = 0; x < w; ++x) s[x] = table[static_cast<int>(g.At(m_region.left + x, m_region.top + y) * 255.0f + 0.5f)];
+        });
+    }
+    return Composite(mode, opacity, cover, [&](int, uint32_t* s) { std::fill(s, s + w, Bgra(rgb)); });
+}
+
+// Pattern, gradient, then colour on top: each covers the layer's shape.
+bool CStyleJob::Overlays() {
+    if (m_s.patternOverlay.bEnabled &&
+        !Fill(m_s.patternOverlay.eMode, m_s.patternOverlay.fOpacity, m_alpha, keStyleFillPattern, 0, {},
+              m_s.patternOverlay.pattern))
+        return false;
+    if (m_s.gradientOverlay.bEnabled &&
+        !Fill(m_s.gradientOverlay.eMode, m_s.gradientOverlay.fOpacity, m_alpha, keStyleFillGradient, 0,
+              m_s.gradientOverlay.gradient, {}))
+        return false;
+    const SStyleColourOverlay& c = m_s.colourOverlay;
+    return !c.bEnabled || Solid(c.eMode, c.fOpacity, c.nColour, m_alpha, nullptr, false);
+}
+
+// Coverage of a stroke `size` wide on the chosen side of the edge.
+bool CStyleJob::Stroke(SPlane& coverage) {
+    const SStyleStroke& e = m_s.stroke;
+    const double size = Clamp(e.fSize, 0, kMaxSize);
+    if (!coverage.Allocate(m_work)) return false;
+    if (!(size > 0)) return true;
+    const bool out = e.ePosition != keStrokeInside, in = e.ePosition != keStrokeOutside;
+    const float width = static_cast<float>(e.ePosition == keStrokeCentre ? size / 2 : size) + 0.5f;
+    const SPlane* dOut = out ? Distance(false) : nullptr;
+    const SPlane* dIn = in ? Distance(true) : nullptr;
+    if ((out && !dOut) || (in && !dIn)) return false;
+    for (size_t k = 0; k < coverage.values.size(); ++k) {
+        const float a = m_alpha.values[k];
+        float c = 0;
+        if (out) c += std::clamp(width - dOut->values[k], 0.0f, 1.0f) * (1.0f - a);
+        if (in) c += std::clamp(width - dIn->values[k], 0.0f, 1.0f) * a;
+        coverage.values[k] = c;
+    }
+    return Fill(e.eMode, e.fOpacity, coverage, e.eFill, e.nColour, e.gradient, e.pattern);
+}
+
+bool CStyleJob::Bevel(const SPlane* strokeCoverage) {
+    const SStyleBevel& e = m_s.bevel;
+    const double size = std::max(Clamp(e.fSize, 0, kMaxSize), 0.5);
+    const EStyleBevelStyle style = e.eStyle;
+    const SPlane& shape = style == keBevelStrokeEmboss ? *strokeCoverage : m_alpha;
+    SPlane h;
+    if (e.eTechnique == keBevelSmooth || style == keBevelStrokeEmboss) {
+        h = shape;
+        if (!qgdi::styles::Blur(h, size / 2)) return false;
+        for (float& v : h.values) {
+            switch (style) {
+            case keBevelInner: v = std::clamp(2 * v - 1, 0.0f, 1.0f); break;
+            case keBevelOuter: v = std::clamp(2 * v, 0.0f, 1.0f); break;
+            case keBevelPillow: v = std::fabs(2 * v - 1); break;
+            default: break;
+            }
+        }
+    } else {
+        // Chisels: straight slopes from the exact distance to the edge.
+        const SPlane* dIn = Distance(true);
+        const SPlane* dOut = Distance(false);
+        if (!dIn || !dOut || !h.Allocate(m_work)) return false;
+        const float s = static_cast<float>(size);
+        for (size_t k = 0; k < h.values.size(); ++k) {
+            const float sd = dIn->values[k] - dOut->values[k];
+            switch (style) {
+            case keBevelInner: h.values[k] = std::clamp(sd / s, 0.0f, 1.0f); break;
+            case keBevelOuter: h.values[k] = std::clamp(1 + sd / s, 0.0f, 1.0f); break;
+            case keBevelPillow: h.values[k] = std::clamp(2 * std::fabs(sd) / s, 0.0f, 1.0f); break;
+            default: h.values[k] = std::clamp(0.5f + sd / s, 0.0f, 1.0f); break;
+            }
+        }
+        if (e.eTechnique == keBevelChiselSoft && !qgdi::styles::Blur(h, std::max(0.5, size / 8))) return false;
+    }
+    float profile[256], gloss[256];
+    QGDI_StyleContourTable(e.contour, profile);
+    QGDI_StyleContourTable(e.gloss, gloss);
+    for (float& v : h.values) v = profile[static_cast<int>(std::clamp(v, 0.0f, 1.0f) * 255.0f + 0.5f)];
+    if (!qgdi::styles::Blur(h, Clamp(e.fSoften, 0, kMaxSoften))) return false;
+
+    const double angle = Clamp(e.bUseGlobalLight ? m_s.light.fAngle : e.fAngle, -3600, 3600) * kPi / 180;
+    const double altitude = Clamp(e.bUseGlobalLight ? m_s.light.fAltitude : e.fAltitude, 0, 90) * kPi / 180;
+    const float lx = static_cast<float>(std::cos(altitude) * std::cos(angle)),
+                ly = static_cast<float>(-std::cos(altitude) * std::sin(angle)), lz = static_cast<float>(std::sin(altitude));
+    const float scale = static_cast<float>(size * Clamp(e.fDepth, 0.01, kMaxDepth) * (e.bDown ? -1 : 1) / 2);
+    const float g0 = gloss[static_cast<int>(lz * 255.0f + 0.5f)];
+    SPlane light, dark;
+    if (!light.Allocate(m_work) || !dark.Allocate(m_work)) return false;
+    const int w = h.width;
+    qgdi::parallel::For(1, h.height - 1, [&](int y) {
+        const float *up = h.Row(y - 1), *mid = h.Row(y), *down = h.Row(y + 1);
+        const float* region = shape.Row(y);
+        float *hl = light.Row(y), *sh = dark.Row(y);
+        for (int x = 1; x < w - 1; ++x) {
+            const float nx = -(mid[x + 1] - mid[x - 1]) * scale, ny = -(down[x] - up[x]) * scale;
+            const float s = (nx * lx + ny * ly + lz) / std::sqrt(nx * nx + ny * ny + 1.0f);
+            const float g = gloss[static_cast<int>(std::clamp(s, 0.0f, 1.0f) * 255.0f + 0.5f)];
+            const float where = style == keBevelInner || style == keBevelStrokeEmboss ? region[x]
+                                : style == keBevelOuter                            ? 1.0f - region[x]
+                                                                                   : 1.0f;
+            hl[x] = g > g0 ? std::min(1.0f, (g - g0) / std::max(1.0f - g0, 1e-3f)) * where : 0.0f;
+            sh[x] = g < g0 ? std::min(1.0f, (g0 - g) / std::max(g0, 1e-3f)) * where : 0.0f;
+        }
+    }, kRowGrain);
+    return Solid(e.eHighlightMode, e.fHighlightOpacity, e.nHighlightColour, light, nullptr, false) &&
+           Solid(e.eShadowMode, e.fShadowOpacity, e.nShadowColour, dark, nullptr, false);
+}
+
+CErrorAutoThrow CStyleJob::Run(const CRowIterator& layer, CRowIterator& destination, CStatusControl* status) {
+    m_nLayerW = layer.GetWidth();
+    m_nLayerH = layer.GetHeight();
+    const int rw = m_region.right - m_region.left, rh = m_region.bottom - m_region.top;
+    try {
+        m_aLayer.resize(static_cast<size_t>(m_nLayerW) * m_nLayerH);
+        m_aLayerAlpha.resize(m_aLayer.size());
+        m_aGroup.resize(static_cast<size_t>(rw) * rh);
+    } catch (const std::bad_alloc&) {
+        return QERR(keQuorErrOutOfMemory);
+    }
+    {
+        CRowIterator bgra;
+        QGDI_TRY(bgra.CreateFromCopy(layer, nullptr, keFormatBGRA));
+        for (int y = 0; y < m_nLayerH; ++y) {
+            uint32_t* row = &m_aLayer[static_cast<size_t>(y) * m_nLayerW];
+            QGDI_TRY(bgra.GetAndCopyRow(row, y, 0, m_nLayerW, size_t(m_nLayerW) * 4));
+            float* a = &m_aLayerAlpha[static_cast<size_t>(y) * m_nLayerW];
+            for (int x = 0; x < m_nLayerW; ++x) a[x] = static_cast<float>(row[x] >> 24) * (1.0f / 255.0f);
+        }
+        CRowIterator below;
+        QGDI_TRY(below.CreateFromCopy(destination, &m_region, keFormatBGRA));
+        for (int y = 0; y < rh; ++y)
+            QGDI_TRY(below.GetAndCopyRow(&m_aGroup[static_cast<size_t>(y) * rw], y, 0, rw, size_t(rw) * 4));
+    }
+    std::vector<uint32_t> backdrop;
+    const double opacity = Clamp(m_s.fOpacity, 0, 1);
+    if (opacity < 1) backdrop = m_aGroup;
+    if (!Alpha(m_alpha, 0, 0, false)) return QERR(keQuorErrOutOfMemory);
+
+    CStatusControl nested(status);
+    nested.SetProgressRange(12);
+    int step = 0;
+    bool ok = true, cancelled = false;
+    const auto run = [&](bool enabled, auto&& effect) {
+        if (!ok) return;
+        if (enabled) ok = effect();
+        if (ok && nested.SetProgress(static_cast<uint64_t>(++step))) ok = !(cancelled = true);
+    };
+    SPlane strokeCoverage;
+    run(m_s.dropShadow.bEnabled, [&] { QGDI_PROFILE_SCOPE("style drop shadow"); return DropShadow(); });
+    run(m_s.outerGlow.bEnabled, [&] { QGDI_PROFILE_SCOPE("style outer glow"); return OuterGlow(); });
+    run(true, [&] { return Content(); });
+    run(m_s.innerShadow.bEnabled, [&] { QGDI_PROFILE_SCOPE("style inner shadow"); return InnerShadow(); });
+    run(m_s.innerGlow.bEnabled, [&] { QGDI_PROFILE_SCOPE("style inner glow"); return InnerGlow(); });
+    run(m_s.satin.bEnabled, [&] { QGDI_PROFILE_SCOPE("style satin"); return Satin(); });
+    run(true, [&] { QGDI_PROFILE_SCOPE("style overlays"); return Overlays(); });
+    run(m_s.bevel.bEnabled && m_s.bevel.eStyle != keBevelStrokeEmboss, [&] {
+        QGDI_PROFILE_SCOPE("style bevel");
+        return Bevel(nullptr);
+    });
+    run(m_s.stroke.bEnabled, [&] { QGDI_PROFILE_SCOPE("style stroke"); return Stroke(strokeCoverage); });
+    run(m_s.bevel.bEnabled && m_s.bevel.eStyle == keBevelStrokeEmboss && m_s.stroke.bEnabled, [&] {
+        QGDI_PROFILE_SCOPE("style bevel");
+        return Bevel(&strokeCoverage);
+    });
+    if (!ok) return QERR(cancelled ? keQuorErrCancelled : keQuorErrOutOfMemory);
+
+    // The group at the layer's opacity: a mix of what it holds and what lay below.
+    if (opacity < 1) {
+        const uint32_t k = static_cast<uint32_t>(std::lrint(opacity * 256));
+        for (size_t i = 0; i < m_aGroup.size(); ++i) {
+            const uint32_t a = backdrop[i], b = m_aGroup[i];
+            const uint32_t rb = (((a & 0x00FF00FFu) * (256 - k) + (b & 0x00FF00FFu) * k + 0x00800080u) >> 8) & 0x00FF00FFu;
+            const uint32_t ag = ((((a >> 8) & 0x00FF00FFu) * (256 - k) + ((b >> 8) & 0x00FF00FFu) * k + 0x00800080u) >> 8) & 0x00FF00FFu;
+            m_aGroup[i] = rb | ag << 8;
+        }
+    }
+    CRowIterator result;
+    QGDI_TRY(result.Create(rw, rh, keFormatBGRA));
+    for (int y = 0; y < rh; ++y) {
+        uint8_t* row = nullptr;
+        QGDI_TRY(result.GetRow(row, y));
+        std::memcpy(row, &m_aGroup[static_cast<size_t>(y) * rw], size_t(rw) * 4);
+        QGDI_TRY(result.ReleaseRow(y));
+    }
+    return PixelIterator_ApplyRowOpChecked(CRowOpDefConvert(), destination, result, &m_region, nullptr);
+}
+
+}  // namespace
+
+RECT CLayerStyleRenderer::CalculateRectangle(const RECT& layer) const {
+    if (Empty(layer)) return RECT{0, 0, 0, 0};
+    const SLayerStyles& s = m_styles;
+    RECT r = layer;
+    if (s.dropShadow.bEnabled) {
+        int dx, dy;
+        Offset(s.dropShadow.bUseGlobalLight ? s.light.fAngle : s.dropShadow.fAngle, s.dropShadow.fDistance, dx, dy);
+        r = Union(r, Grow(Move(layer, dx, dy), Soft(s.dropShadow.fSize, s.dropShadow.fSpread).reach));
+    }
+    if (s.outerGlow.bEnabled) {
+        const int reach = s.outerGlow.eTechnique == keGlowPrecise
+                              ? static_cast<int>(std::ceil(Clamp(s.outerGlow.fSize, 0, kMaxSize))) + 1
+                              : Soft(s.outerGlow.fSize, s.outerGlow.fSpread).reach;
+        r = Union(r, Grow(layer, reach));
+    }
+    const int stroke = StrokeReach(s.stroke);
+    r = Union(r, Grow(layer, stroke));
+    if (s.bevel.bEnabled && s.bevel.eStyle != keBevelInner)
+        r = Union(r, Grow(layer, BevelReach(s.bevel) + (s.bevel.eStyle == keBevelStrokeEmboss ? stroke : 0)));
+    return r;
+}
+
+CErrorAutoThrow CLayerStyleRenderer::Render(const CRowIterator& layer, POINT at, CRowIterator& destination,
+                                            CStatusControl* status) const {
+    QGDI_PROFILE_SCOPE("layer styles");
+    if (!layer.IsAttached() || !destination.IsAttached()) return QERR(keQuorErrIteratorState);
+    const CQPixelFormat lf(layer.GetPixelFormat()), df(destination.GetPixelFormat());
+    if (lf.GetBitsPerChannel() == 0 || df.IsIndexedColor()) return QERR(keQuorErrFormatNotSupported);
+    const RECT layerRect{at.x, at.y, at.x + layer.GetWidth(), at.y + layer.GetHeight()};
+    const RECT region = Intersect(CalculateRectangle(layerRect), RECT{0, 0, destination.GetWidth(), destination.GetHeight()});
+    if (Empty(region)) return CErrorAutoThrow();
+    // Every plane reaches beyond the region by what its widest effect reads.
+    const SLayerStyles& s = m_styles;
+    int margin = 2 + StrokeReach(s.stroke) + (s.bevel.bEnabled ? BevelReach(s.bevel) : 0);
+    for (const SStyleShadow* e : {&s.dropShadow, &s.innerShadow})
+        if (e->bEnabled) margin = std::max(margin, Soft(e->fSize, e->fSpread).reach + 2);
+    for (const SStyleGlow* e : {&s.outerGlow, &s.innerGlow})
+        if (e->bEnabled) margin = std::max(margin, std::max(Soft(e->fSize, e->fSpread).reach, static_cast<int>(Clamp(e->fSize, 0, kMaxSize)) + 1) + 2);
+    if (s.satin.bEnabled) margin = std::max(margin, qgdi::styles::BlurReach(Clamp(s.satin.fSize, 0, kMaxSize) / 2) + 2);
+    CStyleJob job(s, region, Grow(region, margin), layerRect);
+    return job.Run(layer, destination, status);
+}
+
+RECT QGDI_CalculateStyleRectangle(const SLayerStyles& styles, const RECT& layer) {
+    return CLayerStyleRenderer(styles).CalculateRectangle(layer);
+}
+
+CErrorAutoThrow QGDI_RenderLayerStyles(const SLayerStyles& styles, const CRowIterator& layer, POINT at,
+                                       CRowIterator& destination, CStatusControl* status) {
+    return CLayerStyleRenderer(styles).Render(layer, at, destination, status);
+}
