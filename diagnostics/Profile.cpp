@@ -143,7 +143,23 @@ struct SClockBase {
     uint64_t ticks;
     Steady::time_point time;
 };
-const SClockBase g_base{Now(), Steady::now()};
+// A pair of readings of both clocks taken as close together as the best of a
+// few tries allows (a preempted try is wide and dropped).
+SClockBase ReadBoth() noexcept {
+    SClockBase best{0, {}};
+    uint64_t narrowest = ~uint64_t{0};
+    for (int k = 0; k < 5; ++k) {
+        const uint64_t before = Now();
+        const Steady::time_point time = Steady::now();
+        const uint64_t after = Now();
+        if (after - before < narrowest) {
+            narrowest = after - before;
+            best = SClockBase{before + (after - before) / 2, time};
+        }
+    }
+    return best;
+}
+const SClockBase g_base = ReadBoth();
 
 inline void Record(CProfileSite& site, uint64_t elapsed, uint64_t nested) noexcept {
     const int index = site.GetIndex();
@@ -226,15 +242,12 @@ double QGDI_ProfileNanosecondsPerTick() noexcept {
     // spans a second it is kept.
     static std::atomic<double> kept{0};
     if (const double k = kept.load(std::memory_order_relaxed)) return k;
-    auto time = Steady::now();
-    uint64_t ticks = Now();
-    const auto least = g_base.time + std::chrono::milliseconds(20);
-    while (time < least) {
-        time = Steady::now();
-        ticks = Now();
+    const auto least = g_base.time + std::chrono::milliseconds(50);
+    while (Steady::now() < least) {
     }
-    const double ns = std::chrono::duration<double, std::nano>(time - g_base.time).count();
-    const double ratio = ticks > g_base.ticks ? ns / static_cast<double>(ticks - g_base.ticks) : 1.0;
+    const SClockBase now = ReadBoth();
+    const double ns = std::chrono::duration<double, std::nano>(now.time - g_base.time).count();
+    const double ratio = now.ticks > g_base.ticks ? ns / static_cast<double>(now.ticks - g_base.ticks) : 1.0;
     if (ns >= 1e9) kept.store(ratio, std::memory_order_relaxed);
     return ratio;
 #else

@@ -78,7 +78,7 @@ void PassDown(const SBlurPass& p, const float* __restrict__ in, float* __restric
 
 // Lower envelope of parabolas: squared distance along a row from the
 // squared column distances f (Felzenszwalb and Huttenlocher).
-void Envelope(const float* f, float* d, int n, int* v, double* z) noexcept {
+void Envelope(const float* f, float* d, int* nearest, int n, int* v, double* z) noexcept {
     int k = 0;
     v[0] = 0;
     z[0] = -1e30;
@@ -107,6 +107,7 @@ void Envelope(const float* f, float* d, int n, int* v, double* z) noexcept {
         while (z[k + 1] < q) ++k;
         const double dq = q - v[k];
         d[q] = static_cast<float>(dq * dq + f[v[k]]);
+        nearest[q] = v[k];
     }
 }
 
@@ -181,67 +182,78 @@ bool EdgeDistance(const SPlane& alpha, bool inside, SPlane& distance) {
     const int w = alpha.width, h = alpha.height;
     const auto feature = [inside](float a) { return inside ? a < 0.5f : a >= 0.5f; };
     try {
-        // Down the columns, a band at a time: distance to the nearest feature above or below.
+        // The row of the nearest feature in each column, above or below.
+        std::vector<int> row(static_cast<size_t>(w) * h);
+        const auto at = [&](int y) { return row.data() + static_cast<size_t>(y) * w; };
         const int bands = (w + kBandColumns - 1) / kBandColumns;
         qgdi::parallel::For(0, bands, [&](int band) {
             const int x0 = band * kBandColumns, x1 = std::min(w, x0 + kBandColumns);
-            for (int x = x0; x < x1; ++x) distance.Row(0)[x] = feature(alpha.Row(0)[x]) ? 0.0f : kFar;
+            for (int x = x0; x < x1; ++x) {
+                const bool f = feature(alpha.Row(0)[x]);
+                distance.Row(0)[x] = f ? 0.0f : kFar;
+                at(0)[x] = f ? 0 : -1;
+            }
             for (int y = 1; y < h; ++y) {
                 const float* a = alpha.Row(y);
                 const float* up = distance.Row(y - 1);
+                const int* upRow = at(y - 1);
                 float* g = distance.Row(y);
-                for (int x = x0; x < x1; ++x) g[x] = feature(a[x]) ? 0.0f : std::min(up[x] + 1.0f, kFar);
+                int* r = at(y);
+                for (int x = x0; x < x1; ++x) {
+                    const bool f = feature(a[x]);
+                    g[x] = f ? 0.0f : std::min(up[x] + 1.0f, kFar);
+                    r[x] = f ? y : upRow[x];
+                }
             }
             for (int y = h - 2; y >= 0; --y) {
                 const float* down = distance.Row(y + 1);
+                const int* downRow = at(y + 1);
                 float* g = distance.Row(y);
-                for (int x = x0; x < x1; ++x) g[x] = std::min(g[x], down[x] + 1.0f);
+                int* r = at(y);
+                for (int x = x0; x < x1; ++x) {
+                    const bool closer = down[x] + 1.0f < g[x];
+                    g[x] = closer ? down[x] + 1.0f : g[x];
+                    r[x] = closer ? downRow[x] : r[x];
+                }
             }
         });
-        // Along the rows: the exact distance, then the edge placed by coverage.
+        // Along the rows: the exact distance to the nearest feature pixel,
+        // then to the edge, which an anti-aliased pixel holds where its
+        // coverage says: a partly covered pixel measures to its own edge,
+        // the others to the edge inside the feature pixel they found.
         qgdi::parallel::For(0, h, [&](int y) {
             thread_local std::vector<float> f, d;
-            thread_local std::vector<int> v;
+            thread_local std::vector<int> v, nearest;
             thread_local std::vector<double> z;
             f.resize(static_cast<size_t>(w));
             d.resize(static_cast<size_t>(w));
             v.resize(static_cast<size_t>(w));
+            nearest.resize(static_cast<size_t>(w));
             z.resize(static_cast<size_t>(w) + 1);
             float* g = distance.Row(y);
             for (int x = 0; x < w; ++x) f[x] = g[x] * g[x];
-            Envelope(f.data(), d.data(), w, v.data(), z.data());
+            Envelope(f.data(), d.data(), nearest.data(), w, v.data(), z.data());
             const float* a = alpha.Row(y);
+            const int* r = at(y);
             for (int x = 0; x < w; ++x) {
-                // A partly covered pixel holds the edge, as far from its
-                // centre as its coverage says; the others are half a pixel
-                // beyond the nearest centre across.
+                if (feature(a[x])) {
+                    g[x] = 0.0f;
+                    continue;
+                }
                 const bool partial = inside ? a[x] < 1.0f : a[x] > 0.0f;
-                const float own = inside ? a[x] - 0.5f : 0.5f - a[x];
-                const float edge = std::sqrt(d[x]) - 0.5f;
-                g[x] = feature(a[x]) ? 0.0f : std::max(0.0f, partial ? own : edge);
+                if (partial) {
+                    g[x] = inside ? a[x] - 0.5f : 0.5f - a[x];
+                    continue;
+                }
+                const int fx = nearest[x], fy = r[fx];
+                const float depth = fy >= 0 ? std::fabs(alpha.Row(fy)[fx] - 0.5f) : 0.5f;
+                g[x] = std::max(0.0f, std::sqrt(d[x]) - depth);
             }
         }, kRowGrain);
     } catch (const std::bad_alloc&) {
         return false;
     }
     return true;
-}
-
-void Shift(const SPlane& in, int dx, int dy, float fill, SPlane& out) {
-    const int w = in.width, h = in.height;
-    for (int y = 0; y < h; ++y) {
-        float* o = out.Row(y);
-        const int sy = y - dy;
-        if (sy < 0 || sy >= h) {
-            std::fill(o, o + w, fill);
-            continue;
-        }
-        const float* s = in.Row(sy);
-        for (int x = 0; x < w; ++x) {
-            const int sx = x - dx;
-            o[x] = sx >= 0 && sx < w ? s[sx] : fill;
-        }
-    }
 }
 
 }  // namespace qgdi::styles

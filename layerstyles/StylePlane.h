@@ -2,7 +2,7 @@
 // Float planes over a rectangle of destination pixels, and what the styles do
 // to them: Gaussian blurs planned by the image blur (extended boxes whose
 // cost does not depend on the size), exact Euclidean distances to the shape
-// (every spread, choke, stroke and chisel size from one transform), shifts.
+// (every spread, choke, stroke and chisel size from one transform).
 // Every pass runs its rows, or bands of columns, on all threads.
 #include <cstdint>
 #include <vector>
@@ -32,8 +32,5 @@ bool Blur(SPlane& plane, double sigma);
 // the other side get 0. Edges of partial alpha are placed within their pixel
 // by its coverage. Pixels beyond the plane count as neither side.
 bool EdgeDistance(const SPlane& alpha, bool inside, SPlane& distance);
-
-// out = in moved by (dx, dy) (whole pixels); what comes in from beyond is `fill`.
-void Shift(const SPlane& in, int dx, int dy, float fill, SPlane& out);
 
 }  // namespace qgdi::styles

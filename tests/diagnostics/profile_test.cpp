@@ -83,7 +83,7 @@ TEST_F(Profile, NestedTimeIsTakenFromTheOuterScopesSelfTime) {
     EXPECT_EQ(inner->hits, 6u);
     EXPECT_NEAR(outer->self + inner->total, outer->total, outer->total * 1e-9);
     EXPECT_DOUBLE_EQ(inner->self, inner->total);
-    EXPECT_GE(inner->minimum, 300e3);  // the clock's calibration: at least the time spun
+    EXPECT_GE(inner->minimum, 0.99 * 300e3);  // the clock's calibration: the time spun
     EXPECT_LT(inner->minimum, 1e9);
     EXPECT_EQ(table.front().name, "test outer");  // longest first
 }
