@@ -5,6 +5,10 @@
 #include <cstring>
 #include <new>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "deformation/WarpImage.h"
 #include "diagnostics/Profile.h"
 #include "qdibcore/Source/internal/ResultTry.h"
@@ -35,6 +39,15 @@ inline void CatmullRom(float t, float w[4]) noexcept {
     w[3] = 0.5f * t3 - 0.5f * t2;
 }
 
+#if defined(__SSE2__)
+// The four channels of one pixel as four floats.
+inline __m128 Unpack(uint32_t v) noexcept {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i bytes = _mm_cvtsi32_si128(static_cast<int>(v));
+    return _mm_cvtepi32_ps(_mm_unpacklo_epi16(_mm_unpacklo_epi8(bytes, zero), zero));
+}
+#endif
+
 inline uint32_t Bicubic(const SPaddedImage& img, float sx, float sy) noexcept {
     sx = std::clamp(sx, -kReach, static_cast<float>(img.width - 1) + kReach);
     sy = std::clamp(sy, -kReach, static_cast<float>(img.height - 1) + kReach);
@@ -43,25 +56,40 @@ inline uint32_t Bicubic(const SPaddedImage& img, float sx, float sy) noexcept {
     float wx[4], wy[4];
     CatmullRom(sx - fx, wx);
     CatmullRom(sy - fy, wy);
+#if defined(__SSE2__)
+    __m128 acc = _mm_setzero_ps();
+    for (int r = 0; r < 4; ++r) {
+        const uint32_t* p = img.Row(iy - 1 + r) + ix - 1;
+        __m128 h = _mm_mul_ps(Unpack(p[0]), _mm_set1_ps(wx[0]));
+        h = _mm_add_ps(h, _mm_mul_ps(Unpack(p[1]), _mm_set1_ps(wx[1])));
+        h = _mm_add_ps(h, _mm_mul_ps(Unpack(p[2]), _mm_set1_ps(wx[2])));
+        h = _mm_add_ps(h, _mm_mul_ps(Unpack(p[3]), _mm_set1_ps(wx[3])));
+        acc = _mm_add_ps(acc, _mm_mul_ps(h, _mm_set1_ps(wy[r])));
+    }
+    // Overshoot is clipped so that the colour never exceeds its alpha.
+    const __m128 half = _mm_set1_ps(0.5f);
+    __m128 v = _mm_add_ps(acc, half);
+    const float a = std::clamp(_mm_cvtss_f32(_mm_shuffle_ps(v, v, 0xFF)), 0.0f, 255.0f);
+    const __m128 top = _mm_set1_ps(static_cast<float>(static_cast<int>(a)));
+    v = _mm_min_ps(_mm_max_ps(v, _mm_setzero_ps()), top);
+    const __m128i i32 = _mm_cvttps_epi32(v);
+    const __m128i i16 = _mm_packs_epi32(i32, i32);
+    return static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_packus_epi16(i16, i16)));
+#else
     float acc[4] = {0, 0, 0, 0};
     for (int r = 0; r < 4; ++r) {
         const uint32_t* p = img.Row(iy - 1 + r) + ix - 1;
         float h[4] = {0, 0, 0, 0};
-        for (int k = 0; k < 4; ++k) {
-            const uint32_t v = p[k];
-            h[0] += wx[k] * static_cast<float>(v & 255);
-            h[1] += wx[k] * static_cast<float>((v >> 8) & 255);
-            h[2] += wx[k] * static_cast<float>((v >> 16) & 255);
-            h[3] += wx[k] * static_cast<float>(v >> 24);
-        }
+        for (int k = 0; k < 4; ++k)
+            for (int c = 0; c < 4; ++c) h[c] += wx[k] * static_cast<float>((p[k] >> (8 * c)) & 255);
         for (int c = 0; c < 4; ++c) acc[c] += wy[r] * h[c];
     }
-    // Overshoot is clipped so that the colour never exceeds its alpha.
     const float a = std::clamp(acc[3] + 0.5f, 0.0f, 255.0f);
     const uint32_t ai = static_cast<uint32_t>(a);
     const float top = static_cast<float>(ai);
     const auto channel = [&](float v) { return static_cast<uint32_t>(std::clamp(v + 0.5f, 0.0f, top)); };
     return channel(acc[0]) | channel(acc[1]) << 8 | channel(acc[2]) << 16 | ai << 24;
+#endif
 }
 
 EQPixelFormat OutputFormat(EQPixelFormat f) noexcept {

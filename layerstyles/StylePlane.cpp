@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <mutex>
 #include <new>
 
 #include "QuorRender/SeqOpBlur.h"
@@ -113,14 +114,84 @@ void Envelope(const float* f, float* d, int* nearest, int n, int* v, double* z) 
 
 }  // namespace
 
-bool SPlane::Allocate(const RECT& r) {
+namespace {
+
+constexpr size_t kPoolBuffers = 8;
+
+struct SPool {
+    std::mutex mutex;
+    std::vector<std::vector<float>> buffers;
+};
+
+SPool& Pool() {
+    static SPool* pool = new SPool;  // planes may die after static destruction
+    return *pool;
+}
+
+// The smallest pooled buffer that holds n values, or a new one.
+std::vector<float> Take(size_t n) {
+    SPool& p = Pool();
+    {
+        std::lock_guard lock(p.mutex);
+        size_t best = p.buffers.size();
+        for (size_t k = 0; k < p.buffers.size(); ++k)
+            if (p.buffers[k].capacity() >= n && (best == p.buffers.size() || p.buffers[k].capacity() < p.buffers[best].capacity()))
+                best = k;
+        if (best < p.buffers.size()) {
+            std::vector<float> v = std::move(p.buffers[best]);
+            p.buffers.erase(p.buffers.begin() + static_cast<ptrdiff_t>(best));
+            v.resize(n);
+            return v;
+        }
+    }
+    return std::vector<float>(n);
+}
+
+void Give(std::vector<float>&& v) noexcept {
+    if (v.capacity() == 0) return;
+    SPool& p = Pool();
+    try {
+        v.resize(v.capacity());  // whole, so that taking it again never fills
+        std::lock_guard lock(p.mutex);
+        if (p.buffers.size() >= kPoolBuffers) {
+            auto smallest = std::min_element(p.buffers.begin(), p.buffers.end(), [](const auto& a, const auto& b) {
+                return a.capacity() < b.capacity();
+            });
+            if (smallest->capacity() >= v.capacity()) return;
+            p.buffers.erase(smallest);
+        }
+        p.buffers.push_back(std::move(v));
+    } catch (...) {
+    }
+}
+
+}  // namespace
+
+SPlane::SPlane(const SPlane& other) { *this = other; }
+
+SPlane& SPlane::operator=(const SPlane& other) {
+    if (this == &other) return *this;
+    if (!Allocate(other.rect, false)) throw std::bad_alloc();
+    std::copy(other.values.begin(), other.values.end(), values.begin());
+    return *this;
+}
+
+SPlane::~SPlane() { Give(std::move(values)); }
+
+bool SPlane::Allocate(const RECT& r, bool zero) {
     const int64_t w = int64_t(r.right) - r.left, h = int64_t(r.bottom) - r.top;
     if (w < 1 || h < 1 || w * h > (int64_t{1} << 31)) return false;
     try {
-        values.assign(static_cast<size_t>(w * h), 0.0f);
+        if (values.capacity() < static_cast<size_t>(w * h)) {
+            Give(std::move(values));
+            values = Take(static_cast<size_t>(w * h));
+        } else {
+            values.resize(static_cast<size_t>(w * h));
+        }
     } catch (const std::bad_alloc&) {
         return false;
     }
+    if (zero) std::fill(values.begin(), values.end(), 0.0f);
     rect = r;
     width = static_cast<int>(w);
     height = static_cast<int>(h);
@@ -178,7 +249,7 @@ bool Blur(SPlane& plane, double sigma) {
 }
 
 bool EdgeDistance(const SPlane& alpha, bool inside, SPlane& distance) {
-    if (!distance.Allocate(alpha.rect)) return false;
+    if (!distance.Allocate(alpha.rect, false)) return false;
     const int w = alpha.width, h = alpha.height;
     const auto feature = [inside](float a) { return inside ? a < 0.5f : a >= 0.5f; };
     try {

@@ -11,12 +11,22 @@
 
 namespace qgdi::styles {
 
+// The values' memory comes from a small pool and goes back to it, so that
+// styles drawn again and again do not fault fresh pages in every time.
 struct SPlane {
     RECT rect{0, 0, 0, 0};  // destination pixels the plane covers
     int width = 0, height = 0;
     std::vector<float> values;
 
-    bool Allocate(const RECT& r);  // zeroed; false when memory is short
+    SPlane() noexcept = default;
+    SPlane(const SPlane& other);
+    SPlane& operator=(const SPlane& other);
+    SPlane(SPlane&& other) noexcept = default;
+    SPlane& operator=(SPlane&& other) noexcept = default;
+    ~SPlane();
+
+    // False when memory is short; `zero` clears what an earlier use left.
+    bool Allocate(const RECT& r, bool zero = true);
     float* Row(int y) noexcept { return values.data() + static_cast<size_t>(y) * width; }
     const float* Row(int y) const noexcept { return values.data() + static_cast<size_t>(y) * width; }
 };

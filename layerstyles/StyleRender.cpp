@@ -151,6 +151,27 @@ struct SPatternTile {
     }
 };
 
+// A contour (after the range stretch) and noise, applied to a row of a ramp.
+struct SShaper {
+    float table[256];
+    float stretch = 1, noise = 0;
+    SShaper(const SStyleContour& contour, double noiseAmount, double range) {
+        QGDI_StyleContourTable(contour, table);
+        stretch = static_cast<float>(1 / (2 * Clamp(range, 0.01, 1)));
+        noise = static_cast<float>(Clamp(noiseAmount, 0, 1));
+    }
+    // The range 0.5 leaves the ramp as it is; noise takes a random share away.
+    void Apply(float* v, int n, int x0, int y) const noexcept {
+        for (int x = 0; x < n; ++x) {
+            const float t = std::clamp(1.0f - (1.0f - v[x]) * stretch, 0.0f, 1.0f);
+            const float c = table[static_cast<int>(t * 255.0f + 0.5f)];
+            v[x] = t > 0 ? c : 0.0f;
+        }
+        if (noise > 0)
+            for (int x = 0; x < n; ++x) v[x] *= 1.0f - noise * Hash(x0 + x, y);
+    }
+};
+
 class CStyleJob {
 public:
     CStyleJob(const SLayerStyles& s, const RECT& region, const RECT& work, const RECT& layerRect)
@@ -159,41 +180,46 @@ public:
     CErrorAutoThrow Run(const CRowIterator& layer, CRowIterator& destination, CStatusControl* status);
 
 private:
-    // One effect onto the group: coverage(y, mask) fills the region row's
-    // mask (0..1 floats), colour(y, row) its straight BGRA source.
+    // One effect onto the group: cover(y, mask) gives a region row's
+    // coverage (0..1), colour(y, row) its straight BGRA source.
     template <class Cover, class Colour>
     bool Composite(EQBlendMoxMode mode, double opacity, Cover&& cover, Colour&& colour);
-    bool Solid(EQBlendMoxMode mode, double opacity, uint32_t rgb, const SPlane& plane, const SPlane* clip, bool invertClip);
+    // Coverage read from a plane over the work rectangle, shaped, clipped
+    // by the layer's alpha (or its inverse).
+    enum EClip { keClipNone, keClipInside, keClipOutside };
+    auto PlaneCover(const SPlane& plane, const SShaper* shaper, EClip clip) const;
+    template <class Cover>
+    bool Fill(EQBlendMoxMode mode, double opacity, Cover&& cover, EStyleFillType fill, uint32_t rgb,
+              const SStyleGradient& gradient, const SStylePattern& pattern);
 
     bool Alpha(SPlane& plane, int dx, int dy, bool invert) const;
     const SPlane* Distance(bool inside);
     bool Dilate(SPlane& plane, double radius);
-    void Shape(SPlane& plane, const SStyleContour& contour, double noise, double range) const;
+    bool Glow(const SStyleGlow& e, bool inner);
+    void StrokeRow(int wy, int x0, int n, float* out) const;
 
-    bool DropShadow();
-    bool OuterGlow();
+    bool Shadow(const SStyleShadow& e, bool inner);
     bool Content();
-    bool InnerShadow();
-    bool InnerGlow();
     bool Satin();
     bool Overlays();
     bool Bevel(const SPlane* strokeCoverage);
-    bool Stroke(SPlane& coverage);
-    bool Fill(EQBlendMoxMode mode, double opacity, const SPlane& coverage, EStyleFillType fill, uint32_t rgb,
-              const SStyleGradient& gradient, const SStylePattern& pattern);
+    bool Stroke(SPlane* keep);
 
     const SLayerStyles& m_s;
     RECT m_region, m_work, m_layer;
     int m_nLayerW = 0, m_nLayerH = 0;
     std::vector<uint32_t> m_aLayer;  // straight BGRA
     std::vector<float> m_aLayerAlpha;
-    SPlane m_alpha;                        // the layer's alpha over the work rectangle
+    SPlane m_alpha;                             // the layer's alpha over the work rectangle
     std::optional<SPlane> m_inside, m_outside;  // edge distances, made on first use
-    std::vector<uint32_t> m_aGroup;        // straight BGRA over the region
+    // The group: the destination's own rows when they are BGRA and the layer
+    // is opaque, otherwise a copy of the region.
+    CRowIterator* m_pDirect = nullptr;
+    std::vector<uint32_t> m_aGroup;
 };
 
 bool CStyleJob::Alpha(SPlane& plane, int dx, int dy, bool invert) const {
-    if (!plane.Allocate(m_work)) return false;
+    if (!plane.Allocate(m_work, false)) return false;
     const float outside = invert ? 1.0f : 0.0f;
     qgdi::parallel::For(0, plane.height, [&](int y) {
         float* o = plane.Row(y);
@@ -204,11 +230,13 @@ bool CStyleJob::Alpha(SPlane& plane, int dx, int dy, bool invert) const {
         }
         const float* a = &m_aLayerAlpha[static_cast<size_t>(ly) * m_nLayerW];
         const int lx0 = m_work.left - dx - m_layer.left;
-        for (int x = 0; x < plane.width; ++x) {
-            const int lx = lx0 + x;
-            const float v = lx >= 0 && lx < m_nLayerW ? a[lx] : 0.0f;
-            o[x] = invert ? 1.0f - v : v;
-        }
+        const int from = std::clamp(-lx0, 0, plane.width), to = std::clamp(m_nLayerW - lx0, from, plane.width);
+        std::fill(o, o + from, outside);
+        std::fill(o + to, o + plane.width, outside);
+        if (invert)
+            for (int x = from; x < to; ++x) o[x] = 1.0f - a[lx0 + x];
+        else
+            std::copy(a + lx0 + from, a + lx0 + to, o + from);
     }, kRowGrain);
     return true;
 }
@@ -235,23 +263,6 @@ bool CStyleJob::Dilate(SPlane& plane, double radius) {
     return true;
 }
 
-// The contour over a 0..1 ramp, after the range stretches it (0.5 leaves it
-// as it is), with noise taking a random share away.
-void CStyleJob::Shape(SPlane& plane, const SStyleContour& contour, double noise, double range) const {
-    float table[256];
-    QGDI_StyleContourTable(contour, table);
-    const float stretch = static_cast<float>(1 / (2 * Clamp(range, 0.01, 1))), n = static_cast<float>(Clamp(noise, 0, 1));
-    qgdi::parallel::For(0, plane.height, [&](int y) {
-        float* v = plane.Row(y);
-        for (int x = 0; x < plane.width; ++x) {
-            const float t = std::clamp(1.0f - (1.0f - v[x]) * stretch, 0.0f, 1.0f);
-            float c = table[static_cast<int>(t * 255.0f + 0.5f)];
-            if (n > 0) c *= 1.0f - n * Hash(plane.rect.left + x, plane.rect.top + y);
-            v[x] = t > 0 ? c : 0.0f;
-        }
-    }, kRowGrain);
-}
-
 template <class Cover, class Colour>
 bool CStyleJob::Composite(EQBlendMoxMode mode, double opacity, Cover&& cover, Colour&& colour) {
     const uint32_t op = static_cast<uint32_t>(std::lrint(Clamp(opacity, 0, 1) * 255));
@@ -263,7 +274,7 @@ bool CStyleJob::Composite(EQBlendMoxMode mode, double opacity, Cover&& cover, Co
     bind.eSrcFormat = keFormatBGRA;
     bind.nCount = w;
     const CRowOp rowOp(&def, bind);
-    bool ok = true;
+    std::atomic<bool> failed{false};
     try {
         qgdi::parallel::For(0, h, [&](int y) {
             thread_local std::vector<float> mask;
@@ -282,69 +293,90 @@ bool CStyleJob::Composite(EQBlendMoxMode mode, double opacity, Cover&& cover, Co
             if (!any) return;
             colour(y, src.data());
             CRowOpData data = bind;
-            data.pDst = reinterpret_cast<uint8_t*>(&m_aGroup[static_cast<size_t>(y) * w]);
+            data.pDst = m_pDirect ? m_pDirect->GetRow(m_region.top + y, m_region.left, w)
+                                  : reinterpret_cast<uint8_t*>(&m_aGroup[static_cast<size_t>(y) * w]);
+            if (!data.pDst) {
+                failed.store(true, std::memory_order_relaxed);
+                return;
+            }
             data.pSrc = reinterpret_cast<const uint8_t*>(src.data());
             data.pMask = bytes.data();
             data.x = m_region.left;
             data.y = m_region.top + y;
             rowOp(data);
+            if (m_pDirect) m_pDirect->ReleaseRow(m_region.top + y).Ignore();
         }, kRowGrain);
     } catch (const std::bad_alloc&) {
-        ok = false;
+        return false;
     }
-    return ok;
+    return !failed.load();
 }
 
-// A solid colour through `plane`, optionally times the layer's alpha (or its inverse).
-bool CStyleJob::Solid(EQBlendMoxMode mode, double opacity, uint32_t rgb, const SPlane& plane, const SPlane* clip,
-                      bool invertClip) {
-    const int ox = m_region.left - plane.rect.left, oy = m_region.top - plane.rect.top;
-    const int w = m_region.right - m_region.left;
-    return Composite(
-        mode, opacity,
-        [&](int y, float* m) {
-            const float* v = plane.Row(y + oy) + ox;
-            if (!clip) {
-                std::copy(v, v + w, m);
-                return;
-            }
-            const float* c = clip->Row(y + m_region.top - clip->rect.top) + (m_region.left - clip->rect.left);
-            for (int x = 0; x < w; ++x) m[x] = v[x] * (invertClip ? 1.0f - c[x] : c[x]);
-        },
-        [&](int, uint32_t* s) { std::fill(s, s + w, Bgra(rgb)); });
+auto CStyleJob::PlaneCover(const SPlane& plane, const SShaper* shaper, EClip clip) const {
+    return [this, &plane, shaper, clip](int y, float* m) {
+        const int w = m_region.right - m_region.left;
+        const int wy = y + m_region.top - plane.rect.top, ox = m_region.left - plane.rect.left;
+        std::copy(plane.Row(wy) + ox, plane.Row(wy) + ox + w, m);
+        if (shaper) shaper->Apply(m, w, m_region.left, m_region.top + y);
+        if (clip == keClipNone) return;
+        const float* a = m_alpha.Row(y + m_region.top - m_alpha.rect.top) + (m_region.left - m_alpha.rect.left);
+        if (clip == keClipInside)
+            for (int x = 0; x < w; ++x) m[x] *= a[x];
+        else
+            for (int x = 0; x < w; ++x) m[x] *= 1.0f - a[x];
+    };
 }
 
-bool CStyleJob::DropShadow() {
-    const SStyleShadow& e = m_s.dropShadow;
+bool CStyleJob::Shadow(const SStyleShadow& e, bool inner) {
     int dx, dy;
     Offset(e.bUseGlobalLight ? m_s.light.fAngle : e.fAngle, e.fDistance, dx, dy);
     const SSoft soft = Soft(e.fSize, e.fSpread);
     SPlane p;
-    if (!Alpha(p, dx, dy, false) || !Dilate(p, soft.radius) || !qgdi::styles::Blur(p, soft.sigma)) return false;
-    Shape(p, e.contour, e.fNoise, 0.5);
-    return Solid(e.eMode, e.fOpacity, e.nColour, p, e.bLayerKnocksOut ? &m_alpha : nullptr, true);
+    if (!Alpha(p, dx, dy, inner) || !Dilate(p, soft.radius) || !qgdi::styles::Blur(p, soft.sigma)) return false;
+    const SShaper shaper(e.contour, e.fNoise, 0.5);
+    const int w = m_region.right - m_region.left;
+    const EClip clip = inner ? keClipInside : e.bLayerKnocksOut ? keClipOutside : keClipNone;
+    return Composite(e.eMode, e.fOpacity, PlaneCover(p, &shaper, clip),
+                     [&](int, uint32_t* s) { std::fill(s, s + w, Bgra(e.nColour)); });
 }
 
 // Glow strength: a soft dilated blur, or a precise ramp of the edge distance.
-bool CStyleJob::OuterGlow() {
-    const SStyleGlow& e = m_s.outerGlow;
+bool CStyleJob::Glow(const SStyleGlow& e, bool inner) {
     const double size = Clamp(e.fSize, 0, kMaxSize);
     SPlane p;
     if (e.eTechnique == keGlowPrecise) {
-        const SPlane* d = Distance(false);
-        if (!d || !p.Allocate(m_work)) return false;
+        const SPlane* d = Distance(inner);
+        if (!d || !p.Allocate(m_work, false)) return false;
         const float r = static_cast<float>(size * Clamp(e.fSpread, 0, 1)), span = static_cast<float>(std::max(size - r, 1e-3));
         for (size_t k = 0; k < p.values.size(); ++k)
             p.values[k] = std::clamp(1.0f - std::max(0.0f, d->values[k] - r) / span, 0.0f, 1.0f);
     } else {
         const SSoft soft = Soft(size, e.fSpread);
-        p = m_alpha;
-        if (!Dilate(p, soft.radius) || !qgdi::styles::Blur(p, soft.sigma)) return false;
+        if (!Alpha(p, 0, 0, inner) || !Dilate(p, soft.radius) || !qgdi::styles::Blur(p, soft.sigma)) return false;
     }
-    Shape(p, e.contour, e.fNoise, e.fRange);
-    if (!e.bUseGradient) return Solid(e.eMode, e.fOpacity, e.nColour, p, nullptr, false);
-    SStylePattern none;
-    return Fill(e.eMode, e.fOpacity, p, keStyleFillGradient, 0, e.gradient, none);
+    if (inner && e.eSource == keGlowCentre)
+        for (float& v : p.values) v = 1.0f - v;
+    const SShaper shaper(e.contour, e.fNoise, e.fRange);
+    const auto cover = PlaneCover(p, &shaper, inner ? keClipInside : keClipNone);
+    if (!e.bUseGradient) {
+        const int w = m_region.right - m_region.left;
+        return Composite(e.eMode, e.fOpacity, cover, [&](int, uint32_t* s) { std::fill(s, s + w, Bgra(e.nColour)); });
+    }
+    // The glow's strength picks the gradient's colour, shifted at random by the jitter.
+    uint32_t table[256];
+    QGDI_StyleGradientTable(e.gradient, table);
+    const float jitter = static_cast<float>(Clamp(e.fJitter, 0, 1));
+    const int w = m_region.right - m_region.left;
+    return Composite(e.eMode, e.fOpacity, cover, [&](int y, uint32_t* s) {
+        thread_local std::vector<float> strength;
+        strength.resize(static_cast<size_t>(w));
+        cover(y, strength.data());
+        for (int x = 0; x < w; ++x) {
+            float t = strength[x] + jitter * (Hash(m_region.left + x + 7919, m_region.top + y) - 0.5f);
+            t = std::clamp(e.gradient.bReverse ? 1.0f - t : t, 0.0f, 1.0f);
+            s[x] = table[static_cast<int>(t * 255.0f + 0.5f)];
+        }
+    });
 }
 
 bool CStyleJob::Content() {
@@ -364,40 +396,6 @@ bool CStyleJob::Content() {
         });
 }
 
-bool CStyleJob::InnerShadow() {
-    const SStyleShadow& e = m_s.innerShadow;
-    int dx, dy;
-    Offset(e.bUseGlobalLight ? m_s.light.fAngle : e.fAngle, e.fDistance, dx, dy);
-    const SSoft soft = Soft(e.fSize, e.fSpread);
-    SPlane p;
-    if (!Alpha(p, dx, dy, true) || !Dilate(p, soft.radius) || !qgdi::styles::Blur(p, soft.sigma)) return false;
-    Shape(p, e.contour, e.fNoise, 0.5);
-    return Solid(e.eMode, e.fOpacity, e.nColour, p, &m_alpha, false);
-}
-
-bool CStyleJob::InnerGlow() {
-    const SStyleGlow& e = m_s.innerGlow;
-    const double size = Clamp(e.fSize, 0, kMaxSize);
-    SPlane p;
-    if (e.eTechnique == keGlowPrecise) {
-        const SPlane* d = Distance(true);
-        if (!d || !p.Allocate(m_work)) return false;
-        const float r = static_cast<float>(size * Clamp(e.fSpread, 0, 1)), span = static_cast<float>(std::max(size - r, 1e-3));
-        for (size_t k = 0; k < p.values.size(); ++k)
-            p.values[k] = std::clamp(1.0f - std::max(0.0f, d->values[k] - r) / span, 0.0f, 1.0f);
-    } else {
-        const SSoft soft = Soft(size, e.fSpread);
-        if (!Alpha(p, 0, 0, true) || !Dilate(p, soft.radius) || !qgdi::styles::Blur(p, soft.sigma)) return false;
-    }
-    if (e.eSource == keGlowCentre)
-        for (float& v : p.values) v = 1.0f - v;
-    Shape(p, e.contour, e.fNoise, e.fRange);
-    for (size_t k = 0; k < p.values.size(); ++k) p.values[k] *= m_alpha.values[k];
-    if (!e.bUseGradient) return Solid(e.eMode, e.fOpacity, e.nColour, p, nullptr, false);
-    SStylePattern none;
-    return Fill(e.eMode, e.fOpacity, p, keStyleFillGradient, 0, e.gradient, none);
-}
-
 bool CStyleJob::Satin() {
     const SStyleSatin& e = m_s.satin;
     int dx, dy;
@@ -413,14 +411,15 @@ bool CStyleJob::Satin() {
         const float v = table[static_cast<int>(std::clamp(std::fabs(a.values[k] - b.values[k]), 0.0f, 1.0f) * 255.0f + 0.5f)];
         a.values[k] = e.bInvert ? 1.0f - v : v;
     }
-    return Solid(e.eMode, e.fOpacity, e.nColour, a, &m_alpha, false);
+    const int w = m_region.right - m_region.left;
+    return Composite(e.eMode, e.fOpacity, PlaneCover(a, nullptr, keClipInside),
+                     [&](int, uint32_t* s) { std::fill(s, s + w, Bgra(e.nColour)); });
 }
 
-bool CStyleJob::Fill(EQBlendMoxMode mode, double opacity, const SPlane& coverage, EStyleFillType fill, uint32_t rgb,
+template <class Cover>
+bool CStyleJob::Fill(EQBlendMoxMode mode, double opacity, Cover&& cover, EStyleFillType fill, uint32_t rgb,
                      const SStyleGradient& gradient, const SStylePattern& pattern) {
-    const int ox = m_region.left - coverage.rect.left, oy = m_region.top - coverage.rect.top;
     const int w = m_region.right - m_region.left;
-    const auto cover = [&](int y, float* m) { std::copy(coverage.Row(y + oy) + ox, coverage.Row(y + oy) + ox + w, m); };
     if (fill == keStyleFillPattern) {
         SPatternTile tile;
         if (!tile.Load(pattern, POINT{m_layer.left, m_layer.top})) return true;  // no pattern: nothing to draw
@@ -441,37 +440,49 @@ bool CStyleJob::Fill(EQBlendMoxMode mode, double opacity, const SPlane& coverage
 
 // Pattern, gradient, then colour on top: each covers the layer's shape.
 bool CStyleJob::Overlays() {
+    const auto shape = PlaneCover(m_alpha, nullptr, keClipNone);
     if (m_s.patternOverlay.bEnabled &&
-        !Fill(m_s.patternOverlay.eMode, m_s.patternOverlay.fOpacity, m_alpha, keStyleFillPattern, 0, {},
+        !Fill(m_s.patternOverlay.eMode, m_s.patternOverlay.fOpacity, shape, keStyleFillPattern, 0, {},
               m_s.patternOverlay.pattern))
         return false;
     if (m_s.gradientOverlay.bEnabled &&
-        !Fill(m_s.gradientOverlay.eMode, m_s.gradientOverlay.fOpacity, m_alpha, keStyleFillGradient, 0,
+        !Fill(m_s.gradientOverlay.eMode, m_s.gradientOverlay.fOpacity, shape, keStyleFillGradient, 0,
               m_s.gradientOverlay.gradient, {}))
         return false;
     const SStyleColourOverlay& c = m_s.colourOverlay;
-    return !c.bEnabled || Solid(c.eMode, c.fOpacity, c.nColour, m_alpha, nullptr, false);
+    return !c.bEnabled || Fill(c.eMode, c.fOpacity, shape, keStyleFillColour, c.nColour, {}, {});
 }
 
-// Coverage of a stroke `size` wide on the chosen side of the edge.
-bool CStyleJob::Stroke(SPlane& coverage) {
+// Coverage of a stroke on the chosen side of the edge, for work row wy.
+void CStyleJob::StrokeRow(int wy, int x0, int n, float* out) const {
     const SStyleStroke& e = m_s.stroke;
     const double size = Clamp(e.fSize, 0, kMaxSize);
-    if (!coverage.Allocate(m_work)) return false;
-    if (!(size > 0)) return true;
-    const bool out = e.ePosition != keStrokeInside, in = e.ePosition != keStrokeOutside;
     const float width = static_cast<float>(e.ePosition == keStrokeCentre ? size / 2 : size) + 0.5f;
-    const SPlane* dOut = out ? Distance(false) : nullptr;
-    const SPlane* dIn = in ? Distance(true) : nullptr;
-    if ((out && !dOut) || (in && !dIn)) return false;
-    for (size_t k = 0; k < coverage.values.size(); ++k) {
-        const float a = m_alpha.values[k];
-        float c = 0;
-        if (out) c += std::clamp(width - dOut->values[k], 0.0f, 1.0f) * (1.0f - a);
-        if (in) c += std::clamp(width - dIn->values[k], 0.0f, 1.0f) * a;
-        coverage.values[k] = c;
+    const float* a = m_alpha.Row(wy) + x0;
+    const float* dOut = e.ePosition != keStrokeInside ? m_outside->Row(wy) + x0 : nullptr;
+    const float* dIn = e.ePosition != keStrokeOutside ? m_inside->Row(wy) + x0 : nullptr;
+    for (int x = 0; x < n; ++x) out[x] = 0.0f;
+    if (!(size > 0)) return;
+    if (dOut)
+        for (int x = 0; x < n; ++x) out[x] += std::clamp(width - dOut[x], 0.0f, 1.0f) * (1.0f - a[x]);
+    if (dIn)
+        for (int x = 0; x < n; ++x) out[x] += std::clamp(width - dIn[x], 0.0f, 1.0f) * a[x];
+}
+
+// The stroke drawn; with `keep`, its coverage over the work rectangle kept for a stroke emboss.
+bool CStyleJob::Stroke(SPlane* keep) {
+    const SStyleStroke& e = m_s.stroke;
+    if ((e.ePosition != keStrokeInside && !Distance(false)) || (e.ePosition != keStrokeOutside && !Distance(true)))
+        return false;
+    if (keep) {
+        if (!keep->Allocate(m_work, false)) return false;
+        qgdi::parallel::For(0, keep->height, [&](int y) { StrokeRow(y, 0, keep->width, keep->Row(y)); }, kRowGrain);
     }
-    return Fill(e.eMode, e.fOpacity, coverage, e.eFill, e.nColour, e.gradient, e.pattern);
+    const int w = m_region.right - m_region.left;
+    const auto cover = [&](int y, float* m) {
+        StrokeRow(y + m_region.top - m_work.top, m_region.left - m_work.left, w, m);
+    };
+    return Fill(e.eMode, e.fOpacity, cover, e.eFill, e.nColour, e.gradient, e.pattern);
 }
 
 bool CStyleJob::Bevel(const SPlane* strokeCoverage) {
@@ -495,7 +506,7 @@ bool CStyleJob::Bevel(const SPlane* strokeCoverage) {
         // Chisels: straight slopes from the exact distance to the edge.
         const SPlane* dIn = Distance(true);
         const SPlane* dOut = Distance(false);
-        if (!dIn || !dOut || !h.Allocate(m_work)) return false;
+        if (!dIn || !dOut || !h.Allocate(m_work, false)) return false;
         const float s = static_cast<float>(size);
         for (size_t k = 0; k < h.values.size(); ++k) {
             const float sd = dIn->values[k] - dOut->values[k];
@@ -508,67 +519,83 @@ bool CStyleJob::Bevel(const SPlane* strokeCoverage) {
         }
         if (e.eTechnique == keBevelChiselSoft && !qgdi::styles::Blur(h, std::max(0.5, size / 8))) return false;
     }
-    float profile[256], gloss[256];
-    QGDI_StyleContourTable(e.contour, profile);
-    QGDI_StyleContourTable(e.gloss, gloss);
-    for (float& v : h.values) v = profile[static_cast<int>(std::clamp(v, 0.0f, 1.0f) * 255.0f + 0.5f)];
+    if (e.contour.aPoints.size() >= 2 || e.contour.ePreset != keContourLinear || e.contour.bAntiAliased) {
+        float profile[256];
+        QGDI_StyleContourTable(e.contour, profile);
+        for (float& v : h.values) v = profile[static_cast<int>(std::clamp(v, 0.0f, 1.0f) * 255.0f + 0.5f)];
+    }
     if (!qgdi::styles::Blur(h, Clamp(e.fSoften, 0, kMaxSoften))) return false;
 
+    float gloss[256];
+    QGDI_StyleContourTable(e.gloss, gloss);
     const double angle = Clamp(e.bUseGlobalLight ? m_s.light.fAngle : e.fAngle, -3600, 3600) * kPi / 180;
     const double altitude = Clamp(e.bUseGlobalLight ? m_s.light.fAltitude : e.fAltitude, 0, 90) * kPi / 180;
     const float lx = static_cast<float>(std::cos(altitude) * std::cos(angle)),
                 ly = static_cast<float>(-std::cos(altitude) * std::sin(angle)), lz = static_cast<float>(std::sin(altitude));
     const float scale = static_cast<float>(size * Clamp(e.fDepth, 0.01, kMaxDepth) * (e.bDown ? -1 : 1) / 2);
     const float g0 = gloss[static_cast<int>(lz * 255.0f + 0.5f)];
-    SPlane light, dark;
-    if (!light.Allocate(m_work) || !dark.Allocate(m_work)) return false;
-    const int w = h.width;
-    qgdi::parallel::For(1, h.height - 1, [&](int y) {
-        const float *up = h.Row(y - 1), *mid = h.Row(y), *down = h.Row(y + 1);
-        const float* region = shape.Row(y);
-        float *hl = light.Row(y), *sh = dark.Row(y);
-        for (int x = 1; x < w - 1; ++x) {
-            const float nx = -(mid[x + 1] - mid[x - 1]) * scale, ny = -(down[x] - up[x]) * scale;
-            const float s = (nx * lx + ny * ly + lz) / std::sqrt(nx * nx + ny * ny + 1.0f);
-            const float g = gloss[static_cast<int>(std::clamp(s, 0.0f, 1.0f) * 255.0f + 0.5f)];
-            const float where = style == keBevelInner || style == keBevelStrokeEmboss ? region[x]
-                                : style == keBevelOuter                            ? 1.0f - region[x]
-                                                                                   : 1.0f;
-            hl[x] = g > g0 ? std::min(1.0f, (g - g0) / std::max(1.0f - g0, 1e-3f)) * where : 0.0f;
-            sh[x] = g < g0 ? std::min(1.0f, (g0 - g) / std::max(g0, 1e-3f)) * where : 0.0f;
-        }
-    }, kRowGrain);
-    return Solid(e.eHighlightMode, e.fHighlightOpacity, e.nHighlightColour, light, nullptr, false) &&
-           Solid(e.eShadowMode, e.fShadowOpacity, e.nShadowColour, dark, nullptr, false);
+    const int w = m_region.right - m_region.left, ox = m_region.left - m_work.left;
+    // The shading of a region row, lit (highlight) or turned away (shadow),
+    // where the style draws: inside, outside or on both sides of the edge.
+    const auto shade = [&, ox, w](bool highlight) {
+        return [&, ox, w, highlight](int y, float* m) {
+            const int wy = y + m_region.top - m_work.top;
+            const float *up = h.Row(wy - 1) + ox, *mid = h.Row(wy) + ox, *down = h.Row(wy + 1) + ox;
+            const float* region = shape.Row(wy) + ox;
+            for (int x = 0; x < w; ++x) {
+                const float nx = -(mid[x + 1] - mid[x - 1]) * scale, ny = -(down[x] - up[x]) * scale;
+                const float s = (nx * lx + ny * ly + lz) / std::sqrt(nx * nx + ny * ny + 1.0f);
+                const float g = gloss[static_cast<int>(std::clamp(s, 0.0f, 1.0f) * 255.0f + 0.5f)];
+                const float where = style == keBevelInner || style == keBevelStrokeEmboss ? region[x]
+                                    : style == keBevelOuter                            ? 1.0f - region[x]
+                                                                                       : 1.0f;
+                const float amount = highlight ? (g - g0) / std::max(1.0f - g0, 1e-3f) : (g0 - g) / std::max(g0, 1e-3f);
+                m[x] = std::clamp(amount, 0.0f, 1.0f) * where;
+            }
+        };
+    };
+    return Composite(e.eHighlightMode, e.fHighlightOpacity, shade(true),
+                     [&](int, uint32_t* s) { std::fill(s, s + w, Bgra(e.nHighlightColour)); }) &&
+           Composite(e.eShadowMode, e.fShadowOpacity, shade(false),
+                     [&](int, uint32_t* s) { std::fill(s, s + w, Bgra(e.nShadowColour)); });
 }
 
 CErrorAutoThrow CStyleJob::Run(const CRowIterator& layer, CRowIterator& destination, CStatusControl* status) {
     m_nLayerW = layer.GetWidth();
     m_nLayerH = layer.GetHeight();
     const int rw = m_region.right - m_region.left, rh = m_region.bottom - m_region.top;
+    const double opacity = Clamp(m_s.fOpacity, 0, 1);
+    const bool direct = opacity >= 1 && destination.GetPixelFormat() == keFormatBGRA;
     try {
         m_aLayer.resize(static_cast<size_t>(m_nLayerW) * m_nLayerH);
         m_aLayerAlpha.resize(m_aLayer.size());
-        m_aGroup.resize(static_cast<size_t>(rw) * rh);
+        if (!direct) m_aGroup.resize(static_cast<size_t>(rw) * rh);
     } catch (const std::bad_alloc&) {
         return QERR(keQuorErrOutOfMemory);
     }
     {
-        CRowIterator bgra;
-        QGDI_TRY(bgra.CreateFromCopy(layer, nullptr, keFormatBGRA));
+        CRowIterator converted;
+        const CRowIterator* bgra = &layer;
+        if (layer.GetPixelFormat() != keFormatBGRA) {
+            QGDI_TRY(converted.CreateFromCopy(layer, nullptr, keFormatBGRA));
+            bgra = &converted;
+        }
         for (int y = 0; y < m_nLayerH; ++y) {
             uint32_t* row = &m_aLayer[static_cast<size_t>(y) * m_nLayerW];
-            QGDI_TRY(bgra.GetAndCopyRow(row, y, 0, m_nLayerW, size_t(m_nLayerW) * 4));
+            QGDI_TRY(bgra->GetAndCopyRow(row, y, 0, m_nLayerW, size_t(m_nLayerW) * 4));
             float* a = &m_aLayerAlpha[static_cast<size_t>(y) * m_nLayerW];
             for (int x = 0; x < m_nLayerW; ++x) a[x] = static_cast<float>(row[x] >> 24) * (1.0f / 255.0f);
         }
+    }
+    if (direct) {
+        m_pDirect = &destination;
+    } else {
         CRowIterator below;
         QGDI_TRY(below.CreateFromCopy(destination, &m_region, keFormatBGRA));
         for (int y = 0; y < rh; ++y)
             QGDI_TRY(below.GetAndCopyRow(&m_aGroup[static_cast<size_t>(y) * rw], y, 0, rw, size_t(rw) * 4));
     }
     std::vector<uint32_t> backdrop;
-    const double opacity = Clamp(m_s.fOpacity, 0, 1);
     if (opacity < 1) backdrop = m_aGroup;
     if (!Alpha(m_alpha, 0, 0, false)) return QERR(keQuorErrOutOfMemory);
 
@@ -581,24 +608,29 @@ CErrorAutoThrow CStyleJob::Run(const CRowIterator& layer, CRowIterator& destinat
         if (enabled) ok = effect();
         if (ok && nested.SetProgress(static_cast<uint64_t>(++step))) ok = !(cancelled = true);
     };
+    const bool strokeEmboss = m_s.bevel.bEnabled && m_s.bevel.eStyle == keBevelStrokeEmboss && m_s.stroke.bEnabled;
     SPlane strokeCoverage;
-    run(m_s.dropShadow.bEnabled, [&] { QGDI_PROFILE_SCOPE("style drop shadow"); return DropShadow(); });
-    run(m_s.outerGlow.bEnabled, [&] { QGDI_PROFILE_SCOPE("style outer glow"); return OuterGlow(); });
+    run(m_s.dropShadow.bEnabled, [&] { QGDI_PROFILE_SCOPE("style drop shadow"); return Shadow(m_s.dropShadow, false); });
+    run(m_s.outerGlow.bEnabled, [&] { QGDI_PROFILE_SCOPE("style outer glow"); return Glow(m_s.outerGlow, false); });
     run(true, [&] { return Content(); });
-    run(m_s.innerShadow.bEnabled, [&] { QGDI_PROFILE_SCOPE("style inner shadow"); return InnerShadow(); });
-    run(m_s.innerGlow.bEnabled, [&] { QGDI_PROFILE_SCOPE("style inner glow"); return InnerGlow(); });
+    run(m_s.innerShadow.bEnabled, [&] { QGDI_PROFILE_SCOPE("style inner shadow"); return Shadow(m_s.innerShadow, true); });
+    run(m_s.innerGlow.bEnabled, [&] { QGDI_PROFILE_SCOPE("style inner glow"); return Glow(m_s.innerGlow, true); });
     run(m_s.satin.bEnabled, [&] { QGDI_PROFILE_SCOPE("style satin"); return Satin(); });
     run(true, [&] { QGDI_PROFILE_SCOPE("style overlays"); return Overlays(); });
     run(m_s.bevel.bEnabled && m_s.bevel.eStyle != keBevelStrokeEmboss, [&] {
         QGDI_PROFILE_SCOPE("style bevel");
         return Bevel(nullptr);
     });
-    run(m_s.stroke.bEnabled, [&] { QGDI_PROFILE_SCOPE("style stroke"); return Stroke(strokeCoverage); });
-    run(m_s.bevel.bEnabled && m_s.bevel.eStyle == keBevelStrokeEmboss && m_s.stroke.bEnabled, [&] {
+    run(m_s.stroke.bEnabled, [&] {
+        QGDI_PROFILE_SCOPE("style stroke");
+        return Stroke(strokeEmboss ? &strokeCoverage : nullptr);
+    });
+    run(strokeEmboss, [&] {
         QGDI_PROFILE_SCOPE("style bevel");
         return Bevel(&strokeCoverage);
     });
     if (!ok) return QERR(cancelled ? keQuorErrCancelled : keQuorErrOutOfMemory);
+    if (direct) return CErrorAutoThrow();
 
     // The group at the layer's opacity: a mix of what it holds and what lay below.
     if (opacity < 1) {

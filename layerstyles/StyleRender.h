@@ -23,8 +23,10 @@ public:
     // Draws `layer` (any format; without alpha it is an opaque rectangle)
     // with its top-left pixel at `at` of `destination`. Pixels outside the
     // destination are skipped. 110 for a detached image, 120 for a format
-    // that cannot be converted, 102 when memory is short, 100 when cancelled
-    // (the destination is then unchanged).
+    // that cannot be converted, 102 when memory is short, 100 when cancelled.
+    // A BGRA destination under an opaque layer is drawn on directly (a
+    // cancelled drawing leaves the effects drawn so far); any other is drawn
+    // as a copy of the region and written back once complete.
     CErrorAutoThrow Render(const CRowIterator& layer, POINT at, CRowIterator& destination,
                            CStatusControl* status = nullptr) const;
 
