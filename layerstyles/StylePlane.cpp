@@ -12,8 +12,8 @@ namespace qgdi::styles {
 
 namespace {
 
-constexpr int kBandColumns = 64;
-constexpr int kRowGrain = 8;
+constexpr int kBandColumns = 256;
+constexpr int kRowGrain = 16;
 constexpr float kFar = 1e6f;
 
 // One pass over n samples; `in` has `pad` zeros (or what lies beyond) on each
@@ -213,8 +213,12 @@ bool Blur(SPlane& plane, double sigma) {
     const int w = plane.width, h = plane.height;
     bool ok = true;
     try {
-        qgdi::parallel::For(0, h, [&](int y) {
-            thread_local std::vector<float> a, b;
+        struct SRows {
+            std::vector<float> a, b;
+        };
+        ForRows<SRows>(h, kRowGrain, [&](int y, SRows& t) {
+            std::vector<float>& a = t.a;
+            std::vector<float>& b = t.b;
             a.assign(static_cast<size_t>(w + 2 * pad), 0.0f);
             b.assign(a.size(), 0.0f);
             std::copy(plane.Row(y), plane.Row(y) + w, a.begin() + pad);
@@ -223,11 +227,11 @@ bool Blur(SPlane& plane, double sigma) {
                 std::swap(a, b);
             }
             std::copy(a.begin() + pad, a.begin() + pad + w, plane.Row(y));
-        }, kRowGrain);
+        });
         const int bands = (w + kBandColumns - 1) / kBandColumns;
         qgdi::parallel::For(0, bands, [&](int band) {
             const int x0 = band * kBandColumns, cols = std::min(kBandColumns, w - x0);
-            thread_local std::vector<float> a, b, sum;
+            std::vector<float> a, b, sum;
             const size_t size = static_cast<size_t>(h + 2 * pad) * cols;
             a.assign(size, 0.0f);
             b.assign(size, 0.0f);
@@ -292,10 +296,17 @@ bool EdgeDistance(const SPlane& alpha, bool inside, SPlane& distance) {
         // then to the edge, which an anti-aliased pixel holds where its
         // coverage says: a partly covered pixel measures to its own edge,
         // the others to the edge inside the feature pixel they found.
-        qgdi::parallel::For(0, h, [&](int y) {
-            thread_local std::vector<float> f, d;
-            thread_local std::vector<int> v, nearest;
-            thread_local std::vector<double> z;
+        struct SRows {
+            std::vector<float> f, d;
+            std::vector<int> v, nearest;
+            std::vector<double> z;
+        };
+        ForRows<SRows>(h, kRowGrain, [&](int y, SRows& t) {
+            std::vector<float>& f = t.f;
+            std::vector<float>& d = t.d;
+            std::vector<int>& v = t.v;
+            std::vector<int>& nearest = t.nearest;
+            std::vector<double>& z = t.z;
             f.resize(static_cast<size_t>(w));
             d.resize(static_cast<size_t>(w));
             v.resize(static_cast<size_t>(w));
@@ -320,7 +331,7 @@ bool EdgeDistance(const SPlane& alpha, bool inside, SPlane& distance) {
                 const float depth = fy >= 0 ? std::fabs(alpha.Row(fy)[fx] - 0.5f) : 0.5f;
                 g[x] = std::max(0.0f, std::sqrt(d[x]) - depth);
             }
-        }, kRowGrain);
+        });
     } catch (const std::bad_alloc&) {
         return false;
     }

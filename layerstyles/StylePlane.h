@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/windef.h"
+#include "qdibcore/Source/internal/Parallel.h"
 
 namespace qgdi::styles {
 
@@ -30,6 +31,18 @@ struct SPlane {
     float* Row(int y) noexcept { return values.data() + static_cast<size_t>(y) * width; }
     const float* Row(int y) const noexcept { return values.data() + static_cast<size_t>(y) * width; }
 };
+
+// body(y, scratch) for rows [0, rows) in bands of `band` rows, one Scratch
+// per band (thread-locals would cost a call per mention in a shared library).
+template <class Scratch, class Body>
+void ForRows(int rows, int band, Body&& body) {
+    const int bands = (rows + band - 1) / band;
+    qgdi::parallel::For(0, bands, [&](int b) {
+        Scratch scratch;
+        const int y1 = rows < (b + 1) * band ? rows : (b + 1) * band;
+        for (int y = b * band; y < y1; ++y) body(y, scratch);
+    });
+}
 
 // The samples a Gaussian of deviation `sigma` reads on each side (0 for none).
 int BlurReach(double sigma);

@@ -21,7 +21,7 @@ namespace {
 
 constexpr double kPi = 3.14159265358979;
 constexpr double kMaxSize = 250, kMaxDistance = 30000, kMaxDepth = 10, kMaxSoften = 16;
-constexpr int kRowGrain = 8;
+constexpr int kRowGrain = 16;
 
 double Clamp(double v, double lo, double hi) noexcept { return std::isfinite(v) ? std::clamp(v, lo, hi) : lo; }
 
@@ -276,10 +276,15 @@ bool CStyleJob::Composite(EQBlendMoxMode mode, double opacity, Cover&& cover, Co
     const CRowOp rowOp(&def, bind);
     std::atomic<bool> failed{false};
     try {
-        qgdi::parallel::For(0, h, [&](int y) {
-            thread_local std::vector<float> mask;
-            thread_local std::vector<uint8_t> bytes;
-            thread_local std::vector<uint32_t> src;
+        struct SRows {
+            std::vector<float> mask;
+            std::vector<uint8_t> bytes;
+            std::vector<uint32_t> src;
+        };
+        qgdi::styles::ForRows<SRows>(h, kRowGrain, [&](int y, SRows& t) {
+            std::vector<float>& mask = t.mask;
+            std::vector<uint8_t>& bytes = t.bytes;
+            std::vector<uint32_t>& src = t.src;
             mask.resize(static_cast<size_t>(w));
             bytes.resize(static_cast<size_t>(w));
             src.resize(static_cast<size_t>(w));
@@ -292,20 +297,34 @@ bool CStyleJob::Composite(EQBlendMoxMode mode, double opacity, Cover&& cover, Co
             }
             if (!any) return;
             colour(y, src.data());
-            CRowOpData data = bind;
-            data.pDst = m_pDirect ? m_pDirect->GetRow(m_region.top + y, m_region.left, w)
-                                  : reinterpret_cast<uint8_t*>(&m_aGroup[static_cast<size_t>(y) * w]);
-            if (!data.pDst) {
+            uint8_t* row = m_pDirect ? m_pDirect->GetRow(m_region.top + y, m_region.left, w)
+                                     : reinterpret_cast<uint8_t*>(&m_aGroup[static_cast<size_t>(y) * w]);
+            if (!row) {
                 failed.store(true, std::memory_order_relaxed);
                 return;
             }
-            data.pSrc = reinterpret_cast<const uint8_t*>(src.data());
-            data.pMask = bytes.data();
-            data.x = m_region.left;
-            data.y = m_region.top + y;
-            rowOp(data);
+            // Only the runs the effect covers go through the kernel: most
+            // effects touch a band along the edge and leave the rest alone.
+            constexpr int kGap = 32;
+            int x = 0;
+            while (x < w) {
+                while (x < w && !bytes[x]) ++x;
+                if (x == w) break;
+                int end = x + 1, zeros = 0;
+                for (; end < w && zeros < kGap; ++end) zeros = bytes[end] ? 0 : zeros + 1;
+                end -= zeros;
+                CRowOpData data = bind;
+                data.nCount = end - x;
+                data.pDst = row + static_cast<size_t>(x) * 4;
+                data.pSrc = reinterpret_cast<const uint8_t*>(src.data() + x);
+                data.pMask = bytes.data() + x;
+                data.x = m_region.left + x;
+                data.y = m_region.top + y;
+                rowOp(data);
+                x = end;
+            }
             if (m_pDirect) m_pDirect->ReleaseRow(m_region.top + y).Ignore();
-        }, kRowGrain);
+        });
     } catch (const std::bad_alloc&) {
         return false;
     }
@@ -368,8 +387,7 @@ bool CStyleJob::Glow(const SStyleGlow& e, bool inner) {
     const float jitter = static_cast<float>(Clamp(e.fJitter, 0, 1));
     const int w = m_region.right - m_region.left;
     return Composite(e.eMode, e.fOpacity, cover, [&](int y, uint32_t* s) {
-        thread_local std::vector<float> strength;
-        strength.resize(static_cast<size_t>(w));
+        std::vector<float> strength(static_cast<size_t>(w));
         cover(y, strength.data());
         for (int x = 0; x < w; ++x) {
             float t = strength[x] + jitter * (Hash(m_region.left + x + 7919, m_region.top + y) - 0.5f);
@@ -533,24 +551,30 @@ bool CStyleJob::Bevel(const SPlane* strokeCoverage) {
     const float lx = static_cast<float>(std::cos(altitude) * std::cos(angle)),
                 ly = static_cast<float>(-std::cos(altitude) * std::sin(angle)), lz = static_cast<float>(std::sin(altitude));
     const float scale = static_cast<float>(size * Clamp(e.fDepth, 0.01, kMaxDepth) * (e.bDown ? -1 : 1) / 2);
-    const float g0 = gloss[static_cast<int>(lz * 255.0f + 0.5f)];
+    const bool plainGloss = e.gloss.aPoints.size() < 2 && e.gloss.ePreset == keContourLinear && !e.gloss.bAntiAliased;
+    const float g0 = plainGloss ? lz : gloss[static_cast<int>(lz * 255.0f + 0.5f)];
     const int w = m_region.right - m_region.left, ox = m_region.left - m_work.left;
     // The shading of a region row, lit (highlight) or turned away (shadow),
     // where the style draws: inside, outside or on both sides of the edge.
+    // Where the style draws: inside, outside or on both sides of the edge.
+    const float whereBase = style == keBevelOuter || style == keBevelEmboss || style == keBevelPillow ? 1.0f : 0.0f;
+    const float whereShape = style == keBevelOuter ? -1.0f : style == keBevelInner || style == keBevelStrokeEmboss ? 1.0f : 0.0f;
+    const float hiScale = 1.0f / std::max(1.0f - g0, 1e-3f), loScale = 1.0f / std::max(g0, 1e-3f);
+    // The shading of a region row, lit (highlight) or turned away (shadow).
     const auto shade = [&, ox, w](bool highlight) {
-        return [&, ox, w, highlight](int y, float* m) {
+        return [&, ox, w, highlight](int y, float* __restrict__ m) {
             const int wy = y + m_region.top - m_work.top;
             const float *up = h.Row(wy - 1) + ox, *mid = h.Row(wy) + ox, *down = h.Row(wy + 1) + ox;
             const float* region = shape.Row(wy) + ox;
             for (int x = 0; x < w; ++x) {
                 const float nx = -(mid[x + 1] - mid[x - 1]) * scale, ny = -(down[x] - up[x]) * scale;
-                const float s = (nx * lx + ny * ly + lz) / std::sqrt(nx * nx + ny * ny + 1.0f);
-                const float g = gloss[static_cast<int>(std::clamp(s, 0.0f, 1.0f) * 255.0f + 0.5f)];
-                const float where = style == keBevelInner || style == keBevelStrokeEmboss ? region[x]
-                                    : style == keBevelOuter                            ? 1.0f - region[x]
-                                                                                       : 1.0f;
-                const float amount = highlight ? (g - g0) / std::max(1.0f - g0, 1e-3f) : (g0 - g) / std::max(g0, 1e-3f);
-                m[x] = std::clamp(amount, 0.0f, 1.0f) * where;
+                m[x] = std::clamp((nx * lx + ny * ly + lz) / std::sqrt(nx * nx + ny * ny + 1.0f), 0.0f, 1.0f);
+            }
+            if (!plainGloss)
+                for (int x = 0; x < w; ++x) m[x] = gloss[static_cast<int>(m[x] * 255.0f + 0.5f)];
+            for (int x = 0; x < w; ++x) {
+                const float amount = highlight ? (m[x] - g0) * hiScale : (g0 - m[x]) * loScale;
+                m[x] = std::clamp(amount, 0.0f, 1.0f) * (whereBase + whereShape * region[x]);
             }
         };
     };
