@@ -44,8 +44,8 @@ void Pass(const SBlurPass& p, const float* __restrict__ in, float* __restrict__ 
 
 // The same pass down a band of `cols` columns stored row by row, `pad` zero
 // rows above and below.
-void PassDown(const SBlurPass& p, const float* __restrict__ in, float* __restrict__ out, int rows, int cols,
-              float* __restrict__ sum) noexcept {
+void PassDown(const SBlurPass& p, const float* __restrict__ in, float* __restrict__ out, ptrdiff_t outStride, int rows,
+              int cols, float* __restrict__ sum) noexcept {
     const auto at = [&](int y) { return in + static_cast<ptrdiff_t>(y) * cols; };
     if (p.IsBox()) {
         const int r = p.nRadius;
@@ -57,7 +57,7 @@ void PassDown(const SBlurPass& p, const float* __restrict__ in, float* __restric
         const float inner = p.fInner, ring = p.fRing;
         for (int y = 0; y < rows; ++y) {
             const float *before = at(y - r - 1), *after = at(y + r + 1), *leaving = at(y - r);
-            float* o = out + static_cast<ptrdiff_t>(y) * cols;
+            float* o = out + y * outStride;
             for (int x = 0; x < cols; ++x) {
                 o[x] = inner * sum[x] + ring * (before[x] + after[x]);
                 sum[x] += after[x] - leaving[x];
@@ -67,7 +67,7 @@ void PassDown(const SBlurPass& p, const float* __restrict__ in, float* __restric
     }
     const int half = static_cast<int>(p.aWeights.size() / 2);
     for (int y = 0; y < rows; ++y) {
-        float* o = out + static_cast<ptrdiff_t>(y) * cols;
+        float* o = out + y * outStride;
         std::fill(o, o + cols, 0.0f);
         for (size_t k = 0; k < p.aWeights.size(); ++k) {
             const float wk = static_cast<float>(p.aWeights[k]) / (1 << SBlurPass::kiWeightBits);
@@ -216,34 +216,33 @@ bool Blur(SPlane& plane, double sigma) {
         struct SRows {
             std::vector<float> a, b;
         };
+        // Each pass reads from a padded copy; the last one writes the plane.
         ForRows<SRows>(h, kRowGrain, [&](int y, SRows& t) {
             std::vector<float>& a = t.a;
             std::vector<float>& b = t.b;
-            a.assign(static_cast<size_t>(w + 2 * pad), 0.0f);
-            b.assign(a.size(), 0.0f);
-            std::copy(plane.Row(y), plane.Row(y) + w, a.begin() + pad);
-            for (const SBlurPass& p : passes) {
-                Pass(p, a.data() + pad, b.data() + pad, w);
-                std::swap(a, b);
+            if (a.empty()) {
+                a.assign(static_cast<size_t>(w + 2 * pad), 0.0f);
+                b.assign(a.size(), 0.0f);
             }
-            std::copy(a.begin() + pad, a.begin() + pad + w, plane.Row(y));
+            std::copy(plane.Row(y), plane.Row(y) + w, a.begin() + pad);
+            for (size_t k = 0; k < passes.size(); ++k) {
+                const bool last = k + 1 == passes.size();
+                Pass(passes[k], a.data() + pad, last ? plane.Row(y) : b.data() + pad, w);
+                if (!last) std::swap(a, b);
+            }
         });
         const int bands = (w + kBandColumns - 1) / kBandColumns;
         qgdi::parallel::For(0, bands, [&](int band) {
             const int x0 = band * kBandColumns, cols = std::min(kBandColumns, w - x0);
-            std::vector<float> a, b, sum;
             const size_t size = static_cast<size_t>(h + 2 * pad) * cols;
-            a.assign(size, 0.0f);
-            b.assign(size, 0.0f);
-            sum.resize(static_cast<size_t>(cols));
+            std::vector<float> a(size, 0.0f), b(size, 0.0f), sum(static_cast<size_t>(cols));
             for (int y = 0; y < h; ++y) std::copy(plane.Row(y) + x0, plane.Row(y) + x0 + cols, a.begin() + static_cast<ptrdiff_t>(y + pad) * cols);
-            for (const SBlurPass& p : passes) {
-                PassDown(p, a.data() + static_cast<ptrdiff_t>(pad) * cols, b.data() + static_cast<ptrdiff_t>(pad) * cols, h, cols, sum.data());
-                std::swap(a, b);
-            }
-            for (int y = 0; y < h; ++y) {
-                const float* s = a.data() + static_cast<ptrdiff_t>(y + pad) * cols;
-                std::copy(s, s + cols, plane.Row(y) + x0);
+            for (size_t k = 0; k < passes.size(); ++k) {
+                const bool last = k + 1 == passes.size();
+                PassDown(passes[k], a.data() + static_cast<ptrdiff_t>(pad) * cols,
+                         last ? plane.Row(0) + x0 : b.data() + static_cast<ptrdiff_t>(pad) * cols, last ? w : cols, h,
+                         cols, sum.data());
+                if (!last) std::swap(a, b);
             }
         });
     } catch (const std::bad_alloc&) {

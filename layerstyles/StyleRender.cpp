@@ -184,6 +184,14 @@ private:
     // coverage (0..1), colour(y, row) its straight BGRA source.
     template <class Cover, class Colour>
     bool Composite(EQBlendMoxMode mode, double opacity, Cover&& cover, Colour&& colour);
+    // Several effects onto the group in one sweep: cover(y, masks) fills one
+    // mask per step, colour(step, y, row) that step's source.
+    struct SBlendStep {
+        EQBlendMoxMode mode;
+        double opacity;
+    };
+    template <size_t N, class Cover, class Colour>
+    bool CompositeN(const SBlendStep (&steps)[N], Cover&& cover, Colour&& colour);
     // Coverage read from a plane over the work rectangle, shaped, clipped
     // by the layer's alpha (or its inverse).
     enum EClip { keClipNone, keClipInside, keClipOutside };
@@ -263,17 +271,23 @@ bool CStyleJob::Dilate(SPlane& plane, double radius) {
     return true;
 }
 
-template <class Cover, class Colour>
-bool CStyleJob::Composite(EQBlendMoxMode mode, double opacity, Cover&& cover, Colour&& colour) {
-    const uint32_t op = static_cast<uint32_t>(std::lrint(Clamp(opacity, 0, 1) * 255));
-    if (op == 0) return true;
+template <size_t N, class Cover, class Colour>
+bool CStyleJob::CompositeN(const SBlendStep (&steps)[N], Cover&& cover, Colour&& colour) {
     const int w = m_region.right - m_region.left, h = m_region.bottom - m_region.top;
-    const CRowOpDefRowBlendMox def(mode, op);
+    CRowOpDefRowBlendMox defs[N];
+    CRowOp ops[N];
     CRowOpData bind;
     bind.eDstFormat = keFormatBGRA;
     bind.eSrcFormat = keFormatBGRA;
     bind.nCount = w;
-    const CRowOp rowOp(&def, bind);
+    bool anyStep = false;
+    for (size_t k = 0; k < N; ++k) {
+        const uint32_t op = static_cast<uint32_t>(std::lrint(Clamp(steps[k].opacity, 0, 1) * 255));
+        defs[k] = CRowOpDefRowBlendMox(steps[k].mode, op);
+        if (op) ops[k].Attach(&defs[k], bind);
+        anyStep |= op != 0;
+    }
+    if (!anyStep) return true;
     std::atomic<bool> failed{false};
     try {
         struct SRows {
@@ -282,53 +296,67 @@ bool CStyleJob::Composite(EQBlendMoxMode mode, double opacity, Cover&& cover, Co
             std::vector<uint32_t> src;
         };
         qgdi::styles::ForRows<SRows>(h, kRowGrain, [&](int y, SRows& t) {
-            std::vector<float>& mask = t.mask;
-            std::vector<uint8_t>& bytes = t.bytes;
-            std::vector<uint32_t>& src = t.src;
-            mask.resize(static_cast<size_t>(w));
-            bytes.resize(static_cast<size_t>(w));
-            src.resize(static_cast<size_t>(w));
-            cover(y, mask.data());
-            bool any = false;
-            for (int x = 0; x < w; ++x) {
-                const uint8_t b = static_cast<uint8_t>(std::clamp(mask[x], 0.0f, 1.0f) * 255.0f + 0.5f);
-                bytes[x] = b;
-                any |= b != 0;
+            t.mask.resize(static_cast<size_t>(w) * N);
+            t.bytes.resize(static_cast<size_t>(w) * N);
+            t.src.resize(static_cast<size_t>(w));
+            float* masks[N];
+            for (size_t k = 0; k < N; ++k) masks[k] = t.mask.data() + k * static_cast<size_t>(w);
+            cover(y, masks);
+            uint8_t* row = nullptr;
+            for (size_t k = 0; k < N; ++k) {
+                if (!ops[k].IsAttached()) continue;
+                const float* mask = masks[k];
+                uint8_t* bytes = t.bytes.data() + k * static_cast<size_t>(w);
+                bool any = false;
+                for (int x = 0; x < w; ++x) {
+                    const uint8_t b = static_cast<uint8_t>(std::clamp(mask[x], 0.0f, 1.0f) * 255.0f + 0.5f);
+                    bytes[x] = b;
+                    any |= b != 0;
+                }
+                if (!any) continue;
+                colour(k, y, t.src.data());
+                if (!row) {
+                    row = m_pDirect ? m_pDirect->GetRow(m_region.top + y, m_region.left, w)
+                                    : reinterpret_cast<uint8_t*>(&m_aGroup[static_cast<size_t>(y) * w]);
+                    if (!row) {
+                        failed.store(true, std::memory_order_relaxed);
+                        return;
+                    }
+                }
+                // Only the runs the effect covers go through the kernel: most
+                // effects touch a band along the edge and leave the rest alone.
+                constexpr int kGap = 32;
+                int x = 0;
+                while (x < w) {
+                    while (x < w && !bytes[x]) ++x;
+                    if (x == w) break;
+                    int end = x + 1, zeros = 0;
+                    for (; end < w && zeros < kGap; ++end) zeros = bytes[end] ? 0 : zeros + 1;
+                    end -= zeros;
+                    CRowOpData data = bind;
+                    data.nCount = end - x;
+                    data.pDst = row + static_cast<size_t>(x) * 4;
+                    data.pSrc = reinterpret_cast<const uint8_t*>(t.src.data() + x);
+                    data.pMask = bytes + x;
+                    data.x = m_region.left + x;
+                    data.y = m_region.top + y;
+                    ops[k](data);
+                    x = end;
+                }
             }
-            if (!any) return;
-            colour(y, src.data());
-            uint8_t* row = m_pDirect ? m_pDirect->GetRow(m_region.top + y, m_region.left, w)
-                                     : reinterpret_cast<uint8_t*>(&m_aGroup[static_cast<size_t>(y) * w]);
-            if (!row) {
-                failed.store(true, std::memory_order_relaxed);
-                return;
-            }
-            // Only the runs the effect covers go through the kernel: most
-            // effects touch a band along the edge and leave the rest alone.
-            constexpr int kGap = 32;
-            int x = 0;
-            while (x < w) {
-                while (x < w && !bytes[x]) ++x;
-                if (x == w) break;
-                int end = x + 1, zeros = 0;
-                for (; end < w && zeros < kGap; ++end) zeros = bytes[end] ? 0 : zeros + 1;
-                end -= zeros;
-                CRowOpData data = bind;
-                data.nCount = end - x;
-                data.pDst = row + static_cast<size_t>(x) * 4;
-                data.pSrc = reinterpret_cast<const uint8_t*>(src.data() + x);
-                data.pMask = bytes.data() + x;
-                data.x = m_region.left + x;
-                data.y = m_region.top + y;
-                rowOp(data);
-                x = end;
-            }
-            if (m_pDirect) m_pDirect->ReleaseRow(m_region.top + y).Ignore();
+            if (row && m_pDirect) m_pDirect->ReleaseRow(m_region.top + y).Ignore();
         });
     } catch (const std::bad_alloc&) {
         return false;
     }
     return !failed.load();
+}
+
+template <class Cover, class Colour>
+bool CStyleJob::Composite(EQBlendMoxMode mode, double opacity, Cover&& cover, Colour&& colour) {
+    const SBlendStep step[1] = {{mode, opacity}};
+    return CompositeN(step, [&](int y, float* const* m) { cover(y, m[0]); },
+                      [&](size_t, int y, uint32_t* s) { colour(y, s); });
 }
 
 auto CStyleJob::PlaneCover(const SPlane& plane, const SShaper* shaper, EClip clip) const {
@@ -560,28 +588,28 @@ bool CStyleJob::Bevel(const SPlane* strokeCoverage) {
     const float whereBase = style == keBevelOuter || style == keBevelEmboss || style == keBevelPillow ? 1.0f : 0.0f;
     const float whereShape = style == keBevelOuter ? -1.0f : style == keBevelInner || style == keBevelStrokeEmboss ? 1.0f : 0.0f;
     const float hiScale = 1.0f / std::max(1.0f - g0, 1e-3f), loScale = 1.0f / std::max(g0, 1e-3f);
-    // The shading of a region row, lit (highlight) or turned away (shadow).
-    const auto shade = [&, ox, w](bool highlight) {
-        return [&, ox, w, highlight](int y, float* __restrict__ m) {
-            const int wy = y + m_region.top - m_work.top;
-            const float *up = h.Row(wy - 1) + ox, *mid = h.Row(wy) + ox, *down = h.Row(wy + 1) + ox;
-            const float* region = shape.Row(wy) + ox;
-            for (int x = 0; x < w; ++x) {
-                const float nx = -(mid[x + 1] - mid[x - 1]) * scale, ny = -(down[x] - up[x]) * scale;
-                m[x] = std::clamp((nx * lx + ny * ly + lz) / std::sqrt(nx * nx + ny * ny + 1.0f), 0.0f, 1.0f);
-            }
-            if (!plainGloss)
-                for (int x = 0; x < w; ++x) m[x] = gloss[static_cast<int>(m[x] * 255.0f + 0.5f)];
-            for (int x = 0; x < w; ++x) {
-                const float amount = highlight ? (m[x] - g0) * hiScale : (g0 - m[x]) * loScale;
-                m[x] = std::clamp(amount, 0.0f, 1.0f) * (whereBase + whereShape * region[x]);
-            }
-        };
+    // The shading of a region row: lit (highlight) and turned away (shadow).
+    const auto shade = [&, ox, w](int y, float* const* m) {
+        const int wy = y + m_region.top - m_work.top;
+        const float *up = h.Row(wy - 1) + ox, *mid = h.Row(wy) + ox, *down = h.Row(wy + 1) + ox;
+        const float* region = shape.Row(wy) + ox;
+        float* __restrict__ lit = m[0];
+        float* __restrict__ dark = m[1];
+        for (int x = 0; x < w; ++x) {
+            const float nx = -(mid[x + 1] - mid[x - 1]) * scale, ny = -(down[x] - up[x]) * scale;
+            lit[x] = std::clamp((nx * lx + ny * ly + lz) / std::sqrt(nx * nx + ny * ny + 1.0f), 0.0f, 1.0f);
+        }
+        if (!plainGloss)
+            for (int x = 0; x < w; ++x) lit[x] = gloss[static_cast<int>(lit[x] * 255.0f + 0.5f)];
+        for (int x = 0; x < w; ++x) {
+            const float where = whereBase + whereShape * region[x], g = lit[x];
+            lit[x] = std::clamp((g - g0) * hiScale, 0.0f, 1.0f) * where;
+            dark[x] = std::clamp((g0 - g) * loScale, 0.0f, 1.0f) * where;
+        }
     };
-    return Composite(e.eHighlightMode, e.fHighlightOpacity, shade(true),
-                     [&](int, uint32_t* s) { std::fill(s, s + w, Bgra(e.nHighlightColour)); }) &&
-           Composite(e.eShadowMode, e.fShadowOpacity, shade(false),
-                     [&](int, uint32_t* s) { std::fill(s, s + w, Bgra(e.nShadowColour)); });
+    const SBlendStep steps[2] = {{e.eHighlightMode, e.fHighlightOpacity}, {e.eShadowMode, e.fShadowOpacity}};
+    const uint32_t colours[2] = {Bgra(e.nHighlightColour), Bgra(e.nShadowColour)};
+    return CompositeN(steps, shade, [&](size_t k, int, uint32_t* s) { std::fill(s, s + w, colours[k]); });
 }
 
 CErrorAutoThrow CStyleJob::Run(const CRowIterator& layer, CRowIterator& destination, CStatusControl* status) {
