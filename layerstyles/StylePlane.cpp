@@ -293,8 +293,8 @@ bool EdgeDistance(const SPlane& alpha, bool inside, SPlane& distance) {
         });
         // Along the rows: the exact distance to the nearest feature pixel,
         // then to the edge, which an anti-aliased pixel holds where its
-        // coverage says: a partly covered pixel measures to its own edge,
-        // the others to the edge inside the feature pixel they found.
+        // coverage says: a partly covered pixel on the edge measures to its
+        // own, the others to the edge inside the feature pixel they found.
         struct SRows {
             std::vector<float> f, d;
             std::vector<int> v, nearest;
@@ -321,7 +321,10 @@ bool EdgeDistance(const SPlane& alpha, bool inside, SPlane& distance) {
                     g[x] = 0.0f;
                     continue;
                 }
-                const bool partial = inside ? a[x] < 1.0f : a[x] > 0.0f;
+                // Partly covered and beside the other side: the edge runs
+                // through this pixel. (Wide areas of partial cover are not an
+                // edge: the edge is where coverage crosses one half.)
+                const bool partial = (inside ? a[x] < 1.0f : a[x] > 0.0f) && d[x] <= 2.0f;
                 if (partial) {
                     g[x] = inside ? a[x] - 0.5f : 0.5f - a[x];
                     continue;
