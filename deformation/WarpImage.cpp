@@ -62,19 +62,6 @@ CErrorAutoThrow LoadPremultiplied(const CRowIterator& source, SPaddedImage& imag
     return CErrorAutoThrow();
 }
 
-CErrorAutoThrow StorePremultiplied(const SPaddedImage& image, CRowIterator& destination, EQPixelFormat format) {
-    CRowIterator premultiplied;
-    QGDI_TRY(premultiplied.Create(image.width, image.height, keFormatBGRxA));
-    for (int y = 0; y < image.height; ++y) {
-        uint8_t* row = nullptr;
-        QGDI_TRY(premultiplied.GetRow(row, y));
-        std::memcpy(row, image.Row(y), static_cast<size_t>(image.width) * 4);
-        QGDI_TRY(premultiplied.ReleaseRow(y));
-    }
-    if (format == keFormatNone || format == keFormatBGRxA) return destination.Consume(premultiplied);
-    return destination.CreateFromCopy(premultiplied, nullptr, format);
-}
-
 bool Downscale(const SPaddedImage& source, int factor, SPaddedImage& out, int border) {
     factor = std::max(1, factor);
     const int w = (source.width + factor - 1) / factor, h = (source.height + factor - 1) / factor;

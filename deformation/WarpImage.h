@@ -31,8 +31,6 @@ struct SPaddedImage {
 
 // `source` converted to premultiplied BGRA into `image`.
 CErrorAutoThrow LoadPremultiplied(const CRowIterator& source, SPaddedImage& image, int border);
-// `image` into a new `destination` of `format` (keFormatNone: premultiplied BGRA).
-CErrorAutoThrow StorePremultiplied(const SPaddedImage& image, CRowIterator& destination, EQPixelFormat format);
 // The mean of every factor x factor block (the last ones partial).
 bool Downscale(const SPaddedImage& source, int factor, SPaddedImage& out, int border);
 

@@ -5,10 +5,9 @@
 #include <cstring>
 #include <new>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
 
+#include "QuorRender/FilterDistort.h"
+#include "deformation/Coordinator.h"
 #include "deformation/WarpImage.h"
 #include "diagnostics/Profile.h"
 #include "qdibcore/Source/internal/ResultTry.h"
@@ -18,7 +17,7 @@ using qgdi::warp::SPaddedImage;
 namespace {
 
 // Positions are clamped this far outside the image, and the border is wide
-// enough for a bicubic read there: no test per tap.
+// enough for a read there: no test per tap.
 constexpr int kBorder = 4;
 constexpr float kReach = 2.0f;
 constexpr int kBand = 16;
@@ -29,67 +28,6 @@ inline uint32_t Lerp(uint32_t a, uint32_t b, uint32_t w) noexcept {
     const uint32_t rb = (((a & 0x00FF00FFu) * v + (b & 0x00FF00FFu) * w + 0x00800080u) >> 8) & 0x00FF00FFu;
     const uint32_t ag = ((((a >> 8) & 0x00FF00FFu) * v + ((b >> 8) & 0x00FF00FFu) * w + 0x00800080u) >> 8) & 0x00FF00FFu;
     return rb | (ag << 8);
-}
-
-inline void CatmullRom(float t, float w[4]) noexcept {
-    const float t2 = t * t, t3 = t2 * t;
-    w[0] = -0.5f * t3 + t2 - 0.5f * t;
-    w[1] = 1.5f * t3 - 2.5f * t2 + 1.0f;
-    w[2] = -1.5f * t3 + 2.0f * t2 + 0.5f * t;
-    w[3] = 0.5f * t3 - 0.5f * t2;
-}
-
-#if defined(__SSE2__)
-// The four channels of one pixel as four floats.
-inline __m128 Unpack(uint32_t v) noexcept {
-    const __m128i zero = _mm_setzero_si128();
-    const __m128i bytes = _mm_cvtsi32_si128(static_cast<int>(v));
-    return _mm_cvtepi32_ps(_mm_unpacklo_epi16(_mm_unpacklo_epi8(bytes, zero), zero));
-}
-#endif
-
-inline uint32_t Bicubic(const SPaddedImage& img, float sx, float sy) noexcept {
-    sx = std::clamp(sx, -kReach, static_cast<float>(img.width - 1) + kReach);
-    sy = std::clamp(sy, -kReach, static_cast<float>(img.height - 1) + kReach);
-    const float fx = std::floor(sx), fy = std::floor(sy);
-    const int ix = static_cast<int>(fx), iy = static_cast<int>(fy);
-    float wx[4], wy[4];
-    CatmullRom(sx - fx, wx);
-    CatmullRom(sy - fy, wy);
-#if defined(__SSE2__)
-    __m128 acc = _mm_setzero_ps();
-    for (int r = 0; r < 4; ++r) {
-        const uint32_t* p = img.Row(iy - 1 + r) + ix - 1;
-        __m128 h = _mm_mul_ps(Unpack(p[0]), _mm_set1_ps(wx[0]));
-        h = _mm_add_ps(h, _mm_mul_ps(Unpack(p[1]), _mm_set1_ps(wx[1])));
-        h = _mm_add_ps(h, _mm_mul_ps(Unpack(p[2]), _mm_set1_ps(wx[2])));
-        h = _mm_add_ps(h, _mm_mul_ps(Unpack(p[3]), _mm_set1_ps(wx[3])));
-        acc = _mm_add_ps(acc, _mm_mul_ps(h, _mm_set1_ps(wy[r])));
-    }
-    // Overshoot is clipped so that the colour never exceeds its alpha.
-    const __m128 half = _mm_set1_ps(0.5f);
-    __m128 v = _mm_add_ps(acc, half);
-    const float a = std::clamp(_mm_cvtss_f32(_mm_shuffle_ps(v, v, 0xFF)), 0.0f, 255.0f);
-    const __m128 top = _mm_set1_ps(static_cast<float>(static_cast<int>(a)));
-    v = _mm_min_ps(_mm_max_ps(v, _mm_setzero_ps()), top);
-    const __m128i i32 = _mm_cvttps_epi32(v);
-    const __m128i i16 = _mm_packs_epi32(i32, i32);
-    return static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_packus_epi16(i16, i16)));
-#else
-    float acc[4] = {0, 0, 0, 0};
-    for (int r = 0; r < 4; ++r) {
-        const uint32_t* p = img.Row(iy - 1 + r) + ix - 1;
-        float h[4] = {0, 0, 0, 0};
-        for (int k = 0; k < 4; ++k)
-            for (int c = 0; c < 4; ++c) h[c] += wx[k] * static_cast<float>((p[k] >> (8 * c)) & 255);
-        for (int c = 0; c < 4; ++c) acc[c] += wy[r] * h[c];
-    }
-    const float a = std::clamp(acc[3] + 0.5f, 0.0f, 255.0f);
-    const uint32_t ai = static_cast<uint32_t>(a);
-    const float top = static_cast<float>(ai);
-    const auto channel = [&](float v) { return static_cast<uint32_t>(std::clamp(v + 0.5f, 0.0f, top)); };
-    return channel(acc[0]) | channel(acc[1]) << 8 | channel(acc[2]) << 16 | ai << 24;
-#endif
 }
 
 EQPixelFormat OutputFormat(EQPixelFormat f) noexcept {
@@ -108,44 +46,43 @@ EQPixelFormat OutputFormat(EQPixelFormat f) noexcept {
 CWarpRenderer::CWarpRenderer() = default;
 CWarpRenderer::~CWarpRenderer() = default;
 
-int CWarpRenderer::GetWidth() const noexcept { return m_pSource ? m_pSource->width : 0; }
-int CWarpRenderer::GetHeight() const noexcept { return m_pSource ? m_pSource->height : 0; }
+int CWarpRenderer::GetWidth() const noexcept { return m_nWidth; }
+int CWarpRenderer::GetHeight() const noexcept { return m_nHeight; }
 int CWarpRenderer::GetPreviewWidth() const noexcept { return m_pReduced ? m_pReduced->width : 0; }
 int CWarpRenderer::GetPreviewHeight() const noexcept { return m_pReduced ? m_pReduced->height : 0; }
 const uint32_t* CWarpRenderer::GetPreview() const noexcept { return m_pPreview.get(); }
 
 void CWarpRenderer::SetClampEdges(bool clamp) noexcept {
     m_bClamp = clamp;
-    if (m_pSource) m_pSource->FillBorder(clamp);
     if (m_pReduced) m_pReduced->FillBorder(clamp);
 }
 
 CErrorAutoThrow CWarpRenderer::SetSource(const CRowIterator& source, int previewFactor) {
     if (previewFactor < 1 || previewFactor > 8) return QERR(keQuorErrFailed);
-    m_pSource.reset();
     m_pReduced.reset();
     m_pPreview.reset();
-    auto full = std::make_unique<SPaddedImage>();
-    QGDI_TRY(qgdi::warp::LoadPremultiplied(source, *full, kBorder));
+    m_source.Destroy().Ignore();
+    SPaddedImage full;
+    QGDI_TRY(qgdi::warp::LoadPremultiplied(source, full, 0));
     auto reduced = std::make_unique<SPaddedImage>();
-    if (!qgdi::warp::Downscale(*full, previewFactor, *reduced, kBorder)) return QERR(keQuorErrOutOfMemory);
+    if (!qgdi::warp::Downscale(full, previewFactor, *reduced, kBorder)) return QERR(keQuorErrOutOfMemory);
     const size_t count = static_cast<size_t>(reduced->width) * static_cast<size_t>(reduced->height);
     std::unique_ptr<uint32_t[]> preview(new (std::nothrow) uint32_t[count]);
     if (!preview) return QERR(keQuorErrOutOfMemory);
-    full->FillBorder(m_bClamp);
+    // The full-quality render reads the source itself, in a format the resampler reads.
+    QGDI_TRY(m_source.CreateFromCopy(source, nullptr, OutputFormat(source.GetPixelFormat())));
     reduced->FillBorder(m_bClamp);
-    m_pSource = std::move(full);
     m_pReduced = std::move(reduced);
     m_pPreview = std::move(preview);
-    m_eFormat = OutputFormat(source.GetPixelFormat());
+    m_nWidth = full.width;
+    m_nHeight = full.height;
     m_nFactor = previewFactor;
     return CErrorAutoThrow();
 }
 
 CErrorAutoThrow CWarpRenderer::UpdatePreview(const CWarpMesh& mesh, const RECT* dirty) {
     QGDI_PROFILE_SCOPE("warp preview");
-    if (!m_pSource || mesh.GetWidth() != m_pSource->width || mesh.GetHeight() != m_pSource->height)
-        return QERR(keQuorErrFailed);
+    if (!m_pReduced || mesh.GetWidth() != m_nWidth || mesh.GetHeight() != m_nHeight) return QERR(keQuorErrFailed);
     const SPaddedImage& img = *m_pReduced;
     const int k = m_nFactor, pw = img.width, ph = img.height;
     RECT r{0, 0, pw, ph};
@@ -184,34 +121,11 @@ CErrorAutoThrow CWarpRenderer::UpdatePreview(const CWarpMesh& mesh, const RECT* 
 
 CErrorAutoThrow CWarpRenderer::Render(const CWarpMesh& mesh, CRowIterator& destination, CStatusControl* status) const {
     QGDI_PROFILE_SCOPE("warp render");
-    if (!m_pSource || mesh.GetWidth() != m_pSource->width || mesh.GetHeight() != m_pSource->height)
-        return QERR(keQuorErrFailed);
-    const SPaddedImage& img = *m_pSource;
-    const int w = img.width;
-    CRowIterator premultiplied;
-    QGDI_TRY(premultiplied.Create(w, img.height, keFormatBGRxA));
-    std::atomic<int> failed{0};
-    const QuorErrorCode code = qgdi::warp::ParallelRows(img.height, kBand, status, [&](int y0, int y1) {
-        std::vector<float> buffer(static_cast<size_t>(w) * 2);
-        float* ox = buffer.data();
-        float* oy = ox + w;
-        for (int y = y0; y < y1; ++y) {
-            uint8_t* row = premultiplied.GetRow(y, 0, w);
-            if (!row) {
-                failed.store(1);
-                return;
-            }
-            mesh.RowOffsets(y, 0, 1, w, ox, oy);
-            uint32_t* out = reinterpret_cast<uint32_t*>(row);
-            for (int x = 0; x < w; ++x)
-                out[x] = Bicubic(img, static_cast<float>(x) + ox[x], static_cast<float>(y) + oy[x]);
-            premultiplied.ReleaseRow(y).Ignore();
-        }
-    });
-    if (code != keQuorErrSuccess) return QERR(code);
-    if (failed.load()) return QERR(keQuorErrOutOfMemory);
-    if (m_eFormat == keFormatBGRxA) return destination.Consume(premultiplied);
-    return destination.CreateFromCopy(premultiplied, nullptr, m_eFormat);
+    if (!m_pReduced || mesh.GetWidth() != m_nWidth || mesh.GetHeight() != m_nHeight) return QERR(keQuorErrFailed);
+    std::unique_ptr<CCoordinator> map(mesh.CreateCoordinator());
+    if (!map) return QERR(keQuorErrOutOfMemory);
+    return QGDI_DistortImage(m_source, *map, destination, keResampleBicubic, m_bClamp ? keEdgeClamp : keEdgeConstant, 0,
+                             status);
 }
 
 CErrorAutoThrow QGDI_WarpImage(const CRowIterator& source, const CWarpMesh& mesh, CRowIterator& destination,

@@ -1,7 +1,8 @@
 #pragma once
 // Drawing an image through a warp mesh: a preview kept up to date dab by dab
 // (bilinear reads of a reduced copy of the source, only the rectangle a dab
-// changed) and the full-quality image (bicubic at every pixel).
+// changed) and the full-quality image (the image distortion, bicubic, with
+// the mesh as its coordinate map).
 #include <cstdint>
 #include <memory>
 
@@ -22,8 +23,8 @@ public:
     CWarpRenderer(const CWarpRenderer&) = delete;
     CWarpRenderer& operator=(const CWarpRenderer&) = delete;
 
-    // Copies the source (premultiplied) and its reduction by `previewFactor`
-    // (1 to 8) for the preview. 110 for a detached source, 101 for a bad
+    // Copies the source, and its reduction by `previewFactor` (1 to 8,
+    // premultiplied) for the preview. 110 for a detached source, 101 for a bad
     // factor, 102 when memory is short, or the conversion's code.
     CErrorAutoThrow SetSource(const CRowIterator& source, int previewFactor = 2);
     int GetWidth() const noexcept;
@@ -46,9 +47,10 @@ public:
     CErrorAutoThrow Render(const CWarpMesh& mesh, CRowIterator& destination, CStatusControl* status = nullptr) const;
 
 private:
-    std::unique_ptr<qgdi::warp::SPaddedImage> m_pSource, m_pReduced;
+    CRowIterator m_source;
+    std::unique_ptr<qgdi::warp::SPaddedImage> m_pReduced;
     std::unique_ptr<uint32_t[]> m_pPreview;
-    EQPixelFormat m_eFormat = keFormatNone;
+    int m_nWidth = 0, m_nHeight = 0;
     int m_nFactor = 2;
     bool m_bClamp = false;
 };
