@@ -46,14 +46,14 @@ void SPaddedImage::FillBorder(bool clamp) noexcept {
     }
 }
 
-CErrorAutoThrow LoadPremultiplied(const CRowIterator& source, SPaddedImage& image, int border) {
+CErrorAutoThrow LoadPixels(const CRowIterator& source, SPaddedImage& image, int border, EQPixelFormat format) {
     if (!source.IsAttached()) return QERR(keQuorErrIteratorState);
     const int w = source.GetWidth(), h = source.GetHeight();
     if (!image.Allocate(w, h, border)) return QERR(w < 1 || h < 1 ? keQuorErrFailed : keQuorErrOutOfMemory);
     CRowIterator converted;
     const CRowIterator* view = &source;
-    if (source.GetPixelFormat() != keFormatBGRxA) {
-        QGDI_TRY(converted.CreateFromCopy(source, nullptr, keFormatBGRxA));
+    if (source.GetPixelFormat() != format) {
+        QGDI_TRY(converted.CreateFromCopy(source, nullptr, format));
         view = &converted;
     }
     for (int y = 0; y < h; ++y) {

@@ -1,6 +1,6 @@
 #pragma once
-// Working images of the warp and the layer styles: premultiplied 8-bit BGRA
-// in one block with a border around it, so that samplers and filters read
+// Working images of the warp and the layer styles: 8-bit BGRA (straight or
+// premultiplied) in one block with a border around it, so that samplers and filters read
 // their taps without a test per pixel; and row loops split over threads with
 // progress and cancellation from the calling thread.
 #include <atomic>
@@ -29,8 +29,8 @@ struct SPaddedImage {
     void FillBorder(bool clamp) noexcept;
 };
 
-// `source` converted to premultiplied BGRA into `image`.
-CErrorAutoThrow LoadPremultiplied(const CRowIterator& source, SPaddedImage& image, int border);
+// `source` converted to `format` (straight or premultiplied BGRA) into `image`.
+CErrorAutoThrow LoadPixels(const CRowIterator& source, SPaddedImage& image, int border, EQPixelFormat format);
 // The mean of every factor x factor block (the last ones partial).
 bool Downscale(const SPaddedImage& source, int factor, SPaddedImage& out, int border);
 

@@ -63,7 +63,7 @@ CErrorAutoThrow CWarpRenderer::SetSource(const CRowIterator& source, int preview
     m_pPreview.reset();
     m_source.Destroy().Ignore();
     SPaddedImage full;
-    QGDI_TRY(qgdi::warp::LoadPremultiplied(source, full, 0));
+    QGDI_TRY(qgdi::warp::LoadPixels(source, full, 0, keFormatBGRxA));
     auto reduced = std::make_unique<SPaddedImage>();
     if (!qgdi::warp::Downscale(full, previewFactor, *reduced, kBorder)) return QERR(keQuorErrOutOfMemory);
     const size_t count = static_cast<size_t>(reduced->width) * static_cast<size_t>(reduced->height);

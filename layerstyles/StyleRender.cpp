@@ -9,6 +9,7 @@
 
 #include "QuorRender/RowOpApply.h"
 #include "QuorRender/RowOpCopy.h"
+#include "deformation/WarpImage.h"
 #include "diagnostics/Profile.h"
 #include "layerstyles/StylePlane.h"
 #include "qdibcore/Source/StatusControl.h"
@@ -216,7 +217,7 @@ private:
     const SLayerStyles& m_s;
     RECT m_region, m_work, m_layer;
     int m_nLayerW = 0, m_nLayerH = 0;
-    std::vector<uint32_t> m_aLayer;  // straight BGRA
+    qgdi::warp::SPaddedImage m_pixels;  // the layer, straight BGRA
     std::vector<float> m_aLayerAlpha;
     SPlane m_alpha;                             // the layer's alpha over the work rectangle
     std::optional<SPlane> m_inside, m_outside;  // edge distances, made on first use
@@ -437,7 +438,7 @@ bool CStyleJob::Content() {
             const int ly = m_region.top + y - m_layer.top;
             for (int x = 0; x < w; ++x) {
                 const int lx = m_region.left + x - m_layer.left;
-                s[x] = lx >= 0 && lx < m_nLayerW ? m_aLayer[static_cast<size_t>(ly) * m_nLayerW + lx] : 0u;
+                s[x] = lx >= 0 && lx < m_nLayerW ? m_pixels.Row(ly)[lx] : 0u;
             }
         });
 }
@@ -618,27 +619,15 @@ CErrorAutoThrow CStyleJob::Run(const CRowIterator& layer, CRowIterator& destinat
     const int rw = m_region.right - m_region.left, rh = m_region.bottom - m_region.top;
     const double opacity = Clamp(m_s.fOpacity, 0, 1);
     const bool direct = opacity >= 1 && destination.GetPixelFormat() == keFormatBGRA;
+    QGDI_TRY(qgdi::warp::LoadPixels(layer, m_pixels, 0, keFormatBGRA));
     try {
-        m_aLayer.resize(static_cast<size_t>(m_nLayerW) * m_nLayerH);
-        m_aLayerAlpha.resize(m_aLayer.size());
+        m_aLayerAlpha.resize(m_pixels.pixels.size());
         if (!direct) m_aGroup.resize(static_cast<size_t>(rw) * rh);
     } catch (const std::bad_alloc&) {
         return QERR(keQuorErrOutOfMemory);
     }
-    {
-        CRowIterator converted;
-        const CRowIterator* bgra = &layer;
-        if (layer.GetPixelFormat() != keFormatBGRA) {
-            QGDI_TRY(converted.CreateFromCopy(layer, nullptr, keFormatBGRA));
-            bgra = &converted;
-        }
-        for (int y = 0; y < m_nLayerH; ++y) {
-            uint32_t* row = &m_aLayer[static_cast<size_t>(y) * m_nLayerW];
-            QGDI_TRY(bgra->GetAndCopyRow(row, y, 0, m_nLayerW, size_t(m_nLayerW) * 4));
-            float* a = &m_aLayerAlpha[static_cast<size_t>(y) * m_nLayerW];
-            for (int x = 0; x < m_nLayerW; ++x) a[x] = static_cast<float>(row[x] >> 24) * (1.0f / 255.0f);
-        }
-    }
+    for (size_t i = 0; i < m_aLayerAlpha.size(); ++i)
+        m_aLayerAlpha[i] = static_cast<float>(m_pixels.pixels[i] >> 24) * (1.0f / 255.0f);
     if (direct) {
         m_pDirect = &destination;
     } else {
