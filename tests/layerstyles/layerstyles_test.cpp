@@ -277,3 +277,113 @@ TEST(LayerStyles, BadInputIsRefusedOrHarmless) {
 }
 
 }  // namespace
+
+namespace {
+
+// Contour presets and custom curves at points whose values are known.
+TEST(StyleTables, ContoursAndGradients) {
+    const struct {
+        EStyleContour preset;
+        int at;
+        float want;
+    } points[] = {{keContourLinear, 0, 0},     {keContourLinear, 255, 1},        {keContourLinear, 51, 0.2f},
+                  {keContourCone, 0, 0},       {keContourCone, 255, 0},          {keContourConeInverted, 0, 1},
+                  {keContourGaussian, 0, 0},   {keContourGaussian, 255, 1},      {keContourHalfRound, 255, 1},
+                  {keContourSawtooth, 0, 0},   {keContourCoveDeep, 255, 1},      {keContourRollingSlope, 255, 1}};
+    for (const auto& p : points) {
+        SStyleContour c;
+        c.ePreset = p.preset;
+        float t[256];
+        QGDI_StyleContourTable(c, t);
+        EXPECT_NEAR(t[p.at], p.want, 1e-3) << p.preset << " at " << p.at;
+        for (float v : t) EXPECT_TRUE(v >= 0 && v <= 1);
+    }
+    SStyleContour custom;
+    custom.aPoints = {{0, 1}, {0.5, 0}, {1, 1}};
+    float t[256];
+    QGDI_StyleContourTable(custom, t);
+    EXPECT_NEAR(t[0], 1, 1e-6);
+    EXPECT_NEAR(t[64], 1 - 64 / 127.5, 1e-3);
+    EXPECT_NEAR(t[255], 1, 1e-6);
+    custom.aPoints = {{0.8, 0}, {0.2, 1}};  // not rising: the preset serves
+    QGDI_StyleContourTable(custom, t);
+    EXPECT_NEAR(t[51], 0.2f, 1e-3);
+
+    SStyleGradient g;
+    g.aStops = {{1, 0x0000FF, 1}, {0, 0xFF0000, 0}, {0.5, 0x00FF00, 0.5}};  // out of order on purpose
+    uint32_t table[256];
+    QGDI_StyleGradientTable(g, table);
+    EXPECT_EQ(table[0], 0x00FF0000u);
+    EXPECT_EQ(table[255], 0xFF0000FFu);
+    EXPECT_EQ(table[255] >> 24, 255u);
+    EXPECT_NEAR(double((table[128] >> 8) & 255), 255 * (1 - 0.5 / 127.5), 2.0);  // green near its stop
+    EXPECT_NEAR(double(table[128] >> 24), 128, 2.0);
+    SStyleGradient empty;
+    QGDI_StyleGradientTable(empty, table);
+    EXPECT_EQ(table[0], 0xFF000000u);
+    EXPECT_EQ(table[255], 0xFFFFFFFFu);
+}
+
+// A precise outer glow fades linearly over its size from the edge of a
+// square; a hard inner shadow of an opaque square is the outside shifted in.
+TEST(LayerStyles, PreciseGlowAndInnerShadowFollowTheirClosedForms) {
+    CRowIterator square;
+    ASSERT_FALSE(square.Create(20, 20, keFormatBGR).IsError());
+    SLayerStyles glow;
+    glow.fFillOpacity = 0;
+    glow.outerGlow.bEnabled = true;
+    glow.outerGlow.eTechnique = keGlowPrecise;
+    glow.outerGlow.eMode = keBlendMoxNormal;
+    glow.outerGlow.fOpacity = 1;
+    glow.outerGlow.fSize = 10;
+    const auto g = Render(glow, square, POINT{20, 20}, 60, 60, false);
+    for (int d = 0; d < 10; ++d) {
+        // Pixel centres d + 0.5 from the square's right edge.
+        const double want = std::clamp(1 - (d + 0.5) / 10, 0.0, 1.0) * 255;
+        EXPECT_NEAR(g[(30 * 60 + 40 + d) * 4 + 3], want, 1.5) << d;
+    }
+    EXPECT_EQ(g[(30 * 60 + 51) * 4 + 3], 0);
+
+    SLayerStyles inner;
+    inner.fFillOpacity = 0;
+    inner.innerShadow.bEnabled = true;
+    inner.innerShadow.eMode = keBlendMoxNormal;
+    inner.innerShadow.fOpacity = 1;
+    inner.innerShadow.fSize = 0;
+    inner.innerShadow.fDistance = 4;
+    inner.light.fAngle = 180;  // the shadow falls 4 pixels to the right
+    const auto s = Render(inner, square, POINT{20, 20}, 60, 60, false);
+    for (int x = 20; x < 40; ++x) EXPECT_EQ(s[(30 * 60 + x) * 4 + 3], x < 24 ? 255 : 0) << x;
+    EXPECT_EQ(s[(30 * 60 + 19) * 4 + 3], 0);  // nothing outside the layer
+}
+
+// Overlays cover the layer's shape: a horizontal gradient runs from its left
+// edge to its right, a pattern repeats from the layer's corner.
+TEST(LayerStyles, GradientAndPatternOverlays) {
+    CRowIterator square, pattern;
+    ASSERT_FALSE(square.Create(64, 32, keFormatBGR).IsError());
+    Canvas(pattern, 5, 3, true);
+    SLayerStyles s;
+    s.gradientOverlay.bEnabled = true;
+    s.gradientOverlay.gradient.fAngle = 0;
+    const auto g = Render(s, square, POINT{8, 8}, 80, 48, false);
+    const auto grey = [&](int x) { return int(g[(20 * 80 + x) * 4 + 1]); };
+    EXPECT_LE(grey(8), 6);
+    EXPECT_GE(grey(71), 249);
+    EXPECT_NEAR(grey(40), 128, 6);
+    for (int x = 9; x < 72; ++x) EXPECT_GE(grey(x), grey(x - 1));
+    s.gradientOverlay.gradient.bReverse = true;
+    EXPECT_GE(Render(s, square, POINT{8, 8}, 80, 48, false)[(20 * 80 + 8) * 4 + 1], 249);
+
+    SLayerStyles p;
+    p.patternOverlay.bEnabled = true;
+    p.patternOverlay.pattern.pImage = &pattern;
+    const auto got = Render(p, square, POINT{8, 8}, 80, 48, false);
+    const auto tile = Bytes(pattern);
+    for (int y = 8; y < 40; y += 7)
+        for (int x = 8; x < 72; x += 3)
+            for (int c = 0; c < 4; ++c)
+                EXPECT_EQ(got[(static_cast<size_t>(y) * 80 + x) * 4 + c], tile[(static_cast<size_t>((y - 8) % 3) * 5 + (x - 8) % 5) * 4 + c]);
+}
+
+}  // namespace

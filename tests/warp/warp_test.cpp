@@ -293,3 +293,47 @@ TEST(MeshWarp, DraggedPointsCarryTheirPixels) {
 }
 
 }  // namespace
+
+namespace {
+
+// The preview (bilinear, full size) and the full render (bicubic) of a
+// smooth image after a twirl agree to within a few levels.
+TEST(WarpRender, PreviewAgreesWithTheFullRender) {
+    CRowIterator image;
+    ASSERT_FALSE(image.Create(96, 64, keFormatBGRA).IsError());
+    for (int y = 0; y < 64; ++y) {
+        uint8_t* row = image.GetRow(y, 0, 96);
+        for (int x = 0; x < 96; ++x) {
+            row[4 * x] = static_cast<uint8_t>(128 + 100 * std::sin(x * 0.1));
+            row[4 * x + 1] = static_cast<uint8_t>(128 + 100 * std::cos(y * 0.13));
+            row[4 * x + 2] = static_cast<uint8_t>(x + y);
+            row[4 * x + 3] = 255;
+        }
+        image.ReleaseRow(y).Ignore();
+    }
+    CWarpMesh mesh;
+    ASSERT_FALSE(mesh.Create(96, 64).IsError());
+    SWarpBrush b;
+    b.eTool = keWarpTwirlClockwise;
+    b.fRadius = 30;
+    for (int k = 0; k < 4; ++k) mesh.Dab(b, 48, 32);
+    CWarpRenderer renderer;
+    renderer.SetClampEdges(true);
+    ASSERT_FALSE(renderer.SetSource(image, 1).IsError());
+    ASSERT_FALSE(renderer.UpdatePreview(mesh).IsError());
+    CRowIterator out;
+    ASSERT_FALSE(renderer.Render(mesh, out).IsError());
+    const auto full = Pixels(out, keFormatBGRxA);
+    const uint8_t* preview = reinterpret_cast<const uint8_t*>(renderer.GetPreview());
+    double sum = 0;
+    int worst = 0;
+    for (size_t i = 0; i < full.size(); ++i) {
+        const int d = std::abs(int(full[i]) - int(preview[i]));
+        sum += d;
+        worst = std::max(worst, d);
+    }
+    EXPECT_LT(sum / full.size(), 1.5);
+    EXPECT_LT(worst, 24);
+}
+
+}  // namespace
