@@ -124,6 +124,7 @@ RECT CWarpMesh::DirtyRect(int i0, int j0, int i1, int j1) const noexcept {
 }
 
 RECT CWarpMesh::Dab(const SWarpBrush& brush, double x, double y, double dx, double dy) {
+    QGDI_PROFILE_SCOPE("warp dab");
     const RECT none{0, 0, 0, 0};
     const double radius = brush.fRadius;
     const double amount = std::clamp(brush.fStrength, 0.0, 1.0) * std::clamp(brush.fPressure, 0.0, 1.0);
