@@ -7,6 +7,7 @@
 #include "qdibcore/Source/PixelFormatTraits.h"
 #include "qdibcore/Source/StatusControl.h"
 #include "qdibcore/Source/internal/ResultTry.h"
+#include "diagnostics/Profile.h"
 
 void CImageBlur::SetGaussian(double sx, double sy) noexcept {
     m_bBox = false;
@@ -22,6 +23,7 @@ void CImageBlur::SetBox(int rx, int ry) noexcept {
 
 CErrorAutoThrow CImageBlur::Blur(const CRowIterator& source, CRowIterator& destination,
                                  CStatusControl* status) const {
+    QGDI_PROFILE_SCOPE("blur");
     if (!source.IsAttached()) return QERR(keQuorErrIteratorState);
     std::vector<SBlurPass> across, down;
     const bool planned = m_bBox ? qgdi::filter::PlanBox(m_nRx, across) && qgdi::filter::PlanBox(m_nRy, down)

@@ -13,6 +13,7 @@
 #include "qdibcore/Source/StatusControl.h"
 #include "qdibcore/Source/internal/Parallel.h"
 #include "qdibcore/Source/internal/ResultTry.h"
+#include "diagnostics/Profile.h"
 
 namespace {
 
@@ -146,6 +147,7 @@ CErrorAutoThrow CImageResize::Resize(const CRowIterator& source, int width, int 
 
 CErrorAutoThrow CImageResize::Resize(const CRowIterator& source, CRowIterator& destination,
                                      CStatusControl* status) const {
+    QGDI_PROFILE_SCOPE("resize");
     if (!source.IsAttached() || !destination.IsAttached()) return QERR(keQuorErrIteratorState);
     const int sw = source.GetWidth(), sh = source.GetHeight(), dw = destination.GetWidth(),
               dh = destination.GetHeight();

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "qdibcore/Source/StatusControl.h"
+#include "diagnostics/Profile.h"
 
 void CIoData::SetInput(int index, const CRowIterator* image) {
     if (index < 0) return;
@@ -28,6 +29,7 @@ void CIoSeqOp::SetChain(VSeqOp* chain, bool owned) noexcept {
 }
 
 CErrorAutoThrow CIoSeqOp::Execute(CIoData& data) {
+    QGDI_PROFILE_SCOPE("pipeline");
     if (!m_pChain || !data.pDst || !data.pDst->IsAttached()) return QERR(keQuorErrFailed);
     CRowIterator& dst = *data.pDst;
     const int left = std::max<int>(data.rcDst.left, 0), top = std::max<int>(data.rcDst.top, 0);

@@ -10,6 +10,7 @@
 #include "diagnostics/QgdiLog.h"
 #include "qdibcore/Source/StatusControl.h"
 #include "qdibcore/Source/internal/pixel/IndexedPixels.h"
+#include "diagnostics/Profile.h"
 
 namespace {
 
@@ -121,6 +122,7 @@ QuorErrorCode ApplyRow(const SApplyArgs& a, const CRowOp& op, CRowOpData data, i
 
 QuorErrorCode Apply(const CRowOpDef& def, SApplyArgs& a, const RECT* dstRect, const RECT* srcRect, const RECT* maskRect,
                     CStatusControl* status) {
+    QGDI_PROFILE_SCOPE("apply row operation");
     if (!a.dst->IsAttached() || !ClipToImage(dstRect, a.dst->GetWidth(), a.dst->GetHeight(), a.dstRect))
         return keQuorErrSuccess;
     if (a.src && (!a.src->IsAttached() || !FitSecondImage(*a.src, srcRect, a.dstRect, a.srcOrigin)))

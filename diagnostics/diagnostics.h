@@ -1,3 +1,4 @@
 #pragma once
-// Diagnostics: logging.
+// Diagnostics: logging and profiling scopes.
+#include "diagnostics/Profile.h"
 #include "diagnostics/QgdiLog.h"

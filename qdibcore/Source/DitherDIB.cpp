@@ -12,6 +12,7 @@
 #include "qdibcore/Source/internal/ResultTry.h"
 #include "qdibcore/Source/locatecolorinpal.h"
 #include "qdibcore/Source/palettefunctions.h"
+#include "diagnostics/Profile.h"
 
 namespace {
 
@@ -314,6 +315,7 @@ const uint16_t* OrderedDitherMatrix(EOrderedMatrix matrix, int& side) noexcept {
 
 CErrorAutoThrow DitherDIB(CStatusControl* status, const CRowIterator& src, CRowIterator& dst, const RGBQUAD* palette,
                           int count, EDitherKernel kernel) {
+    QGDI_PROFILE_SCOPE("dither");
     if (!palette || count < 1 || count > 256 || kernel < keDitherNone || kernel > keDitherSierra)
         return QERR(keQuorErrFailed);
     tagColorLookupCache* cache = CreateColorLookupCache(count);

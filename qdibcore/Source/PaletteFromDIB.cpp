@@ -17,6 +17,7 @@
 #include "qdibcore/Source/QPalette.h"
 #include "qdibcore/Source/StatusControl.h"
 #include "qdibcore/Source/internal/ResultTry.h"
+#include "diagnostics/Profile.h"
 
 namespace {
 
@@ -298,6 +299,7 @@ CErrorAutoThrow PrepareView(const CRowIterator& image, CRowIterator& view, int& 
 
 CErrorAutoThrow MakePalFromDIB(const CRowIterator& image, RGBQUAD* palette, int maxColors, int& count,
                                CStatusControl* status) {
+    QGDI_PROFILE_SCOPE("palette from image");
     count = 0;
     if (!image.IsAttached()) return QERR(keQuorErrIteratorState);
     if (!palette || maxColors < 1 || maxColors > 256) return QERR(keQuorErrFailed);

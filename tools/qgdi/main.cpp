@@ -47,10 +47,16 @@ int main(int argc, char** argv) {
         return 2;
     }
     if (!args.empty()) args.erase(args.begin());
+    int code = 1;
     try {
-        return command->run(args);
+        code = command->run(args);
     } catch (const CQException& e) {
         std::fprintf(stderr, "qgdi: %s\n", e.what());
-        return 1;
     }
+    // QGDI_PROFILE=1: the table of timed scopes, through the log even when it is otherwise silent.
+    if (QGDI_ProfileIsEnabled()) {
+        if (QGDI_GetLogLevel() > keLogInfo) QGDI_SetLogLevel(keLogInfo);
+        QGDI_ProfileReport(keLogInfo);
+    }
+    return code;
 }
