@@ -63,7 +63,11 @@ const SFidelity kCases[] = {
     {"composite_atop", [](CIoEffectBuilder& b, CIoEffect&) { Pair(b); b(4, 1, 3).Composite(keCompositeAtop); }, 1},
     {"composite_xor", [](CIoEffectBuilder& b, CIoEffect&) { Pair(b); b(4, 1, 3).Composite(keCompositeXor); }, 1},
     {"arithmetic", [](CIoEffectBuilder& b, CIoEffect&) { Pair(b); b(4, 1, 3).Arithmetic(0.5, 0.6, 0.4, -0.1); }, 1},
-    {"blur_small", [](CIoEffectBuilder& b, CIoEffect&) { b(1, keEffectSourceGraphic).GaussianBlur(1.5, 1.5); }, 1},
+    // Below a deviation of 2 the reference uses a narrower kernel than the
+    // Gaussian it names (its output is closest to an exact Gaussian of 1.05,
+    // at 0.64); ours is the exact one, whose width Primitives.BlurHasTheDeviationItNames
+    // checks against the closed form. The difference is that of the kernels.
+    {"blur_small", [](CIoEffectBuilder& b, CIoEffect&) { b(1, keEffectSourceGraphic).GaussianBlur(1.5, 1.5); }, 3.5},
     {"blur_large", [](CIoEffectBuilder& b, CIoEffect&) { b(1, keEffectSourceGraphic).GaussianBlur(5, 5); }, 1},
     {"offset", [](CIoEffectBuilder& b, CIoEffect&) { b(1, keEffectSourceGraphic).Offset(7, -5); }, 1},
     {"tile", [](CIoEffectBuilder& b, CIoEffect& fx) {

@@ -23,7 +23,7 @@ std::unique_ptr<CRowIterator> Photo(int w = 32, int h = 24, bool translucent = f
 
 using Build = std::function<void(CIoEffectBuilder&)>;
 
-CErrorAutoThrow Run(const Build& build, const CRowIterator& src, CRowIterator& out) {
+CErrorAutoThrow RunBuilt(const Build& build, const CRowIterator& src, CRowIterator& out) {
     CIoEffect fx;
     CIoEffectBuilder b(fx);
     build(b);
@@ -65,11 +65,11 @@ TEST_P(Neutral, LeavesTheInputUnchanged) {
     for (const bool translucent : {false, true}) {
         const auto src = Photo(32, 24, translucent);
         CRowIterator out;
-        ASSERT_EQ(Run(GetParam().build, *src, out).Ignore(), keQuorErrSuccess);
-        // Straight colour survives premultiplied storage only to within the
-        // alpha's resolution.
+        ASSERT_EQ(RunBuilt(GetParam().build, *src, out).Ignore(), keQuorErrSuccess);
+        // Straight colour survives the operations' premultiplied 8-bit form
+        // only to within half a level of the premultiplied value.
         const auto d = MeanPremultipliedDifference(out, *src);
-        for (int c = 0; c < 4; ++c) EXPECT_LE(d[size_t(c)], translucent ? 0.01 : 0.0) << GetParam().name << " " << c;
+        for (int c = 0; c < 4; ++c) EXPECT_LE(d[size_t(c)], translucent ? 0.25 : 0.0) << GetParam().name << " " << c;
     }
 }
 
@@ -120,7 +120,7 @@ TEST(Primitives, AbsurdParametersGiveACodeNotACrash) {
     int index = 0;
     for (const Build& build : cases) {
         CRowIterator out;
-        const QuorErrorCode code = Run(build, *src, out).Ignore();
+        const QuorErrorCode code = RunBuilt(build, *src, out).Ignore();
         EXPECT_TRUE(code == keQuorErrSuccess || code == keQuorErrFailed) << "case " << index << " code " << code;
         ++index;
     }
@@ -130,11 +130,11 @@ TEST(Primitives, TurbulenceDependsOnlyOnTheSourcePosition) {
     // The same noise whether the run covers the whole image or a part placed elsewhere.
     const auto src = Photo(40, 30);
     CIoEffect fx;
-    CIoEffectBuilder(fx)(1).Turbulence(0.07, 0.05, 3, true, 11, 0);
+    CIoEffectBuilder{fx}(1).Turbulence(0.07, 0.05, 3, true, 11, 0);
     CRowIterator whole;
     ASSERT_EQ(RunEffect(fx, *src, whole).Ignore(), keQuorErrSuccess);
     CIoEffect part;
-    CIoEffectBuilder(part)(1).Turbulence(0.07, 0.05, 3, true, 11, 0);
+    CIoEffectBuilder{part}(1).Turbulence(0.07, 0.05, 3, true, 11, 0);
     CRowIterator dst;
     const CColorRef clear(0, 0, 0, 0);
     ASSERT_FALSE(dst.Create(60, 50, keFormatBGRA, &clear).IsError());
@@ -144,8 +144,27 @@ TEST(Primitives, TurbulenceDependsOnlyOnTheSourcePosition) {
     d.ptOrigin = {10, 8};
     d.rcDst = {15, 12, 45, 35};  // source pixels (5, 4) to (35, 27)
     ASSERT_EQ(part.Run(d).Ignore(), keQuorErrSuccess);
-    for (const auto [x, y] : {std::pair{5, 4}, {20, 13}, {34, 26}})
+    for (const auto& [x, y] : {std::pair{5, 4}, {20, 13}, {34, 26}})
         EXPECT_EQ(Pixel(dst, x + 10, y + 8), Pixel(whole, x, y)) << x << "," << y;
+}
+
+TEST(Primitives, BlurHasTheDeviationItNames) {
+    // A line blurred across: its profile's variance is sigma^2, exactly for
+    // the kernel below 2 and within the three boxes' whole sizes above.
+    for (const double sigma : {0.8, 1.5, 2.5, 4.0, 7.0}) {
+        const auto line = MakeBGRA(81, 61, [](int x, int) { return x == 40 ? 0xffffffffu : 0u; });
+        CRowIterator out;
+        ASSERT_EQ(RunBuilt([=](CIoEffectBuilder& b) { b(1, -1).GaussianBlur(sigma, 0); }, *line, out).Ignore(),
+                  keQuorErrSuccess);
+        double sum = 0, moment = 0;
+        for (int x = 0; x < 81; ++x) {
+            const double a = Pixel(out, x, 30) >> 24;
+            sum += a;
+            moment += a * (x - 40) * (x - 40);
+        }
+        EXPECT_NEAR(std::sqrt(moment / sum), sigma, sigma < 2 ? 0.03 : 0.08 * sigma) << sigma;
+        EXPECT_NEAR(sum, 255, 255 * 0.04) << sigma;
+    }
 }
 
 TEST(Primitives, ColourMatricesOfTheirClosedForms) {
@@ -167,7 +186,7 @@ TEST(Primitives, ColourMatricesOfTheirClosedForms) {
     };
     for (const SCase& c : cases) {
         CRowIterator out;
-        ASSERT_EQ(Run(c.build, *src, out).Ignore(), keQuorErrSuccess);
+        ASSERT_EQ(RunBuilt(c.build, *src, out).Ignore(), keQuorErrSuccess);
         for (int x = 0; x < 4; ++x) {
             const uint32_t s = Pixel(*src, x, 0), want = c.expect(int(s >> 16 & 255), int(s >> 8 & 255), int(s & 255));
             const uint32_t got = Pixel(out, x, 0);
@@ -181,14 +200,14 @@ TEST(Primitives, DeformationsMoveWhatTheirMapsSay) {
     const auto src = Photo(30, 30);
     // A quarter turn of a square about its centre is exact on whole pixels.
     CRowIterator out;
-    ASSERT_EQ(Run([](CIoEffectBuilder& b) { b(1, -1).Rotate(90); }, *src, out).Ignore(), keQuorErrSuccess);
+    ASSERT_EQ(RunBuilt([](CIoEffectBuilder& b) { b(1, -1).Rotate(90); }, *src, out).Ignore(), keQuorErrSuccess);
     int same = 0;
     for (int y = 0; y < 30; ++y)
         for (int x = 0; x < 30; ++x) same += Pixel(out, x, y) == Pixel(*src, y, 29 - x) || Pixel(out, x, y) == Pixel(*src, 29 - y, x);
     EXPECT_GT(same, 30 * 30 * 9 / 10);
     // An offset moves pixels and leaves transparency behind.
     CRowIterator moved;
-    ASSERT_EQ(Run([](CIoEffectBuilder& b) { b(1, -1).Offset(4, -2); }, *src, moved).Ignore(), keQuorErrSuccess);
+    ASSERT_EQ(RunBuilt([](CIoEffectBuilder& b) { b(1, -1).Offset(4, -2); }, *src, moved).Ignore(), keQuorErrSuccess);
     EXPECT_EQ(Pixel(moved, 10, 10), Pixel(*src, 6, 12));
     EXPECT_EQ(Pixel(moved, 2, 5), 0u);
     for (const Build& build : {Build([](CIoEffectBuilder& b) { b(1, -1).Circle(); }),
@@ -197,7 +216,7 @@ TEST(Primitives, DeformationsMoveWhatTheirMapsSay) {
                                Build([](CIoEffectBuilder& b) { b(1, -1).Wave(3, 8, 2, 6); }),
                                Build([](CIoEffectBuilder& b) { b(1, -1).VPerspective(0.4); })}) {
         CRowIterator d;
-        ASSERT_EQ(Run(build, *src, d).Ignore(), keQuorErrSuccess);
+        ASSERT_EQ(RunBuilt(build, *src, d).Ignore(), keQuorErrSuccess);
         EXPECT_GT(MeanPremultipliedDifference(d, *src)[1], 0.5);  // something moved
     }
 }
@@ -215,16 +234,16 @@ TEST(Primitives, ReliefAndWindKeepTheShapeAndChangeTheShading) {
     };
     for (const Build& build : cases) {
         CRowIterator out;
-        ASSERT_EQ(Run(build, *src, out).Ignore(), keQuorErrSuccess);
+        ASSERT_EQ(RunBuilt(build, *src, out).Ignore(), keQuorErrSuccess);
         EXPECT_EQ(MeanPremultipliedDifference(out, *src)[3], 0.0);  // alpha kept
     }
     // A bevel lit from the top left: the top-left rim lighter than the bottom-right one.
     CRowIterator bevel;
-    ASSERT_EQ(Run([](CIoEffectBuilder& b) { b(1, -1).Bevel(5, 2, 225); }, *src, bevel).Ignore(), keQuorErrSuccess);
+    ASSERT_EQ(RunBuilt([](CIoEffectBuilder& b) { b(1, -1).Bevel(5, 2, 225); }, *src, bevel).Ignore(), keQuorErrSuccess);
     EXPECT_GT(Pixel(bevel, 11, 11) & 255, Pixel(bevel, 29, 29) & 255);
     // Wind from the left drags the grey disc's right edge out.
     CRowIterator wind;
-    ASSERT_EQ(Run([](CIoEffectBuilder& b) { b(1, -1).Wind(20, keWindFromLeft); }, *src, wind).Ignore(), keQuorErrSuccess);
+    ASSERT_EQ(RunBuilt([](CIoEffectBuilder& b) { b(1, -1).Wind(20, keWindFromLeft); }, *src, wind).Ignore(), keQuorErrSuccess);
     EXPECT_GT(Pixel(wind, 36, 20) >> 24, 0u);
     EXPECT_EQ(Pixel(wind, 3, 20), 0u);
 }
@@ -232,11 +251,11 @@ TEST(Primitives, ReliefAndWindKeepTheShapeAndChangeTheShading) {
 TEST(Primitives, TilesAndImagePlaceTheirPixels) {
     const auto src = Photo(32, 32);
     CRowIterator tiles;
-    ASSERT_EQ(Run([](CIoEffectBuilder& b) { b(1, -1).Tiles(8, 0); }, *src, tiles).Ignore(), keQuorErrSuccess);
+    ASSERT_EQ(RunBuilt([](CIoEffectBuilder& b) { b(1, -1).Tiles(8, 0); }, *src, tiles).Ignore(), keQuorErrSuccess);
     EXPECT_EQ(Pixel(tiles, 3, 3), Pixel(*src, 3, 3));  // inside a tile, away from its rim
     const auto small = Photo(8, 4);
     CRowIterator placed;
-    ASSERT_EQ(Run([&](CIoEffectBuilder& b) { b(1).Image(small.get(), keResampleNearestNeighbor); }, *src, placed).Ignore(),
+    ASSERT_EQ(RunBuilt([&](CIoEffectBuilder& b) { b(1).Image(small.get(), keResampleNearestNeighbor); }, *src, placed).Ignore(),
               keQuorErrSuccess);
     // 8 x 4 fitted into 32 x 32: scaled by 4, centred vertically (rows 8 to 23).
     EXPECT_EQ(Pixel(placed, 5, 7), 0u);
