@@ -133,11 +133,13 @@ const std::vector<SPrimitive>& Primitives() {
     static const std::vector<SPrimitive> kList = {
         {{"arithmetic", 2, "k1=0 k2=0 k3=0 k4=0", "k1 i1 i2 + k2 i1 + k3 i2 + k4"},
          [](auto& b, auto& p) { return b.Arithmetic(p.Num("k1", 0), p.Num("k2", 0), p.Num("k3", 0), p.Num("k4", 0)); }},
-        {{"composite", 2, "op=over", "input 1 onto input 2 (clear, source, destination, over, in, out, atop, xor, lighter...)"},
+        {{"composite", 2, "op=over", "input 1 onto input 2 (over, in, out, atop, xor, copy, destination-over, lighter...)"},
          [](auto& b, auto& p) {
              EQCompositeOp op = keCompositeOver;
              const std::string name = p.Word("op", "over");
-             if (!QGDI_FindCompositeOp(name.c_str(), op)) p.Fail("unknown composite operator '" + name + "'");
+             // The SVG names (over, in, out, atop) are the source-... operators.
+             if (!QGDI_FindCompositeOp(name.c_str(), op) && !QGDI_FindCompositeOp(("source-" + name).c_str(), op))
+                 p.Fail("unknown composite operator '" + name + "'");
              return b.Composite(op);
          }},
         {{"matrix", 1, "values=(20 numbers)", "5 x 4 colour matrix, rows red, green, blue, alpha"},

@@ -13,6 +13,8 @@ const std::vector<SQgdiCommand>& QgdiCommands() {
          &QgdiCmdResize},
         {"blur", "blur IN OUT (--sigma S [--sigma-y S] | --box R [--box-y R]) [--edge wrap|clamp|constant]",
          "Gaussian or box blur, with a progress bar; Ctrl-C cancels", &QgdiCmdBlur},
+        {"effect", "effect IN OUT GRAPH | effect IN OUT --preset drop-shadow|emboss|chrome|glow | effect --list",
+         "runs an effect graph described in a text file, or a ready-made one", &QgdiCmdEffect},
         {"formats", "formats", "table of the pixel formats and their properties", &QgdiCmdFormats},
         {"blend", "blend BOTTOM TOP OUT [--mode NAME] [--opacity 0-255] [--at X,Y] [--sheet] | blend --list",
          "lay TOP over BOTTOM in a layer blend mode or through a compositing operator", &QgdiCmdBlend},
