@@ -14,27 +14,12 @@ namespace {
 constexpr double kPi = 3.14159265358979;
 constexpr std::array<double, 20> kIdentity = {1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 1, 0};
 
-// Reads straight pixels of input 0 and writes body's straight result over
-// the node's rectangle; colour under zero alpha reads as black.
+// Straight pixels of input 0 through body(pixel) one by one.
 template <class Body>
 CErrorAutoThrow StraightPerPixel(const CIoData& data, Body&& body) {
-    RECT rc;
-    QGDI_TRY(DestinationRect(data, rc));
-    SPixels px;
-    QGDI_TRY(ReadInput(data, 0, px));
-    const bool done = ForRows(rc.top, rc.bottom, data.pStatus, [&](int y) {
-        uint8_t* p = px.Row(y);
-        for (int x = 4 * rc.left; x < 4 * rc.right; x += 4) {
-            const uint8_t a = p[x + 3];
-            uint8_t s[4] = {Unpremultiply(p[x], a), Unpremultiply(p[x + 1], a), Unpremultiply(p[x + 2], a), a};
-            body(s);
-            p[x] = Premultiply(s[0], s[3]);
-            p[x + 1] = Premultiply(s[1], s[3]);
-            p[x + 2] = Premultiply(s[2], s[3]);
-            p[x + 3] = s[3];
-        }
+    return MapStraight(data, [&](uint8_t* px, int n) {
+        for (int i = 0; i < 4 * n; i += 4) body(px + i);
     });
-    return Finish(done, data, rc, px);
 }
 
 }  // namespace

@@ -11,17 +11,6 @@
 
 namespace qgdi::effects {
 
-uint8_t Premultiply(uint8_t c, uint8_t a) noexcept {
-    const uint32_t t = uint32_t(c) * a + 128;
-    return uint8_t((t + (t >> 8)) >> 8);
-}
-
-uint8_t Unpremultiply(uint8_t c, uint8_t a) noexcept {
-    if (a == 0) return 0;
-    const uint32_t v = (uint32_t(c) * 255 + a / 2) / a;
-    return uint8_t(v > 255 ? 255 : v);
-}
-
 uint32_t SPixels::At(int x, int y) const noexcept {
     if (x < 0 || y < 0 || x >= width || y >= height) return 0;
     const uint8_t* p = Row(y) + 4 * x;
@@ -44,9 +33,13 @@ CErrorAutoThrow ReadPixels(const CRowIterator* image, int width, int height, SPi
     if (format != keFormatBGRA && format != keFormatBGRxA) return QERR(keQuorErrFormatNotSupported);
     const bool straight = format == keFormatBGRA;
     const int w = std::min(width, image->GetWidth()), h = std::min(height, image->GetHeight());
-    for (int y = 0; y < h; ++y) {
+    std::atomic<bool> failed{false};
+    parallel::For(0, h, [&](int y) {
         const uint8_t* row = image->GetRow(y, 0, w);
-        if (!row) return QERR(keQuorErrOutOfMemory);
+        if (!row) {
+            failed.store(true, std::memory_order_relaxed);
+            return;
+        }
         uint8_t* d = out.Row(y);
         if (straight) {
             for (int x = 0; x < 4 * w; x += 4) {
@@ -60,8 +53,8 @@ CErrorAutoThrow ReadPixels(const CRowIterator* image, int width, int height, SPi
             std::copy(row, row + 4 * w, d);
         }
         image->ReleaseRow(y).Ignore();
-    }
-    return {};
+    }, 16);
+    return failed.load() ? QERR(keQuorErrOutOfMemory) : CErrorAutoThrow();
 }
 
 CErrorAutoThrow WritePixels(CRowIterator& image, const RECT& rc, const SPixels& pixels) {
@@ -73,9 +66,13 @@ CErrorAutoThrow WritePixels(CRowIterator& image, const RECT& rc, const SPixels& 
     const int right = std::min({static_cast<int>(rc.right), image.GetWidth(), pixels.width});
     const int bottom = std::min({static_cast<int>(rc.bottom), image.GetHeight(), pixels.height});
     if (right <= left) return {};
-    for (int y = top; y < bottom; ++y) {
+    std::atomic<bool> failed{false};
+    parallel::For(top, bottom, [&](int y) {
         uint8_t* row = image.GetRow(y, left, right - left);
-        if (!row) return QERR(keQuorErrOutOfMemory);
+        if (!row) {
+            failed.store(true, std::memory_order_relaxed);
+            return;
+        }
         const uint8_t* s = pixels.Row(y) + 4 * left;
         if (straight) {
             for (int x = 0; x < 4 * (right - left); x += 4) {
@@ -89,8 +86,46 @@ CErrorAutoThrow WritePixels(CRowIterator& image, const RECT& rc, const SPixels& 
             std::copy(s, s + 4 * (right - left), row);
         }
         image.ReleaseRow(y).Ignore();
-    }
-    return {};
+    }, 16);
+    return failed.load() ? QERR(keQuorErrOutOfMemory) : CErrorAutoThrow();
+}
+
+CErrorAutoThrow MapStraightImpl(const CIoData& data, void (*fn)(void*, uint8_t*, int), void* context) {
+    RECT rc;
+    QGDI_TRY(DestinationRect(data, rc));
+    CRowIterator& dst = *data.pDst;
+    const CRowIterator* in = data.GetInput(0);
+    if (dst.GetPixelFormat() != keFormatBGRA || (in && in->GetPixelFormat() != keFormatBGRA))
+        return QERR(keQuorErrFormatNotSupported);
+    const RECT r = data.GetInputRect(0);
+    const int w = rc.right - rc.left;
+    const int x0 = std::max<int>(rc.left, r.left), x1 = std::min<int>(rc.right, r.right);
+    std::atomic<bool> failed{false};
+    const bool done = ForRows(rc.top, rc.bottom, data.pStatus, [&](int y) {
+        uint8_t* row = dst.GetRow(y, rc.left, w);
+        if (!row) {
+            failed.store(true, std::memory_order_relaxed);
+            return;
+        }
+        std::fill(row, row + 4 * w, uint8_t(0));
+        if (in && y >= r.top && y < r.bottom && x1 > x0) {
+            if (const uint8_t* s = in->GetRow(y, x0, x1 - x0)) {
+                uint8_t* d = row + 4 * (x0 - rc.left);
+                for (int i = 0; i < 4 * (x1 - x0); i += 4) {
+                    const uint32_t keep = s[i + 3] ? 0xffu : 0u;  // colour under zero alpha is black
+                    d[i] = uint8_t(s[i] & keep), d[i + 1] = uint8_t(s[i + 1] & keep), d[i + 2] = uint8_t(s[i + 2] & keep);
+                    d[i + 3] = s[i + 3];
+                }
+                in->ReleaseRow(y).Ignore();
+            } else {
+                failed.store(true, std::memory_order_relaxed);
+            }
+        }
+        fn(context, row, w);
+        dst.ReleaseRow(y).Ignore();
+    });
+    if (failed.load()) return QERR(keQuorErrOutOfMemory);
+    return done ? CErrorAutoThrow() : QERR(keQuorErrCancelled);
 }
 
 CErrorAutoThrow ReadInput(const CIoData& data, int index, SPixels& out) {
