@@ -25,4 +25,8 @@ int QgdiCmdDither(const std::vector<std::string>& args);
 int QgdiCmdPalette(const std::vector<std::string>& args);
 int QgdiCmdResize(const std::vector<std::string>& args);
 int QgdiCmdBlur(const std::vector<std::string>& args);
+int QgdiCmdConvolve(const std::vector<std::string>& args);
+int QgdiCmdSharpen(const std::vector<std::string>& args);
+int QgdiCmdMorph(const std::vector<std::string>& args);
+int QgdiCmdDistort(const std::vector<std::string>& args);
 int QgdiCmdEffect(const std::vector<std::string>& args);
