@@ -76,6 +76,20 @@ bool CIoEffectBuilder::Invert() { QGDI_BUILD(CIoComponentTransfer::CreateInvert(
 bool CIoEffectBuilder::Chrome(const CColorRef& colour, double periods) {
     QGDI_BUILD(CIoComponentTransfer::CreateChrome(colour, periods));
 }
+bool CIoEffectBuilder::ConvolveMatrix(const double* matrix, double divisor, EEdgeMode edge, EQChannelSet channels,
+                                      int columns, int rows) {
+    QGDI_BUILD(new CIoConvolveMatrix(matrix, divisor, edge, channels, columns, rows));
+}
+bool CIoEffectBuilder::ConvolveMatrix(EQFilterMatrix which, EEdgeMode edge, EQChannelSet channels) {
+    QGDI_BUILD(new CIoConvolveMatrix(which, edge, channels));
+}
+bool CIoEffectBuilder::DilateRound(int rx, int ry) { QGDI_BUILD(new (std::nothrow) CIoDilate(CIoMorphology::keShapeRound, rx, ry)); }
+bool CIoEffectBuilder::DilateSquare(int rx, int ry) { QGDI_BUILD(new (std::nothrow) CIoDilate(CIoMorphology::keShapeSquare, rx, ry)); }
+bool CIoEffectBuilder::ErodeRound(int rx, int ry) { QGDI_BUILD(new (std::nothrow) CIoErode(CIoMorphology::keShapeRound, rx, ry)); }
+bool CIoEffectBuilder::ErodeSquare(int rx, int ry) { QGDI_BUILD(new (std::nothrow) CIoErode(CIoMorphology::keShapeSquare, rx, ry)); }
+bool CIoEffectBuilder::DisplacementMap(EQChannel xChannel, EQChannel yChannel, double scale) {
+    QGDI_BUILD(new (std::nothrow) CIoDisplacementMap(xChannel, yChannel, scale));
+}
 bool CIoEffectBuilder::GaussianBlur(double sigma, double) { QGDI_BUILD(new (std::nothrow) CIoGaussianBlur(sigma, 3)); }
 bool CIoEffectBuilder::Tile(double scale) { QGDI_BUILD(new (std::nothrow) CIoTile(scale)); }
 bool CIoEffectBuilder::Turbulence(double fx, double fy, int octaves, bool fractalNoise, long seed, double stitchTile) {

@@ -15,6 +15,7 @@
 #include "effects/Effect.h"
 #include "effects/IoBasic.h"
 #include "effects/IoDeformation.h"
+#include "effects/IoFilters.h"
 #include "qdibcore/Source/ColorRef.h"
 #include "qgdi_export.h"
 
@@ -47,6 +48,16 @@ public:
     bool Gamma(double amplitude, double exponent, double offset);
     bool Invert();
     bool Chrome(const CColorRef& colour, double periods);
+
+    // Anchor at columns / 2, rows / 2; channels without alpha filter the colour straight and keep alpha.
+    bool ConvolveMatrix(const double* matrix, double divisor, EEdgeMode edge, EQChannelSet channels, int columns,
+                        int rows);
+    bool ConvolveMatrix(EQFilterMatrix which, EEdgeMode edge, EQChannelSet channels);
+    bool DilateRound(int rx, int ry);
+    bool DilateSquare(int rx, int ry);
+    bool ErodeRound(int rx, int ry);
+    bool ErodeSquare(int rx, int ry);
+    bool DisplacementMap(EQChannel xChannel, EQChannel yChannel, double scale);
 
     // The second deviation is not used: the blur is the same across and down.
     bool GaussianBlur(double sigma, double sigmaUnused);

@@ -180,6 +180,53 @@ const std::vector<SPrimitive>& Primitives() {
              const double s = p.Num("sigma", 2);
              return b.GaussianBlur(s, s);
          }},
+        {{"convolve", 1, "kernel=a,b,...;... | matrix=NAME divisor=sum edge=clamp|wrap|none alpha=1",
+          "convolution; rows separated by ';'; alpha=0 keeps alpha and filters straight colour"},
+         [](auto& b, auto& p) {
+             const std::string e = p.Word("edge", "clamp");
+             const EEdgeMode edge = e == "wrap" ? keEdgeWrap : e == "none" ? keEdgeConstant : keEdgeClamp;
+             if (e != "clamp" && e != "wrap" && e != "none") p.Fail("edge is clamp, wrap or none");
+             const EQChannelSet channels = p.Int("alpha", 1) ? keChannelSetAll : keChannelSetAllButAlpha;
+             const std::string name = p.Word("matrix", "");
+             if (!name.empty()) {
+                 const int which = QGDI_ParseFilterMatrix(name.c_str());
+                 if (which < 0) p.Fail("unknown matrix '" + name + "'");
+                 return b.ConvolveMatrix(EQFilterMatrix(std::max(which, 0)), edge, channels);
+             }
+             std::string text = p.Word("kernel", "");
+             const int rows = int(std::count(text.begin(), text.end(), ';')) + 1;
+             std::replace(text.begin(), text.end(), ';', ',');
+             p.values["kernel"] = text;
+             const auto k = p.List("kernel", 1, 255 * 255);
+             if (k.empty() || k.size() % size_t(rows)) {
+                 p.Fail("kernel takes rows of equal length separated by ';'");
+                 return false;
+             }
+             return b.ConvolveMatrix(k.data(), p.Num("divisor", 0), edge, channels, int(k.size()) / rows, rows);
+         }},
+        {{"dilate", 1, "rx=1 ry=rx shape=square|round", "largest value within the radii"},
+         [](auto& b, auto& p) {
+             const int rx = p.Int("rx", 1), ry = p.Int("ry", rx);
+             return p.Word("shape", "square") == "round" ? b.DilateRound(rx, ry) : b.DilateSquare(rx, ry);
+         }},
+        {{"erode", 1, "rx=1 ry=rx shape=square|round", "smallest value within the radii"},
+         [](auto& b, auto& p) {
+             const int rx = p.Int("rx", 1), ry = p.Int("ry", rx);
+             return p.Word("shape", "square") == "round" ? b.ErodeRound(rx, ry) : b.ErodeSquare(rx, ry);
+         }},
+        {{"displace", 2, "scale=10 x=red y=green", "input 1 displaced by the channels of input 2"},
+         [](auto& b, auto& p) {
+             const auto channel = [&](const char* key, const char* otherwise) {
+                 const std::string c = p.Word(key, otherwise);
+                 if (c == "red") return keChannelRed;
+                 if (c == "green") return keChannelGreen;
+                 if (c == "blue") return keChannelBlue;
+                 if (c != "alpha") p.Fail(std::string(key) + " is red, green, blue or alpha");
+                 return keChannelAlpha;
+             };
+             const EQChannel x = channel("x", "red"), y = channel("y", "green");
+             return b.DisplacementMap(x, y, p.Num("scale", 10));
+         }},
         {{"tile", 1, "scale=1", "input's written rectangle repeated"},
          [](auto& b, auto& p) { return b.Tile(p.Num("scale", 1)); }},
         {{"turbulence", 0, "fx=0.05 fy=fx octaves=2 type=turbulence seed=0 stitch=0", "Perlin turbulence or fractal noise"},

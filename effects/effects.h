@@ -6,6 +6,7 @@
 #include "effects/IoBlur.h"
 #include "effects/IoColor.h"
 #include "effects/IoDeformation.h"
+#include "effects/IoFilters.h"
 #include "effects/IoGenerate.h"
 #include "effects/IoLighting.h"
 #include "effects/IoRelief.h"

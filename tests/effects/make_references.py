@@ -44,6 +44,13 @@ CASES = {
     "composite_atop": PAIR + '<feComposite in="a" in2="b" operator="atop"/>',
     "composite_xor": PAIR + '<feComposite in="a" in2="b" operator="xor"/>',
     "arithmetic": PAIR + '<feComposite in="a" in2="b" operator="arithmetic" k1="0.5" k2="0.6" k3="0.4" k4="-0.1"/>',
+    "convolve": '<feConvolveMatrix order="3" kernelMatrix="1 2 0 0 1 -1 1 0 2" divisor="4" edgeMode="duplicate"/>',
+    "convolve_straight": PAIR + '<feConvolveMatrix in="a" order="3" kernelMatrix="0 1 3 1 -1 0 0 1 0" edgeMode="wrap" '
+                         'preserveAlpha="true"/>',
+    "dilate": PAIR + '<feMorphology in="b" operator="dilate" radius="2 1"/>',
+    "erode": '<feMorphology operator="erode" radius="1 3"/>',
+    "displacement": '<feTurbulence type="fractalNoise" baseFrequency="0.03" numOctaves="2" seed="5" result="t"/>'
+                    '<feDisplacementMap in="SourceGraphic" in2="t" scale="12" xChannelSelector="R" yChannelSelector="G"/>',
     "blur_small": '<feGaussianBlur stdDeviation="1.5"/>',
     "blur_large": '<feGaussianBlur stdDeviation="5"/>',
     "offset": '<feOffset dx="7" dy="-5"/>',

@@ -56,6 +56,13 @@ const SNeutral kNeutral[] = {
     {"Arithmetic", [](CIoEffectBuilder& b) { b(1, -1, -3).Arithmetic(0, 1, 0, 0); }},
     {"CompositeSource", [](CIoEffectBuilder& b) { b(1, -1, -3).Composite(keCompositeSource); }},
     {"Bevel0", [](CIoEffectBuilder& b) { b(1, -1).Bevel(0, 3); }},
+    {"ConvolveIdentity", [](CIoEffectBuilder& b) {
+         const double k[9] = {0, 0, 0, 0, 1, 0, 0, 0, 0};
+         b(1, -1).ConvolveMatrix(k, 1, keEdgeClamp, keChannelSetAll, 3, 3);
+     }},
+    {"Dilate0", [](CIoEffectBuilder& b) { b(1, -1).DilateSquare(0, 0); }},
+    {"Erode0", [](CIoEffectBuilder& b) { b(1, -1).ErodeRound(0, 0); }},
+    {"Displacement0", [](CIoEffectBuilder& b) { b(1, -1, -3).DisplacementMap(keChannelRed, keChannelGreen, 0); }},
     {"BumpMap0", [](CIoEffectBuilder& b) { b(1, -1).BumpMap(0); }},
 };
 
@@ -116,6 +123,15 @@ TEST(Primitives, AbsurdParametersGiveACodeNotACrash) {
         [](CIoEffectBuilder& b) { b(1, -1).Image(nullptr, keResampleBilinear); },
         [](CIoEffectBuilder& b) { b(1, -1).Composite(EQCompositeOp(99)); },
         [](CIoEffectBuilder& b) { b(1, -1).Arithmetic(kNaN, kInf, -kInf, 1e300); },
+        [&](CIoEffectBuilder& b) { b(1, -1).ConvolveMatrix(nan20, 0, keEdgeWrap, keChannelSetAll, 4, 5); },
+        [&](CIoEffectBuilder& b) { b(1, -1).ConvolveMatrix(nan20, 1, keEdgeWrap, keChannelSetAll, 100000, 1); },
+        [&](CIoEffectBuilder& b) { b(1, -1).ConvolveMatrix(nullptr, 1, keEdgeClamp, keChannelSetAll, 3, 3); },
+        [](CIoEffectBuilder& b) { b(1, -1).ConvolveMatrix(EQFilterMatrix(99), keEdgeClamp, keChannelSetAll); },
+        [](CIoEffectBuilder& b) { b(1, -1).DilateSquare(1 << 30, -5); },
+        [](CIoEffectBuilder& b) { b(1, -1).ErodeRound(5000, 5000); },
+        [](CIoEffectBuilder& b) { b(1, -1, -1).DisplacementMap(EQChannel(9), keChannelRed, 5); },
+        [](CIoEffectBuilder& b) { b(1, -1, -1).DisplacementMap(keChannelRed, keChannelRed, kNaN); },
+        [](CIoEffectBuilder& b) { b(1, -1, -1).DisplacementMap(keChannelRed, keChannelRed, 1e12); },
     };
     int index = 0;
     for (const Build& build : cases) {
