@@ -5,8 +5,9 @@
 // what the graph itself costs (stock images, node images, bookkeeping, the
 // final copy) is reported as a share of the run ("graph %").
 // Single primitives beside OpenCV's counterparts on the same pixels (one
-// thread each): Gaussian blur (cv::GaussianBlur) and colour matrix
-// (cv::transform). Rates are megapixels per second of wall clock.
+// thread each): Gaussian blur (cv::GaussianBlur), colour matrix
+// (cv::transform), a 5 x 5 convolution (cv::filter2D) and a square dilation
+// of radius 3 (cv::dilate). Rates are megapixels per second of wall clock.
 //
 // QGDI_BENCH_QUICK=1 runs on 512 x 512; QGDI_BENCH_PHOTO picks the photograph.
 #include <benchmark/benchmark.h>
@@ -142,6 +143,7 @@ void Timed(benchmark::State& state, Fn&& fn) {
     state.counters["Mpix/s"] = double(Size()) * Size() * 1e-6 * static_cast<double>(n) / total;
 }
 
+const double kKernel5[25] = {1, 2, 3, 2, 1, 2, 4, 6, 4, 2, 3, 6, 9, 6, 3, 2, 4, 6, 4, 1, 1, 2, 3, 1, 0};
 const double kMatrix[20] = {0.9, 0.1, 0.05, 0, 0.02, 0.05, 0.8, 0.1, 0, 0, 0.1, 0.1, 0.7, 0, 0.05, 0, 0, 0, 1, 0};
 
 void Primitive(benchmark::State& state, CImageOp& op) {
@@ -189,7 +191,41 @@ void Register() {
         CIoColorMatrix matrix(kMatrix);
         Primitive(s, matrix);
     });
+    reg("convolve5x5/t1/ours", [](benchmark::State& s) {
+        CIoConvolveMatrix convolve(kKernel5, 0, keEdgeClamp, keChannelSetAll, 5, 5);
+        Primitive(s, convolve);
+    });
+    reg("dilate3/t1/ours", [](benchmark::State& s) {
+        CIoDilate dilate(CIoMorphology::keShapeSquare, 3, 3);
+        Primitive(s, dilate);
+    });
 #ifdef QGDI_HAVE_OPENCV
+    reg("convolve5x5/t1/opencv", [](benchmark::State& s) {
+        std::vector<uint8_t> bytes;
+        const cv::Mat in = SourceMat(bytes);
+        cv::Mat out(in.size(), in.type());
+        cv::Mat k(5, 5, CV_32F);
+        float sum = 0;
+        for (int i = 0; i < 25; ++i) sum += float(kKernel5[i]);
+        // The graph's kernel is a true convolution: turned half a turn for OpenCV's correlation.
+        for (int i = 0; i < 25; ++i) k.at<float>(i / 5, i % 5) = float(kKernel5[24 - i]) / sum;
+        cv::setNumThreads(1);
+        Timed(s, [&] {
+            cv::filter2D(in, out, -1, k, cv::Point(-1, -1), 0, cv::BORDER_REPLICATE);
+            return true;
+        });
+    });
+    reg("dilate3/t1/opencv", [](benchmark::State& s) {
+        std::vector<uint8_t> bytes;
+        const cv::Mat in = SourceMat(bytes);
+        cv::Mat out(in.size(), in.type());
+        const cv::Mat element = cv::getStructuringElement(cv::MORPH_RECT, cv::Size(7, 7));
+        cv::setNumThreads(1);
+        Timed(s, [&] {
+            cv::dilate(in, out, element);
+            return true;
+        });
+    });
     reg("blur/sigma4/t1/opencv", [](benchmark::State& s) {
         std::vector<uint8_t> bytes;
         const cv::Mat in = SourceMat(bytes);

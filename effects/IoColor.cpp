@@ -108,21 +108,23 @@ CIoColorMatrix* CIoColorMatrix::CreateColorize(double hueDegrees, double saturat
 }
 
 CErrorAutoThrow CIoColorMatrix::Execute(const CIoData& data) {
-    // Fixed point with 16 fractional bits; entries beyond +-2^14 saturate any pixel anyway.
-    int64_t k[20];
-    for (int i = 0; i < 20; ++i) {
-        const double v = std::clamp(m_m[i], -16384.0, 16384.0);
-        k[i] = std::llround(i % 5 == 4 ? v * 255.0 * 65536.0 : v * 65536.0);
-    }
-    return StraightPerPixel(data, [&](uint8_t* s) {
-        const int64_t r = s[2], g = s[1], b = s[0], a = s[3];
-        int64_t out[4];
-        for (int row = 0; row < 4; ++row) {
-            const int64_t* m = k + 5 * row;
-            out[row] = (m[0] * r + m[1] * g + m[2] * b + m[3] * a + m[4] + 32768) >> 16;
+    // Single precision is exact enough for 8-bit results (24-bit mantissa
+    // against at most 4 x 255 x |m| summed), and the row loop vectorises.
+    float k[20];
+    for (int i = 0; i < 20; ++i)
+        k[i] = static_cast<float>(std::clamp(m_m[i], -16384.0, 16384.0) * (i % 5 == 4 ? 255.0 : 1.0));
+    return MapStraight(data, [&](uint8_t* __restrict__ px, int n) {
+        for (int i = 0; i < n; ++i) {
+            uint8_t* p = px + 4 * i;
+            const float b = p[0], g = p[1], r = p[2], a = p[3];
+            float out[4];
+            for (int row = 0; row < 4; ++row) {
+                const float* m = k + 5 * row;
+                out[row] = std::clamp(m[0] * r + m[1] * g + m[2] * b + m[3] * a + m[4] + 0.5f, 0.0f, 255.0f);
+            }
+            p[2] = static_cast<uint8_t>(static_cast<int>(out[0])), p[1] = static_cast<uint8_t>(static_cast<int>(out[1]));
+            p[0] = static_cast<uint8_t>(static_cast<int>(out[2])), p[3] = static_cast<uint8_t>(static_cast<int>(out[3]));
         }
-        const auto clamp = [](int64_t v) { return static_cast<uint8_t>(v < 0 ? 0 : v > 255 ? 255 : v); };
-        s[2] = clamp(out[0]), s[1] = clamp(out[1]), s[0] = clamp(out[2]), s[3] = clamp(out[3]);
     });
 }
 

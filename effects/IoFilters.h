@@ -12,10 +12,10 @@
 #include "qgdi_export.h"
 
 // sum over the kernel of input(x - anchorX + j, y - anchorY + i) k(columns - 1 - j, rows - 1 - i),
-// divided by the divisor, plus bias: a true convolution, the kernel turned
-// half a turn against its reading order. With alpha preserved (alpha not in
-// the channel set) the colour is filtered straight and alpha kept; otherwise
-// every premultiplied channel is filtered.
+// divided by the divisor, plus bias: a true convolution, the kernel (given
+// row by row) turned half a turn against its reading order. A channel set
+// without alpha filters the colour straight and keeps alpha;
+// keChannelSetAll filters every premultiplied channel.
 class QGDI_API CIoConvolveMatrix : public CImageOp {
 public:
     // Anchor at columns / 2, rows / 2; a divisor of 0 means the kernel's sum (1 when that is 0).
