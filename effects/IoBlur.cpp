@@ -36,16 +36,18 @@ std::vector<SBox> Boxes(double sigma, int passes) {
 }
 
 // Box average of `count` samples spaced by `stride` bytes, all four channels,
-// zero outside; (sum * inv + half) >> 24 is the rounded mean.
+// zero outside; sum x (1 / d) + 1/2 in single precision is the rounded mean
+// (sums stay below 2^24, far inside the mantissa).
 void BoxLine(const uint8_t* in, uint8_t* out, int count, ptrdiff_t stride, SBox box) {
     const int d = box.hi - box.lo + 1;
-    const uint64_t inv = ((uint64_t(1) << 32) + d - 1) / d;
+    const float inv = 1.0f / static_cast<float>(d);
     uint32_t sum[4] = {0, 0, 0, 0};
     for (int i = box.lo; i <= box.hi; ++i)
         if (i >= 0 && i < count)
             for (int c = 0; c < 4; ++c) sum[c] += in[i * stride + c];
     for (int x = 0; x < count; ++x) {
-        for (int c = 0; c < 4; ++c) out[x * stride + c] = static_cast<uint8_t>((sum[c] * inv + (uint64_t(1) << 31)) >> 32);
+        for (int c = 0; c < 4; ++c)
+            out[x * stride + c] = static_cast<uint8_t>(static_cast<int32_t>(static_cast<float>(sum[c]) * inv + 0.5f));
         const int add = x + box.hi + 1, sub = x + box.lo;
         if (add < count)
             for (int c = 0; c < 4; ++c) sum[c] += in[add * stride + c];
@@ -57,16 +59,16 @@ void BoxLine(const uint8_t* in, uint8_t* out, int count, ptrdiff_t stride, SBox 
 // The same down columns, a strip of columns at a time so that rows stay in cache.
 void BoxColumns(const SPixels& in, SPixels& out, int x0, int x1, SBox box) {
     const int h = in.height, n = 4 * (x1 - x0), d = box.hi - box.lo + 1;
-    const uint64_t inv = ((uint64_t(1) << 32) + d - 1) / d;
-    std::vector<uint32_t> sum(static_cast<size_t>(n), 0);
+    const float inv = 1.0f / static_cast<float>(d);
+    std::vector<int32_t> sum(static_cast<size_t>(n), 0);
     for (int i = std::max(box.lo, 0); i <= std::min(box.hi, h - 1); ++i) {
         const uint8_t* r = in.Row(i) + 4 * x0;
         for (int k = 0; k < n; ++k) sum[static_cast<size_t>(k)] += r[k];
     }
     for (int y = 0; y < h; ++y) {
         uint8_t* o = out.Row(y) + 4 * x0;
-        for (int k = 0; k < n; ++k)
-            o[k] = static_cast<uint8_t>((sum[static_cast<size_t>(k)] * inv + (uint64_t(1) << 31)) >> 32);
+        const int32_t* __restrict__ sk = sum.data();
+        for (int k = 0; k < n; ++k) o[k] = static_cast<uint8_t>(static_cast<int32_t>(static_cast<float>(sk[k]) * inv + 0.5f));
         const int add = y + box.hi + 1, sub = y + box.lo;
         if (add < h) {
             const uint8_t* r = in.Row(add) + 4 * x0;
