@@ -15,6 +15,7 @@
 #include "drawing/drawing.h"
 #include "effects/effects.h"
 #include "geometry/geometry.h"
+#include "inpainting/inpainting.h"
 #include "qdibcore/Source/qdibcore.h"
 
 #define QGDI_VERSION_STRING "0.1.0"
