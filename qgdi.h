@@ -13,6 +13,7 @@
 #include "deformation/deformation.h"
 #include "diagnostics/diagnostics.h"
 #include "drawing/drawing.h"
+#include "effects/effects.h"
 #include "geometry/geometry.h"
 #include "inpainting/inpainting.h"
 #include "layerstyles/layerstyles.h"

@@ -33,3 +33,5 @@ int QgdiCmdConvolve(const std::vector<std::string>& args);
 int QgdiCmdSharpen(const std::vector<std::string>& args);
 int QgdiCmdMorph(const std::vector<std::string>& args);
 int QgdiCmdDistort(const std::vector<std::string>& args);
+int QgdiCmdEffect(const std::vector<std::string>& args);
+int QgdiCmdInpaint(const std::vector<std::string>& args);
