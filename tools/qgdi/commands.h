@@ -27,3 +27,7 @@ int QgdiCmdResize(const std::vector<std::string>& args);
 int QgdiCmdBlur(const std::vector<std::string>& args);
 int QgdiCmdInpaint(const std::vector<std::string>& args);
 int QgdiCmdFill(const std::vector<std::string>& args);
+int QgdiCmdConvolve(const std::vector<std::string>& args);
+int QgdiCmdSharpen(const std::vector<std::string>& args);
+int QgdiCmdMorph(const std::vector<std::string>& args);
+int QgdiCmdDistort(const std::vector<std::string>& args);

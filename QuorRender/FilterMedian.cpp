@@ -1,0 +1,133 @@
+#include "QuorRender/FilterMedian.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include "QuorRender/internal/FilterChain.h"
+#include "qdibcore/Source/PixelFormat.h"
+
+namespace {
+
+constexpr size_t kFine = 256, kCoarse = 16, kBins = kFine + kCoarse;
+
+}  // namespace
+
+CSeqOpMedian::~CSeqOpMedian() = default;
+
+bool CSeqOpMedian::Reset() {
+    m_pWindow.reset();
+    VSeqOp* src = Src(0);
+    if (!src || m_nRadius < 0 || m_nRadius > qgdi::filter::kiMaxMedianRadius) return false;
+    const CQPixelFormat pf(src->GetPixelFormat());
+    if (pf.IsIndexedColor() || pf.GetBitsPerChannel() != 8) return false;
+    const int k = 2 * m_nRadius + 1;
+    try {
+        m_pWindow = std::make_unique<CKernelSource>(quor::keTypeInt16, k, k, m_nRadius, m_nRadius, m_eEdge,
+                                                    m_nEdgeColour);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    if (!m_pWindow->Attach(src, keChannelSetAll)) return false;
+    m_nWidth = src->GetWidth();
+    m_nChannels = m_pWindow->GetChannelCount();
+    if (pf.GetBitsPerPixel() != m_nChannels * 8) return false;
+    m_nPadded = static_cast<size_t>(m_nWidth) + 2 * static_cast<size_t>(m_nRadius);
+    m_oRowBuffer.Free();
+    try {
+        m_aColumns.assign(static_cast<size_t>(m_nChannels) * m_nPadded * kBins, 0);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    if (!m_oRowBuffer.Grow(static_cast<size_t>(RowBytes(pf.GetBitsPerPixel(), m_nWidth)))) return false;
+    m_nRow = 0;
+    return true;
+}
+
+void CSeqOpMedian::Columns(int slot, int sign) noexcept {
+    for (int c = 0; c < m_nChannels; ++c) {
+        m_pWindow->SetChannel(c);
+        const int16_t* row = m_pWindow->Row<int16_t>(slot);
+        uint16_t* h = m_aColumns.data() + static_cast<size_t>(c) * m_nPadded * kBins;
+        const auto d = static_cast<uint16_t>(sign);
+        for (size_t x = 0; x < m_nPadded; ++x, h += kBins) {
+            const auto v = static_cast<size_t>(row[x]);
+            h[v] = static_cast<uint16_t>(h[v] + d);
+            h[kFine + (v >> 4)] = static_cast<uint16_t>(h[kFine + (v >> 4)] + d);
+        }
+    }
+}
+
+void CSeqOpMedian::Channel(int c) noexcept {
+    const int k = 2 * m_nRadius + 1;
+    const uint16_t* cols = m_aColumns.data() + static_cast<size_t>(c) * m_nPadded * kBins;
+    alignas(64) uint16_t hist[kBins] = {};
+    for (int x = 0; x < k; ++x)
+        for (size_t i = 0; i < kBins; ++i) hist[i] = static_cast<uint16_t>(hist[i] + cols[static_cast<size_t>(x) * kBins + i]);
+    const int half = (k * k) / 2;  // samples below the median
+    uint8_t* out = m_oRowBuffer.Data() + c;
+    for (int x = 0; x < m_nWidth; ++x) {
+        if (x > 0) {
+            const uint16_t* add = cols + static_cast<size_t>(x + k - 1) * kBins;
+            const uint16_t* sub = cols + static_cast<size_t>(x - 1) * kBins;
+            for (size_t i = 0; i < kBins; ++i) hist[i] = static_cast<uint16_t>(hist[i] + add[i] - sub[i]);
+        }
+        int below = 0;
+        size_t bucket = 0;
+        while (below + hist[kFine + bucket] <= half) below += hist[kFine + bucket++];
+        size_t v = bucket * 16;
+        while (below + hist[v] <= half) below += hist[v++];
+        out[static_cast<size_t>(x) * m_nChannels] = static_cast<uint8_t>(v);
+    }
+}
+
+bool CSeqOpMedian::MakeRow() {
+    if (!m_pWindow || !m_pWindow->IsAttached() || m_nRow >= GetHeight()) return false;
+    const int k = 2 * m_nRadius + 1;
+    if (m_nRow == 0) {
+        std::fill(m_aColumns.begin(), m_aColumns.end(), uint16_t(0));
+        for (int r = 0; r < k; ++r) Columns(r, 1);
+    } else {
+        // The top row leaves the window before it rotates away.
+        Columns(0, -1);
+        if (!m_pWindow->Next()) return false;
+        Columns(k - 1, 1);
+    }
+    for (int c = 0; c < m_nChannels; ++c) Channel(c);
+    ++m_nRow;
+    return true;
+}
+
+const void* CSeqOpMedian::GetNextRow(int x, int count) {
+    if (x < 0 || count < 0 || x + count > m_nWidth || !MakeRow()) return nullptr;
+    return m_oRowBuffer.Data() + static_cast<size_t>(x) * m_nChannels;
+}
+
+bool CSeqOpMedian::GetNextRow(void* dst, int x, int count) {
+    const void* row = GetNextRow(x, count);
+    if (!row) return false;
+    std::memcpy(dst, row, static_cast<size_t>(count) * m_nChannels);
+    return true;
+}
+
+CErrorAutoThrow CImageMedian::Apply(const CRowIterator& source, CRowIterator& destination,
+                                    CStatusControl* status) const {
+    if (m_nRadius < 0 || m_nRadius > qgdi::filter::kiMaxMedianRadius || m_eEdge < keEdgeWrap ||
+        m_eEdge > keEdgeConstant)
+        return QERR(keQuorErrFailed);
+    qgdi::filter::SChainOptions options;
+    options.eChannels = m_eChannels;
+    options.bPremultiply = false;
+    options.bSixteenBit = false;
+    return qgdi::filter::RunChain(
+        source, destination, options,
+        [this](VSeqOp* tail, const qgdi::filter::SChainContext&) {
+            return qgdi::filter::Append(tail, new CSeqOpMedian(m_nRadius, m_eEdge, m_nEdgeColour));
+        },
+        status);
+}
+
+CErrorAutoThrow QGDI_Median(const CRowIterator& source, CRowIterator& destination, int radius,
+                            CStatusControl* status) {
+    return CImageMedian(radius).Apply(source, destination, status);
+}
