@@ -33,11 +33,12 @@ bool MotionKernel(double degrees, double distance, SConvolveKernel& kernel) {
     const double a = degrees * 3.14159265358979 / 180.0, dx = std::cos(a), dy = -std::sin(a);
     const int reach = static_cast<int>(std::ceil(distance / 2)) + 1, size = 2 * reach + 1;
     std::vector<double> grid(static_cast<size_t>(size) * size, 0.0);
-    // Points along the line, four per pixel, each spread over its four
+    // Points at the middles of four pieces per pixel along the line (so the
+    // segment's variance is d^2 / 12), each spread over its four
     // neighbouring kernel cells.
     const int samples = std::max(1, static_cast<int>(std::ceil(distance * 4)));
     for (int i = 0; i < samples; ++i) {
-        const double t = samples == 1 ? 0.0 : (static_cast<double>(i) / (samples - 1) - 0.5) * distance;
+        const double t = ((i + 0.5) / samples - 0.5) * distance;
         const double x = reach + t * dx, y = reach + t * dy;
         const int x0 = static_cast<int>(std::floor(x)), y0 = static_cast<int>(std::floor(y));
         const double fx = x - x0, fy = y - y0;
