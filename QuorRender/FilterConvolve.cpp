@@ -9,6 +9,10 @@ CErrorAutoThrow CImageConvolve::Convolve(const CRowIterator& source, CRowIterato
     if (!m_oKernel.IsValid() || m_eEdge < keEdgeWrap || m_eEdge > keEdgeConstant) return QERR(keQuorErrFailed);
     qgdi::filter::SChainOptions options;
     options.eChannels = m_eChannels;
+    // With alpha kept as it is, colours are filtered as stored (straight),
+    // as SVG's preserved alpha does; a bias then lifts every pixel alike
+    // instead of pushing premultiplied colours past their alpha.
+    options.bPremultiply = QGDI_ChannelIsMember(m_eChannels, keChannelAlpha);
     return qgdi::filter::RunChain(
         source, destination, options,
         [this](VSeqOp* tail, const qgdi::filter::SChainContext&) {

@@ -1,6 +1,9 @@
 #pragma once
 // Whole-image convolution: a kernel (or a stock matrix) run over an image,
-// straight alpha premultiplied around it, limited to a channel set.
+// limited to a channel set. The kernel is laid on the image as it stands,
+// out(x, y) = sum k(i, j) in(x + i - anchor x, y + j - anchor y), as a
+// correlation; SVG's convolve matrix is this with the kernel turned by half
+// a turn (and its target mirrored to match).
 #include <cstdint>
 
 #include "QuorRender/EdgeMode.h"
@@ -23,7 +26,9 @@ public:
         m_eEdge = mode;
         m_nEdgeColour = edgeColour;
     }
-    // The channels changed; the others keep the source's values.
+    // The channels changed; the others keep the source's values. Straight
+    // alpha is premultiplied around the filter when alpha is in the set, and
+    // the colours are filtered as stored when it is not.
     void SetChannels(EQChannelSet channels) noexcept { m_eChannels = channels; }
 
     // Convolves all of `source` into `destination` (created at the source's

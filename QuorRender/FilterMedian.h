@@ -5,7 +5,7 @@
 // window's histogram moves across by adding one column histogram and
 // subtracting another (256-bin vector operations), and the median is found
 // through a 16-bin coarse level, then the 16 fine bins under it. The cost
-// per pixel does not depend on the radius.
+// per pixel does not depend on the radius. Radius 1 runs a sorting network.
 #include <cstdint>
 #include <memory>
 #include <vector>

@@ -77,6 +77,7 @@ CErrorAutoThrow CImageUnsharp::Apply(const CRowIterator& source, CRowIterator& d
         return QERR(keQuorErrFailed);
     qgdi::filter::SChainOptions options;
     options.eChannels = m_eChannels;
+    options.bPremultiply = QGDI_ChannelIsMember(m_eChannels, keChannelAlpha);
     return qgdi::filter::RunChain(
         source, destination, options,
         [&](VSeqOp* tail, const qgdi::filter::SChainContext& context) {
