@@ -80,23 +80,46 @@ void CSeqOpMedian::Columns(int slot, int sign) noexcept {
 void CSeqOpMedian::Channel(int c) noexcept {
     const int k = 2 * m_nRadius + 1;
     const uint16_t* cols = m_aColumns.data() + static_cast<size_t>(c) * m_nPadded * kBins;
-    alignas(64) uint16_t hist[kBins] = {};
+    const auto column = [cols](int x) { return cols + static_cast<size_t>(x) * kBins; };
+    // The window's coarse histogram moves with every pixel; a fine bucket is
+    // brought up to date only when the median falls in it, from the column
+    // where it was last current (or rebuilt when that is out of the window).
+    // Each bucket then passes every column at most once per row.
+    uint16_t coarse[kCoarse] = {};
+    uint16_t fine[kCoarse][16] = {};
+    int current[kCoarse];
     for (int x = 0; x < k; ++x)
-        for (size_t i = 0; i < kBins; ++i) hist[i] = static_cast<uint16_t>(hist[i] + cols[static_cast<size_t>(x) * kBins + i]);
+        for (size_t i = 0; i < kCoarse; ++i) coarse[i] = static_cast<uint16_t>(coarse[i] + column(x)[kFine + i]);
+    std::fill(current, current + kCoarse, -k - 1);
     const int half = (k * k) / 2;  // samples below the median
     uint8_t* out = m_oRowBuffer.Data() + c;
     for (int x = 0; x < m_nWidth; ++x) {
         if (x > 0) {
-            const uint16_t* add = cols + static_cast<size_t>(x + k - 1) * kBins;
-            const uint16_t* sub = cols + static_cast<size_t>(x - 1) * kBins;
-            for (size_t i = 0; i < kBins; ++i) hist[i] = static_cast<uint16_t>(hist[i] + add[i] - sub[i]);
+            const uint16_t* add = column(x + k - 1) + kFine;
+            const uint16_t* sub = column(x - 1) + kFine;
+            for (size_t i = 0; i < kCoarse; ++i) coarse[i] = static_cast<uint16_t>(coarse[i] + add[i] - sub[i]);
         }
         int below = 0;
-        size_t bucket = 0;
-        while (below + hist[kFine + bucket] <= half) below += hist[kFine + bucket++];
-        size_t v = bucket * 16;
-        while (below + hist[v] <= half) below += hist[v++];
-        out[static_cast<size_t>(x) * m_nChannels] = static_cast<uint8_t>(v);
+        size_t b = 0;
+        while (below + coarse[b] <= half) below += coarse[b++];
+        uint16_t* f = fine[b];
+        if (current[b] + k <= x) {
+            std::fill(f, f + 16, uint16_t(0));
+            for (int col = x; col < x + k; ++col) {
+                const uint16_t* h = column(col) + b * 16;
+                for (int i = 0; i < 16; ++i) f[i] = static_cast<uint16_t>(f[i] + h[i]);
+            }
+        } else {
+            for (int col = current[b]; col < x; ++col) {
+                const uint16_t* add = column(col + k) + b * 16;
+                const uint16_t* sub = column(col) + b * 16;
+                for (int i = 0; i < 16; ++i) f[i] = static_cast<uint16_t>(f[i] + add[i] - sub[i]);
+            }
+        }
+        current[b] = x;
+        size_t v = 0;
+        while (below + f[v] <= half) below += f[v++];
+        out[static_cast<size_t>(x) * m_nChannels] = static_cast<uint8_t>(b * 16 + v);
     }
 }
 

@@ -2,10 +2,10 @@
 // Median filter over a square of (2 r + 1)^2 pixels, per channel, for 8-bit
 // formats. Every column of the padded image keeps a histogram of its 2 r + 1
 // samples, moved down by one subtraction and one addition per row; the
-// window's histogram moves across by adding one column histogram and
-// subtracting another (256-bin vector operations), and the median is found
-// through a 16-bin coarse level, then the 16 fine bins under it. The cost
-// per pixel does not depend on the radius. Radius 1 runs a sorting network.
+// window's 16-bin coarse histogram moves across by adding one column and
+// subtracting another, and only the 16 fine bins under the median's coarse
+// bin are brought up to date, lazily. The cost per pixel does not depend on
+// the radius. Radius 1 runs a sorting network.
 #include <cstdint>
 #include <memory>
 #include <vector>
