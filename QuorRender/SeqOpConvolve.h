@@ -98,6 +98,10 @@ private:
     void Separable(int channel, T* acc, bool whole);
     template <class T>
     void Finish(const T* acc);
+    // 8-bit rows stay interleaved: a tap reads its neighbour channels' worth
+    // further along the row, so nothing is split into planes or put back.
+    bool Interleaved();
+    bool LoadSlot(int slot, int row);
 
     SConvolveKernel m_oKernel;
     EEdgeMode m_eEdge;
@@ -118,6 +122,13 @@ private:
     std::vector<int32_t> m_aRing;
     std::vector<float> m_aRingF;
     int32_t m_nRingStart = 0;
+    // 8-bit: N padded interleaved rows (slot i: window row i), the edge
+    // colour's samples, the last source row pulled and its index.
+    std::vector<int32_t> m_aSlots;
+    std::vector<int32_t*> m_apSlot;
+    int32_t m_aEdgeSample[4] = {};
+    const uint8_t* m_pLast = nullptr;
+    int32_t m_nLast = -1;
     std::vector<int32_t> m_aAcc;  // one row of every channel
     std::vector<float> m_aAccF;
 };
