@@ -342,10 +342,10 @@ void CSeqOpConvolve::Finish(const T* acc) {
 
 bool CSeqOpConvolve::LoadSlot(int slot, int row) {
     const int h = GetHeight(), w = m_nWidth, ch = m_nChannels, m = m_oKernel.nColumns, ax = m_oKernel.AnchorX();
-    int32_t* out = m_apSlot[static_cast<size_t>(slot)];
+    int16_t* out = m_apSlot[static_cast<size_t>(slot)];
     const size_t padded = (static_cast<size_t>(w) + m - 1) * ch;
     if (m_eEdge == keEdgeConstant && (row < 0 || row >= h)) {
-        for (size_t i = 0; i < padded; ++i) out[i] = m_aEdgeSample[i % ch];
+        for (size_t i = 0; i < padded; ++i) out[i] = static_cast<int16_t>(m_aEdgeSample[i % ch]);
         return true;
     }
     // A sequential source cannot go back: rows above and below the image
@@ -360,13 +360,13 @@ bool CSeqOpConvolve::LoadSlot(int slot, int row) {
     const uint8_t* in = m_pLast;
     for (int p = 0; p < ax; ++p) {
         const int col = qgdi::edge::MapIndex(p - ax, w, m_eEdge);
-        for (int c = 0; c < ch; ++c) out[p * ch + c] = col < 0 ? m_aEdgeSample[c] : in[col * ch + c];
+        for (int c = 0; c < ch; ++c) out[p * ch + c] = static_cast<int16_t>(col < 0 ? m_aEdgeSample[c] : in[col * ch + c]);
     }
-    int32_t* mid = out + static_cast<size_t>(ax) * ch;
+    int16_t* mid = out + static_cast<size_t>(ax) * ch;
     for (size_t i = 0; i < static_cast<size_t>(w) * ch; ++i) mid[i] = in[i];
     for (int p = w + ax; p < w + m - 1; ++p) {
         const int col = qgdi::edge::MapIndex(p - ax, w, m_eEdge);
-        for (int c = 0; c < ch; ++c) out[p * ch + c] = col < 0 ? m_aEdgeSample[c] : in[col * ch + c];
+        for (int c = 0; c < ch; ++c) out[p * ch + c] = static_cast<int16_t>(col < 0 ? m_aEdgeSample[c] : in[col * ch + c]);
     }
     return true;
 }
@@ -393,7 +393,7 @@ bool CSeqOpConvolve::Interleaved() {
             int32_t* __restrict__ h = slot(r);
             std::fill(h, h + count, m_nRowShift > 0 ? 1 << (m_nRowShift - 1) : 0);
             for (int j = 0; j < m; ++j) {
-                const int32_t* __restrict__ in = m_apSlot[static_cast<size_t>(r)] + static_cast<size_t>(j) * ch;
+                const int16_t* __restrict__ in = m_apSlot[static_cast<size_t>(r)] + static_cast<size_t>(j) * ch;
                 const int32_t wt = m_aRowWeight[static_cast<size_t>(j)];
                 for (size_t i = 0; i < count; ++i) h[i] += wt * in[i];
             }
@@ -409,7 +409,7 @@ bool CSeqOpConvolve::Interleaved() {
     } else {
         std::fill(acc, acc + count, m_nBias);
         for (size_t t = 0; t < m_aTapX.size(); ++t) {
-            const int32_t* __restrict__ in = m_apSlot[static_cast<size_t>(m_aTapY[t])] + static_cast<size_t>(m_aTapX[t]) * ch;
+            const int16_t* __restrict__ in = m_apSlot[static_cast<size_t>(m_aTapY[t])] + static_cast<size_t>(m_aTapX[t]) * ch;
             const int32_t wt = m_aWeight[t];
             for (size_t i = 0; i < count; ++i) acc[i] += wt * in[i];
         }

@@ -124,8 +124,8 @@ private:
     int32_t m_nRingStart = 0;
     // 8-bit: N padded interleaved rows (slot i: window row i), the edge
     // colour's samples, the last source row pulled and its index.
-    std::vector<int32_t> m_aSlots;
-    std::vector<int32_t*> m_apSlot;
+    std::vector<int16_t> m_aSlots;
+    std::vector<int16_t*> m_apSlot;
     int32_t m_aEdgeSample[4] = {};
     const uint8_t* m_pLast = nullptr;
     int32_t m_nLast = -1;
