@@ -59,6 +59,8 @@ bool CSeqOpMedian::Reset() {
         return false;
     }
     if (!m_oRowBuffer.Grow(static_cast<size_t>(RowBytes(pf.GetBitsPerPixel(), m_nWidth)))) return false;
+    m_nMadeWidth = m_nWidth;
+    m_nMadePixelBytes = static_cast<size_t>(m_nChannels);
     m_nRow = 0;
     return true;
 }
@@ -150,22 +152,9 @@ bool CSeqOpMedian::MakeRow() {
     return true;
 }
 
-const void* CSeqOpMedian::GetNextRow(int x, int count) {
-    if (x < 0 || count < 0 || x + count > m_nWidth || !MakeRow()) return nullptr;
-    return m_oRowBuffer.Data() + static_cast<size_t>(x) * m_nChannels;
-}
-
-bool CSeqOpMedian::GetNextRow(void* dst, int x, int count) {
-    const void* row = GetNextRow(x, count);
-    if (!row) return false;
-    std::memcpy(dst, row, static_cast<size_t>(count) * m_nChannels);
-    return true;
-}
-
 CErrorAutoThrow CImageMedian::Apply(const CRowIterator& source, CRowIterator& destination,
                                     CStatusControl* status) const {
-    if (m_nRadius < 0 || m_nRadius > qgdi::filter::kiMaxMedianRadius || m_eEdge < keEdgeWrap ||
-        m_eEdge > keEdgeConstant)
+    if (m_nRadius < 0 || m_nRadius > qgdi::filter::kiMaxMedianRadius || !EdgeIsValid())
         return QERR(keQuorErrFailed);
     qgdi::filter::SChainOptions options;
     options.eChannels = m_eChannels;

@@ -220,6 +220,8 @@ bool CSeqOpConvolve::Reset() {
             return false;
         }
         if (!m_oRowBuffer.Grow(static_cast<size_t>(RowBytes(pf.GetBitsPerPixel(), m_nWidth)))) return false;
+        m_nMadeWidth = m_nWidth;
+        m_nMadePixelBytes = static_cast<size_t>(pf.GetBytesPerPixel());
         m_nRow = 0;
         m_nRingStart = 0;
         m_pLast = nullptr;
@@ -248,6 +250,8 @@ bool CSeqOpConvolve::Reset() {
         return false;
     }
     if (!m_oRowBuffer.Grow(static_cast<size_t>(RowBytes(pf.GetBitsPerPixel(), m_nWidth)))) return false;
+    m_nMadeWidth = m_nWidth;
+    m_nMadePixelBytes = static_cast<size_t>(pf.GetBytesPerPixel());
     m_nRow = 0;
     m_nRingStart = 0;
     return true;
@@ -442,17 +446,5 @@ bool CSeqOpConvolve::MakeRow() {
     if (m_bFloat) Finish(m_aAccF.data());
     else Finish(m_aAcc.data());
     ++m_nRow;
-    return true;
-}
-
-const void* CSeqOpConvolve::GetNextRow(int x, int count) {
-    if (x < 0 || count < 0 || x + count > m_nWidth || !MakeRow()) return nullptr;
-    return m_oRowBuffer.Data() + static_cast<size_t>(x) * m_nChannels * m_nSampleBytes;
-}
-
-bool CSeqOpConvolve::GetNextRow(void* dst, int x, int count) {
-    const void* row = GetNextRow(x, count);
-    if (!row) return false;
-    std::memcpy(dst, row, static_cast<size_t>(count) * m_nChannels * m_nSampleBytes);
     return true;
 }

@@ -13,7 +13,7 @@
 
 #include "QuorRender/EdgeMode.h"
 #include "QuorRender/KernelSource.h"
-#include "QuorRender/SeqOp.h"
+#include "QuorRender/SeqOpRowMaker.h"
 #include "qgdi_export.h"
 
 // The stock matrices.
@@ -77,7 +77,7 @@ QGDI_API std::vector<int32_t> FixWeights(const std::vector<double>& values, int 
 // The convolution of source 0 (8- and 16-bit formats, every channel).
 // Reset fails for a kernel that is not valid or whose weights are so large
 // that an 8-bit sum would leave 32 bits.
-class QGDI_API CSeqOpConvolve : public CSeqOp {
+class QGDI_API CSeqOpConvolve : public CSeqOpRowMaker {
 public:
     explicit CSeqOpConvolve(const SConvolveKernel& kernel, EEdgeMode edge = keEdgeClamp, uint32_t edgeColour = 0);
     ~CSeqOpConvolve() override;
@@ -86,12 +86,10 @@ public:
     bool IsSeparable() const noexcept { return m_bSeparable; }
 
     bool Reset() override;
-    bool GetNextRow(void* dst, int x, int count) override;
-    const void* GetNextRow(int x, int count) override;
 
 private:
     bool Plan();
-    bool MakeRow();
+    bool MakeRow() override;
     template <class T>
     void Full(int channel, T* acc);
     template <class T>

@@ -68,6 +68,8 @@ bool CSeqOpDisplace::Reset() {
         return false;
     }
     if (!m_oRowBuffer.Grow(static_cast<size_t>(RowBytes(pf.GetBitsPerPixel(), m_nWidth)))) return false;
+    m_nMadeWidth = m_nWidth;
+    m_nMadePixelBytes = static_cast<size_t>(pf.GetBytesPerPixel());
     m_nRow = 0;
     return true;
 }
@@ -125,17 +127,5 @@ bool CSeqOpDisplace::MakeRow() {
         }
     }
     ++m_nRow;
-    return true;
-}
-
-const void* CSeqOpDisplace::GetNextRow(int x, int count) {
-    if (x < 0 || count < 0 || x + count > m_nWidth || !MakeRow()) return nullptr;
-    return m_oRowBuffer.Data() + static_cast<size_t>(x) * m_nChannels * m_nSampleBytes;
-}
-
-bool CSeqOpDisplace::GetNextRow(void* dst, int x, int count) {
-    const void* row = GetNextRow(x, count);
-    if (!row) return false;
-    std::memcpy(dst, row, static_cast<size_t>(count) * m_nChannels * m_nSampleBytes);
     return true;
 }
