@@ -41,16 +41,9 @@ bool CSeqOpMedian::Reset() {
     const CQPixelFormat pf(src->GetPixelFormat());
     if (pf.IsIndexedColor() || pf.GetBitsPerChannel() != 8) return false;
     const int k = 2 * m_nRadius + 1;
-    try {
-        m_pWindow = std::make_unique<CKernelSource>(quor::keTypeInt16, k, k, m_nRadius, m_nRadius, m_eEdge,
-                                                    m_nEdgeColour);
-    } catch (const std::bad_alloc&) {
+    if (!OpenWindow(m_pWindow, quor::keTypeInt16, k, k, m_nRadius, m_nRadius, m_eEdge, m_nEdgeColour, m_nWidth,
+                    m_nChannels))
         return false;
-    }
-    if (!m_pWindow->Attach(src, keChannelSetAll)) return false;
-    m_nWidth = src->GetWidth();
-    m_nChannels = m_pWindow->GetChannelCount();
-    if (pf.GetBitsPerPixel() != m_nChannels * 8) return false;
     m_nPadded = static_cast<size_t>(m_nWidth) + 2 * static_cast<size_t>(m_nRadius);
     m_oRowBuffer.Free();
     try {
@@ -58,9 +51,7 @@ bool CSeqOpMedian::Reset() {
     } catch (const std::bad_alloc&) {
         return false;
     }
-    if (!m_oRowBuffer.Grow(static_cast<size_t>(RowBytes(pf.GetBitsPerPixel(), m_nWidth)))) return false;
-    m_nMadeWidth = m_nWidth;
-    m_nMadePixelBytes = static_cast<size_t>(m_nChannels);
+    if (!SizeRows(pf.Get(), m_nWidth)) return false;
     m_nRow = 0;
     return true;
 }

@@ -166,9 +166,7 @@ bool CSeqOpBlurPass::Reset() {
     } catch (const std::bad_alloc&) {
         return false;
     }
-    if (!m_oRowBuffer.Grow(static_cast<size_t>(RowBytes(pf.GetBitsPerPixel(), m_nWidth)))) return false;
-    m_nMadeWidth = m_nWidth;
-    m_nMadePixelBytes = static_cast<size_t>(pf.GetBytesPerPixel());
+    if (!SizeRows(pf.Get(), m_nWidth)) return false;
     m_nRow = 0;
     return true;
 }

@@ -219,25 +219,16 @@ bool CSeqOpConvolve::Reset() {
         } catch (const std::bad_alloc&) {
             return false;
         }
-        if (!m_oRowBuffer.Grow(static_cast<size_t>(RowBytes(pf.GetBitsPerPixel(), m_nWidth)))) return false;
-        m_nMadeWidth = m_nWidth;
-        m_nMadePixelBytes = static_cast<size_t>(pf.GetBytesPerPixel());
+        if (!SizeRows(pf.Get(), m_nWidth)) return false;
         m_nRow = 0;
         m_nRingStart = 0;
         m_pLast = nullptr;
         m_nLast = -1;
         return true;
     }
-    try {
-        m_pWindow = std::make_unique<CKernelSource>(m_bFloat ? quor::keTypeReal32 : quor::keTypeInt32, k.nColumns,
-                                                    k.nRows, k.AnchorX(), k.AnchorY(), m_eEdge, m_nEdgeColour);
-    } catch (const std::bad_alloc&) {
+    if (!OpenWindow(m_pWindow, quor::keTypeReal32, k.nColumns, k.nRows, k.AnchorX(), k.AnchorY(), m_eEdge,
+                    m_nEdgeColour, m_nWidth, m_nChannels))
         return false;
-    }
-    if (!m_pWindow->Attach(src, keChannelSetAll)) return false;
-    m_nWidth = src->GetWidth();
-    m_nChannels = m_pWindow->GetChannelCount();
-    if (pf.GetBitsPerPixel() != m_nChannels * bpc) return false;
     m_oRowBuffer.Free();
     try {
         const size_t plane = static_cast<size_t>(m_nWidth) * m_nChannels;
@@ -249,9 +240,7 @@ bool CSeqOpConvolve::Reset() {
     } catch (const std::bad_alloc&) {
         return false;
     }
-    if (!m_oRowBuffer.Grow(static_cast<size_t>(RowBytes(pf.GetBitsPerPixel(), m_nWidth)))) return false;
-    m_nMadeWidth = m_nWidth;
-    m_nMadePixelBytes = static_cast<size_t>(pf.GetBytesPerPixel());
+    if (!SizeRows(pf.Get(), m_nWidth)) return false;
     m_nRow = 0;
     m_nRingStart = 0;
     return true;

@@ -49,16 +49,9 @@ bool CSeqOpDisplace::Reset() {
     // Map sources reset through the base; the window resets the image itself.
     if (!map->Reset()) return false;
     m_nReach = static_cast<int>(std::ceil(std::fabs(m_fScale) / 2)) + 1;
-    try {
-        m_pWindow = std::make_unique<CKernelSource>(quor::keTypeInt32, 2 * m_nReach + 1, 2 * m_nReach + 1, m_nReach,
-                                                    m_nReach, m_eEdge, m_nEdgeColour);
-    } catch (const std::bad_alloc&) {
+    if (!OpenWindow(m_pWindow, quor::keTypeInt32, 2 * m_nReach + 1, 2 * m_nReach + 1, m_nReach, m_nReach, m_eEdge,
+                    m_nEdgeColour, m_nWidth, m_nChannels))
         return false;
-    }
-    if (!m_pWindow->Attach(src, keChannelSetAll)) return false;
-    m_nWidth = src->GetWidth();
-    m_nChannels = m_pWindow->GetChannelCount();
-    if (pf.GetBitsPerPixel() != m_nChannels * bpc) return false;
     m_oRowBuffer.Free();
     try {
         const size_t w = static_cast<size_t>(m_nWidth);
@@ -67,9 +60,7 @@ bool CSeqOpDisplace::Reset() {
     } catch (const std::bad_alloc&) {
         return false;
     }
-    if (!m_oRowBuffer.Grow(static_cast<size_t>(RowBytes(pf.GetBitsPerPixel(), m_nWidth)))) return false;
-    m_nMadeWidth = m_nWidth;
-    m_nMadePixelBytes = static_cast<size_t>(pf.GetBytesPerPixel());
+    if (!SizeRows(pf.Get(), m_nWidth)) return false;
     m_nRow = 0;
     return true;
 }

@@ -69,18 +69,11 @@ bool CSeqOpMorphology::Reset() {
     if (pf.IsIndexedColor() || (bpc != 8 && bpc != 16)) return false;
     m_nSampleBytes = bpc / 8;
     const int k = 2 * m_nRy + 1;
-    try {
-        // Samples are held as 16-bit integers; 16-bit samples keep their bits
-        // and are read back unsigned.
-        m_pWindow = std::make_unique<CKernelSource>(quor::keTypeInt16, 2 * m_nRx + 1, k, m_nRx, m_nRy, m_eEdge,
-                                                    m_nEdgeColour);
-    } catch (const std::bad_alloc&) {
+    // Samples are held as 16-bit integers; 16-bit samples keep their bits
+    // and are read back unsigned.
+    if (!OpenWindow(m_pWindow, quor::keTypeInt16, 2 * m_nRx + 1, k, m_nRx, m_nRy, m_eEdge, m_nEdgeColour, m_nWidth,
+                    m_nChannels))
         return false;
-    }
-    if (!m_pWindow->Attach(src, keChannelSetAll)) return false;
-    m_nWidth = src->GetWidth();
-    m_nChannels = m_pWindow->GetChannelCount();
-    if (pf.GetBitsPerPixel() != m_nChannels * bpc) return false;
     m_nPadded = static_cast<size_t>(m_nWidth) + 2 * static_cast<size_t>(m_nRx);
     m_oRowBuffer.Free();
     try {
@@ -101,9 +94,7 @@ bool CSeqOpMorphology::Reset() {
     } catch (const std::bad_alloc&) {
         return false;
     }
-    if (!m_oRowBuffer.Grow(static_cast<size_t>(RowBytes(pf.GetBitsPerPixel(), m_nWidth)))) return false;
-    m_nMadeWidth = m_nWidth;
-    m_nMadePixelBytes = static_cast<size_t>(pf.GetBytesPerPixel());
+    if (!SizeRows(pf.Get(), m_nWidth)) return false;
     m_nRow = 0;
     m_nRingStart = 0;
     return true;
