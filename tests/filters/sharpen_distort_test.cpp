@@ -114,11 +114,11 @@ TEST(Median, MatchesSortingEverywhereInEveryMode) {
               keQuorErrFailed);
 }
 
-CDibIterator& Photo() {
-    static CDibIterator image;
-    if (!image.IsAttached()) {
-        EXPECT_FALSE(QGDI_ReadBmpFile(QGDI_TESTDATA_DIR "/bmpsuite/g/rgb24.bmp", image).IsError());
-    }
+// Read by each test: an image kept in a static would outlive the memory
+// manager's per-thread statistics at exit.
+std::unique_ptr<CDibIterator> Photo() {
+    auto image = std::make_unique<CDibIterator>();
+    EXPECT_FALSE(QGDI_ReadBmpFile(QGDI_TESTDATA_DIR "/bmpsuite/g/rgb24.bmp", *image).IsError());
     return image;
 }
 
@@ -159,7 +159,8 @@ std::vector<SNeutral> NeutralMaps() {
 }
 
 TEST(Distort, EveryMapAtItsNeutralSettingIsTheIdentity) {
-    const CRowIterator& photo = Photo();
+    const auto photoImage = Photo();
+    const CRowIterator& photo = *photoImage;
     ASSERT_TRUE(photo.IsAttached());
     const int w = photo.GetWidth(), h = photo.GetHeight();
     for (const SNeutral& m : NeutralMaps())
@@ -173,7 +174,8 @@ TEST(Distort, EveryMapAtItsNeutralSettingIsTheIdentity) {
 }
 
 TEST(Distort, MirrorsAreExactAndContinuousMapsGiveContinuousImages) {
-    const CRowIterator& photo = Photo();
+    const auto photoImage = Photo();
+    const CRowIterator& photo = *photoImage;
     const int w = photo.GetWidth(), h = photo.GetHeight();
     std::unique_ptr<CCoordinator> mirror(Create_CCoordinatorMirror());
     CRowIterator m;
@@ -206,7 +208,8 @@ TEST(Distort, MirrorsAreExactAndContinuousMapsGiveContinuousImages) {
 }
 
 TEST(Distort, ThreadsChangeNothingAndBadInputGetsACode) {
-    const CRowIterator& photo = Photo();
+    const auto photoImage = Photo();
+    const CRowIterator& photo = *photoImage;
     std::unique_ptr<CCoordinator> map(Create_CCoordinatorTwirl(200));
     CRowIterator one, all;
     ASSERT_FALSE(QGDI_DistortImage(photo, *map, one, keResampleBicubic, keEdgeClamp, 0, nullptr, 1).IsError());
