@@ -6,7 +6,7 @@
 
 CErrorAutoThrow CImageConvolve::Convolve(const CRowIterator& source, CRowIterator& destination,
                                          CStatusControl* status) const {
-    if (!m_oKernel.IsValid() || m_eEdge < keEdgeWrap || m_eEdge > keEdgeConstant) return QERR(keQuorErrFailed);
+    if (!m_oKernel.IsValid() || !EdgeIsValid()) return QERR(keQuorErrFailed);
     qgdi::filter::SChainOptions options;
     options.eChannels = m_eChannels;
     // With alpha kept as it is, colours are filtered as stored (straight),

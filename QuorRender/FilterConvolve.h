@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "QuorRender/EdgeMode.h"
+#include "QuorRender/FilterOptions.h"
 #include "QuorRender/SeqOpConvolve.h"
 #include "qdibcore/Source/RowIteratorBands.h"
 #include "qerror/qerror.h"
@@ -14,7 +15,7 @@
 
 class CStatusControl;
 
-class QGDI_API CImageConvolve {
+class QGDI_API CImageConvolve : public CImageFilterOptions {
 public:
     CImageConvolve() noexcept = default;
     explicit CImageConvolve(const SConvolveKernel& kernel) : m_oKernel(kernel) {}
@@ -22,14 +23,8 @@ public:
     // False for values outside EQFilterMatrix.
     bool SetMatrix(EQFilterMatrix which) { return QGDI_GetFilterMatrix(which, m_oKernel); }
     const SConvolveKernel& GetKernel() const noexcept { return m_oKernel; }
-    void SetEdgeMode(EEdgeMode mode, uint32_t edgeColour = 0) noexcept {
-        m_eEdge = mode;
-        m_nEdgeColour = edgeColour;
-    }
-    // The channels changed; the others keep the source's values. Straight
-    // alpha is premultiplied around the filter when alpha is in the set, and
-    // the colours are filtered as stored when it is not.
-    void SetChannels(EQChannelSet channels) noexcept { m_eChannels = channels; }
+    // Straight alpha is premultiplied around the filter when alpha is in the
+    // channel set, and the colours are filtered as stored when it is not.
 
     // Convolves all of `source` into `destination` (created at the source's
     // size and format when detached; an attached one must have the source's
@@ -42,9 +37,6 @@ public:
 
 private:
     SConvolveKernel m_oKernel;
-    EEdgeMode m_eEdge = keEdgeClamp;
-    uint32_t m_nEdgeColour = 0;
-    EQChannelSet m_eChannels = keChannelSetAll;
 };
 
 // A stock matrix over an image.

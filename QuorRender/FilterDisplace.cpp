@@ -11,8 +11,7 @@ CErrorAutoThrow CImageDisplacement::Apply(const CRowIterator& source, const CRow
     if (mf.IsIndexedColor() || (mf.GetBitsPerChannel() != 8 && mf.GetBitsPerChannel() != 16))
         return QERR(keQuorErrFormatNotSupported);
     if (!std::isfinite(m_fScale) || std::fabs(m_fScale) > qgdi::filter::kfMaxDisplaceScale ||
-        map.GetWidth() != source.GetWidth() || map.GetHeight() != source.GetHeight() ||
-        m_eEdge < keEdgeWrap || m_eEdge > keEdgeConstant)
+        map.GetWidth() != source.GetWidth() || map.GetHeight() != source.GetHeight() || !EdgeIsValid())
         return QERR(keQuorErrFailed);
     int count = 0;
     EQChannel list[8];
@@ -22,8 +21,10 @@ CErrorAutoThrow CImageDisplacement::Apply(const CRowIterator& source, const CRow
     if (!hasX || !hasY) return QERR(keQuorErrFailed);
     const EEdgeMode edge = m_bSvg ? keEdgeConstant : m_eEdge;
     const uint32_t colour = m_bSvg ? 0 : m_nEdgeColour;
+    qgdi::filter::SChainOptions options;
+    options.eChannels = m_eChannels;
     return qgdi::filter::RunChain(
-        source, destination, {},
+        source, destination, options,
         [&](VSeqOp* tail, const qgdi::filter::SChainContext&) {
             auto* stage = new CSeqOpDisplace(m_eX, m_eY, m_fScale, m_bSvg, edge, colour);
             stage->SetSrc(new CSeqOpRowIterator(&map), 1, true);

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "QuorRender/EdgeMode.h"
+#include "QuorRender/FilterOptions.h"
 #include "QuorRender/SeqOpDisplace.h"
 #include "qdibcore/Source/RowIteratorBands.h"
 #include "qerror/qerror.h"
@@ -10,17 +11,13 @@
 
 class CStatusControl;
 
-class QGDI_API CImageDisplacement {
+class QGDI_API CImageDisplacement : public CImageFilterOptions {
 public:
     CImageDisplacement(EQChannel xChannel, EQChannel yChannel, double scale) noexcept
         : m_eX(xChannel), m_eY(yChannel), m_fScale(scale) {}
     // The SVG rule: nearest pixel, the map unpremultiplied, transparent
     // black outside the image (the edge mode is then ignored).
     void SetSvg(bool svg) noexcept { m_bSvg = svg; }
-    void SetEdgeMode(EEdgeMode mode, uint32_t edgeColour = 0) noexcept {
-        m_eEdge = mode;
-        m_nEdgeColour = edgeColour;
-    }
 
     // As CImageConvolve::Convolve; 101 also for a map of another size, a map
     // without the named channels, or a scale beyond kfMaxDisplaceScale.
@@ -31,8 +28,6 @@ private:
     EQChannel m_eX, m_eY;
     double m_fScale;
     bool m_bSvg = false;
-    EEdgeMode m_eEdge = keEdgeClamp;
-    uint32_t m_nEdgeColour = 0;
 };
 
 QGDI_API CErrorAutoThrow QGDI_DisplacementMap(const CRowIterator& source, const CRowIterator& map,

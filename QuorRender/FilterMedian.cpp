@@ -41,16 +41,9 @@ bool CSeqOpMedian::Reset() {
     const CQPixelFormat pf(src->GetPixelFormat());
     if (pf.IsIndexedColor() || pf.GetBitsPerChannel() != 8) return false;
     const int k = 2 * m_nRadius + 1;
-    try {
-        m_pWindow = std::make_unique<CKernelSource>(quor::keTypeInt16, k, k, m_nRadius, m_nRadius, m_eEdge,
-                                                    m_nEdgeColour);
-    } catch (const std::bad_alloc&) {
+    if (!OpenWindow(m_pWindow, quor::keTypeInt16, k, k, m_nRadius, m_nRadius, m_eEdge, m_nEdgeColour, m_nWidth,
+                    m_nChannels))
         return false;
-    }
-    if (!m_pWindow->Attach(src, keChannelSetAll)) return false;
-    m_nWidth = src->GetWidth();
-    m_nChannels = m_pWindow->GetChannelCount();
-    if (pf.GetBitsPerPixel() != m_nChannels * 8) return false;
     m_nPadded = static_cast<size_t>(m_nWidth) + 2 * static_cast<size_t>(m_nRadius);
     m_oRowBuffer.Free();
     try {
@@ -58,7 +51,7 @@ bool CSeqOpMedian::Reset() {
     } catch (const std::bad_alloc&) {
         return false;
     }
-    if (!m_oRowBuffer.Grow(static_cast<size_t>(RowBytes(pf.GetBitsPerPixel(), m_nWidth)))) return false;
+    if (!SizeRows(pf.Get(), m_nWidth)) return false;
     m_nRow = 0;
     return true;
 }
@@ -150,22 +143,9 @@ bool CSeqOpMedian::MakeRow() {
     return true;
 }
 
-const void* CSeqOpMedian::GetNextRow(int x, int count) {
-    if (x < 0 || count < 0 || x + count > m_nWidth || !MakeRow()) return nullptr;
-    return m_oRowBuffer.Data() + static_cast<size_t>(x) * m_nChannels;
-}
-
-bool CSeqOpMedian::GetNextRow(void* dst, int x, int count) {
-    const void* row = GetNextRow(x, count);
-    if (!row) return false;
-    std::memcpy(dst, row, static_cast<size_t>(count) * m_nChannels);
-    return true;
-}
-
 CErrorAutoThrow CImageMedian::Apply(const CRowIterator& source, CRowIterator& destination,
                                     CStatusControl* status) const {
-    if (m_nRadius < 0 || m_nRadius > qgdi::filter::kiMaxMedianRadius || m_eEdge < keEdgeWrap ||
-        m_eEdge > keEdgeConstant)
+    if (m_nRadius < 0 || m_nRadius > qgdi::filter::kiMaxMedianRadius || !EdgeIsValid())
         return QERR(keQuorErrFailed);
     qgdi::filter::SChainOptions options;
     options.eChannels = m_eChannels;

@@ -11,8 +11,9 @@
 #include <vector>
 
 #include "QuorRender/EdgeMode.h"
+#include "QuorRender/FilterOptions.h"
 #include "QuorRender/KernelSource.h"
-#include "QuorRender/SeqOp.h"
+#include "QuorRender/SeqOpRowMaker.h"
 #include "qdibcore/Source/RowIteratorBands.h"
 #include "qerror/qerror.h"
 #include "qgdi_export.h"
@@ -24,18 +25,16 @@ namespace qgdi::filter {
 inline constexpr int kiMaxMedianRadius = 127;
 }
 
-class QGDI_API CSeqOpMedian : public CSeqOp {
+class QGDI_API CSeqOpMedian : public CSeqOpRowMaker {
 public:
     explicit CSeqOpMedian(int radius, EEdgeMode edge = keEdgeClamp, uint32_t edgeColour = 0) noexcept
         : m_nRadius(radius), m_eEdge(edge), m_nEdgeColour(edgeColour) {}
     ~CSeqOpMedian() override;
 
     bool Reset() override;
-    bool GetNextRow(void* dst, int x, int count) override;
-    const void* GetNextRow(int x, int count) override;
 
 private:
-    bool MakeRow();
+    bool MakeRow() override;
     void Columns(int slot, int sign) noexcept;
     void Channel(int channel) noexcept;
 
@@ -48,14 +47,9 @@ private:
     std::vector<uint16_t> m_aColumns;  // per channel and padded column: 256 fine bins, then 16 coarse
 };
 
-class QGDI_API CImageMedian {
+class QGDI_API CImageMedian : public CImageFilterOptions {
 public:
     explicit CImageMedian(int radius) noexcept : m_nRadius(radius) {}
-    void SetEdgeMode(EEdgeMode mode, uint32_t edgeColour = 0) noexcept {
-        m_eEdge = mode;
-        m_nEdgeColour = edgeColour;
-    }
-    void SetChannels(EQChannelSet channels) noexcept { m_eChannels = channels; }
     // As CImageConvolve::Convolve; 101 for a radius outside 0..kiMaxMedianRadius,
     // 120 for formats other than 8-bit grey and colour. Straight alpha is
     // taken as stored.
@@ -64,9 +58,6 @@ public:
 
 private:
     int m_nRadius;
-    EEdgeMode m_eEdge = keEdgeClamp;
-    uint32_t m_nEdgeColour = 0;
-    EQChannelSet m_eChannels = keChannelSetAll;
 };
 
 QGDI_API CErrorAutoThrow QGDI_Median(const CRowIterator& source, CRowIterator& destination, int radius,

@@ -6,7 +6,7 @@ CErrorAutoThrow CImageMorphology::Apply(const CRowIterator& source, CRowIterator
                                         CStatusControl* status) const {
     using qgdi::filter::kiMaxMorphRadius;
     if (m_nRx < 0 || m_nRy < 0 || m_nRx > kiMaxMorphRadius || m_nRy > kiMaxMorphRadius ||
-        (m_eShape != keMorphRound && m_eShape != keMorphSquare) || m_eEdge < keEdgeWrap || m_eEdge > keEdgeConstant)
+        (m_eShape != keMorphRound && m_eShape != keMorphSquare) || !EdgeIsValid())
         return QERR(keQuorErrFailed);
     qgdi::filter::SChainOptions options;
     options.eChannels = m_eChannels;

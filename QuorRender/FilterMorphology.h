@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "QuorRender/EdgeMode.h"
+#include "QuorRender/FilterOptions.h"
 #include "QuorRender/SeqOpMorphology.h"
 #include "qdibcore/Source/RowIteratorBands.h"
 #include "qerror/qerror.h"
@@ -11,15 +12,10 @@
 
 class CStatusControl;
 
-class QGDI_API CImageMorphology {
+class QGDI_API CImageMorphology : public CImageFilterOptions {
 public:
     CImageMorphology(bool dilate, EQMorphShape shape, int rx, int ry) noexcept
         : m_bDilate(dilate), m_eShape(shape), m_nRx(rx), m_nRy(ry) {}
-    void SetEdgeMode(EEdgeMode mode, uint32_t edgeColour = 0) noexcept {
-        m_eEdge = mode;
-        m_nEdgeColour = edgeColour;
-    }
-    void SetChannels(EQChannelSet channels) noexcept { m_eChannels = channels; }
 
     // As CImageConvolve::Convolve; 101 for radii outside 0..kiMaxMorphRadius
     // or an unknown shape. Straight alpha is filtered as it is stored (a
@@ -31,9 +27,6 @@ private:
     bool m_bDilate;
     EQMorphShape m_eShape;
     int m_nRx, m_nRy;
-    EEdgeMode m_eEdge = keEdgeClamp;
-    uint32_t m_nEdgeColour = 0;
-    EQChannelSet m_eChannels = keChannelSetAll;
 };
 
 // The four morphology primitives of the effects.

@@ -73,7 +73,7 @@ CErrorAutoThrow CImageUnsharp::Apply(const CRowIterator& source, CRowIterator& d
                                      CStatusControl* status) const {
     std::vector<SBlurPass> passes;
     if (!(m_fAmount >= 0 && m_fAmount <= kfMaxAmount) || !(m_fThreshold >= 0 && m_fThreshold <= 65535) ||
-        !qgdi::filter::PlanGaussian(m_fRadius, passes) || m_eEdge < keEdgeWrap || m_eEdge > keEdgeConstant)
+        !qgdi::filter::PlanGaussian(m_fRadius, passes) || !EdgeIsValid())
         return QERR(keQuorErrFailed);
     qgdi::filter::SChainOptions options;
     options.eChannels = m_eChannels;
@@ -85,8 +85,8 @@ CErrorAutoThrow CImageUnsharp::Apply(const CRowIterator& source, CRowIterator& d
             stage->SetSrc(tail, 0, true);
             VSeqOp* blurred = context.fnHead();
             if (!passes.empty()) {
-                blurred = qgdi::filter::Append(blurred, new CSeqOpBlurPass(passes, m_eEdge));
-                for (const SBlurPass& p : passes) blurred = qgdi::filter::Append(blurred, new CSeqOpBlurPass(true, p, m_eEdge));
+                blurred = qgdi::filter::Append(blurred, new CSeqOpBlurPass(passes, m_eEdge, m_nEdgeColour));
+                for (const SBlurPass& p : passes) blurred = qgdi::filter::Append(blurred, new CSeqOpBlurPass(true, p, m_eEdge, m_nEdgeColour));
             }
             stage->SetSrc(blurred, 1, true);
             return static_cast<VSeqOp*>(stage);

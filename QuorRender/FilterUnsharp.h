@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "QuorRender/EdgeMode.h"
+#include "QuorRender/FilterOptions.h"
 #include "QuorRender/SeqOp.h"
 #include "qdibcore/Source/RowIteratorBands.h"
 #include "qerror/qerror.h"
@@ -25,17 +26,15 @@ private:
     int32_t m_nAmount = 0, m_nThreshold = 0, m_nMax = 255, m_nSamples = 0, m_nSampleBytes = 1;
 };
 
-class QGDI_API CImageUnsharp {
+class QGDI_API CImageUnsharp : public CImageFilterOptions {
 public:
     static constexpr double kfMaxAmount = 100.0;
 
     // amount: 1 adds the difference once (0 leaves the image alone); radius:
     // the blur's deviation in pixels; threshold: in 8-bit levels.
     CImageUnsharp(double amount, double radius, double threshold = 0) noexcept
-        : m_fAmount(amount), m_fRadius(radius), m_fThreshold(threshold) {}
-    void SetEdgeMode(EEdgeMode mode) noexcept { m_eEdge = mode; }
+        : CImageFilterOptions(keChannelSetAllButAlpha), m_fAmount(amount), m_fRadius(radius), m_fThreshold(threshold) {}
     // Colour channels by default: sharpening alpha rings the outline.
-    void SetChannels(EQChannelSet channels) noexcept { m_eChannels = channels; }
 
     // As CImageBlur::Blur; 101 for an amount outside 0..kfMaxAmount, a radius
     // the blur refuses or a negative threshold.
@@ -44,8 +43,6 @@ public:
 
 private:
     double m_fAmount, m_fRadius, m_fThreshold;
-    EEdgeMode m_eEdge = keEdgeClamp;
-    EQChannelSet m_eChannels = keChannelSetAllButAlpha;
 };
 
 QGDI_API CErrorAutoThrow QGDI_UnsharpMask(const CRowIterator& source, CRowIterator& destination, double amount,

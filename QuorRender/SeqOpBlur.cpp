@@ -166,7 +166,7 @@ bool CSeqOpBlurPass::Reset() {
     } catch (const std::bad_alloc&) {
         return false;
     }
-    if (!m_oRowBuffer.Grow(static_cast<size_t>(RowBytes(pf.GetBitsPerPixel(), m_nWidth)))) return false;
+    if (!SizeRows(pf.Get(), m_nWidth)) return false;
     m_nRow = 0;
     return true;
 }
@@ -231,17 +231,5 @@ bool CSeqOpBlurPass::MakeRow() {
     if (m_nSampleBytes == 1) Interleave<uint8_t>(m_oRowBuffer.Data(), m_aOut.data(), m_nWidth, m_nChannels);
     else Interleave<uint16_t>(m_oRowBuffer.Data(), m_aOut.data(), m_nWidth, m_nChannels);
     ++m_nRow;
-    return true;
-}
-
-const void* CSeqOpBlurPass::GetNextRow(int x, int count) {
-    if (x < 0 || count < 0 || x + count > m_nWidth || !MakeRow()) return nullptr;
-    return m_oRowBuffer.Data() + static_cast<size_t>(x) * m_nChannels * m_nSampleBytes;
-}
-
-bool CSeqOpBlurPass::GetNextRow(void* dst, int x, int count) {
-    const void* row = GetNextRow(x, count);
-    if (!row) return false;
-    std::memcpy(dst, row, static_cast<size_t>(count) * m_nChannels * m_nSampleBytes);
     return true;
 }

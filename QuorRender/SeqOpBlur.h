@@ -11,7 +11,7 @@
 
 #include "QuorRender/EdgeMode.h"
 #include "QuorRender/KernelSource.h"
-#include "QuorRender/SeqOp.h"
+#include "QuorRender/SeqOpRowMaker.h"
 #include "qgdi_export.h"
 
 struct QGDI_API SBlurPass {
@@ -67,7 +67,7 @@ inline int32_t TotalReach(const std::vector<SBlurPass>& passes) noexcept {
 // pass per stage (each needs its own window of rows). 8- and 16-bit
 // formats; every channel is filtered as it comes, so straight alpha must be
 // premultiplied before (the whole-image blur does it).
-class QGDI_API CSeqOpBlurPass : public CSeqOp {
+class QGDI_API CSeqOpBlurPass : public CSeqOpRowMaker {
 public:
     CSeqOpBlurPass(bool vertical, const SBlurPass& pass, EEdgeMode edge = keEdgeClamp, uint32_t edgeColour = 0);
     // Across only: `passes` in order (Reset fails when empty).
@@ -76,11 +76,9 @@ public:
     ~CSeqOpBlurPass() override;
 
     bool Reset() override;
-    bool GetNextRow(void* dst, int x, int count) override;
-    const void* GetNextRow(int x, int count) override;
 
 private:
-    bool MakeRow();
+    bool MakeRow() override;
     void Horizontal(int channel, int32_t* out) noexcept;
     void Vertical(int channel, int32_t* out) noexcept;
 

@@ -6,6 +6,7 @@
 #include <new>
 #include <type_traits>
 
+#include "QuorRender/KernelSource.h"
 #include "qdibcore/Source/PixelFormat.h"
 
 bool SConvolveKernel::IsValid() const noexcept {
@@ -186,6 +187,7 @@ bool CSeqOpConvolve::Plan() {
 
 bool CSeqOpConvolve::Reset() {
     m_pWindow.reset();
+    m_apSlot.clear();
     VSeqOp* src = Src(0);
     if (!src || !m_oKernel.IsValid()) return false;
     const CQPixelFormat pf(src->GetPixelFormat());
@@ -196,16 +198,37 @@ bool CSeqOpConvolve::Reset() {
     m_nSampleBytes = bpc / 8;
     if (!Plan()) return false;
     const SConvolveKernel& k = m_oKernel;
-    try {
-        m_pWindow = std::make_unique<CKernelSource>(m_bFloat ? quor::keTypeReal32 : quor::keTypeInt32, k.nColumns,
-                                                    k.nRows, k.AnchorX(), k.AnchorY(), m_eEdge, m_nEdgeColour);
-    } catch (const std::bad_alloc&) {
-        return false;
+    if (!m_bFloat) {
+        if (!src->Reset()) return false;
+        m_nWidth = src->GetWidth();
+        m_nChannels = pf.GetChannelCount();
+        if (pf.GetBitsPerPixel() != m_nChannels * bpc || m_nChannels > 4 || m_nWidth <= 0) return false;
+        EQChannel list[8];
+        int count = 0;
+        pf.GetChannels(count, list);
+        for (int c = 0; c < m_nChannels; ++c) m_aEdgeSample[c] = QGDI_GetChannelColor(m_nEdgeColour, list[c]);
+        m_oRowBuffer.Free();
+        try {
+            const size_t plane = static_cast<size_t>(m_nWidth) * m_nChannels;
+            const size_t padded = (static_cast<size_t>(m_nWidth) + k.nColumns - 1) * m_nChannels;
+            m_aSlots.assign(padded * static_cast<size_t>(k.nRows), 0);
+            m_apSlot.resize(static_cast<size_t>(k.nRows));
+            for (int i = 0; i < k.nRows; ++i) m_apSlot[static_cast<size_t>(i)] = m_aSlots.data() + padded * i;
+            m_aAcc.assign(plane, 0);
+            m_aRing.assign(m_bSeparable ? plane * static_cast<size_t>(k.nRows) : 0, 0);
+        } catch (const std::bad_alloc&) {
+            return false;
+        }
+        if (!SizeRows(pf.Get(), m_nWidth)) return false;
+        m_nRow = 0;
+        m_nRingStart = 0;
+        m_pLast = nullptr;
+        m_nLast = -1;
+        return true;
     }
-    if (!m_pWindow->Attach(src, keChannelSetAll)) return false;
-    m_nWidth = src->GetWidth();
-    m_nChannels = m_pWindow->GetChannelCount();
-    if (pf.GetBitsPerPixel() != m_nChannels * bpc) return false;
+    if (!OpenWindow(m_pWindow, quor::keTypeReal32, k.nColumns, k.nRows, k.AnchorX(), k.AnchorY(), m_eEdge,
+                    m_nEdgeColour, m_nWidth, m_nChannels))
+        return false;
     m_oRowBuffer.Free();
     try {
         const size_t plane = static_cast<size_t>(m_nWidth) * m_nChannels;
@@ -217,7 +240,7 @@ bool CSeqOpConvolve::Reset() {
     } catch (const std::bad_alloc&) {
         return false;
     }
-    if (!m_oRowBuffer.Grow(static_cast<size_t>(RowBytes(pf.GetBitsPerPixel(), m_nWidth)))) return false;
+    if (!SizeRows(pf.Get(), m_nWidth)) return false;
     m_nRow = 0;
     m_nRingStart = 0;
     return true;
@@ -310,7 +333,89 @@ void CSeqOpConvolve::Finish(const T* acc) {
     }
 }
 
+bool CSeqOpConvolve::LoadSlot(int slot, int row) {
+    const int h = GetHeight(), w = m_nWidth, ch = m_nChannels, m = m_oKernel.nColumns, ax = m_oKernel.AnchorX();
+    int16_t* out = m_apSlot[static_cast<size_t>(slot)];
+    const size_t padded = (static_cast<size_t>(w) + m - 1) * ch;
+    if (m_eEdge == keEdgeConstant && (row < 0 || row >= h)) {
+        for (size_t i = 0; i < padded; ++i) out[i] = static_cast<int16_t>(m_aEdgeSample[i % ch]);
+        return true;
+    }
+    // A sequential source cannot go back: rows above and below the image
+    // repeat the first and last (wrap included), as in the kernel windows.
+    row = std::min(std::max(row, 0), h - 1);
+    if (row == m_nLast + 1) {
+        m_pLast = static_cast<const uint8_t*>(Src(0)->GetNextRow(0, w));
+        if (!m_pLast) return false;
+        m_nLast = row;
+    }
+    if (!m_pLast) return false;
+    const uint8_t* in = m_pLast;
+    for (int p = 0; p < ax; ++p) {
+        const int col = qgdi::edge::MapIndex(p - ax, w, m_eEdge);
+        for (int c = 0; c < ch; ++c) out[p * ch + c] = static_cast<int16_t>(col < 0 ? m_aEdgeSample[c] : in[col * ch + c]);
+    }
+    int16_t* mid = out + static_cast<size_t>(ax) * ch;
+    for (size_t i = 0; i < static_cast<size_t>(w) * ch; ++i) mid[i] = in[i];
+    for (int p = w + ax; p < w + m - 1; ++p) {
+        const int col = qgdi::edge::MapIndex(p - ax, w, m_eEdge);
+        for (int c = 0; c < ch; ++c) out[p * ch + c] = static_cast<int16_t>(col < 0 ? m_aEdgeSample[c] : in[col * ch + c]);
+    }
+    return true;
+}
+
+bool CSeqOpConvolve::Interleaved() {
+    const int n = m_oKernel.nRows, ay = m_oKernel.AnchorY(), ch = m_nChannels;
+    const size_t count = static_cast<size_t>(m_nWidth) * ch;
+    const bool whole = m_nRow == 0;
+    if (whole) {
+        for (int i = 0; i < n; ++i)
+            if (!LoadSlot(i, i - ay)) return false;
+    } else {
+        std::rotate(m_apSlot.begin(), m_apSlot.begin() + 1, m_apSlot.end());
+        if (!LoadSlot(n - 1, m_nRow + n - 1 - ay)) return false;
+        m_nRingStart = (m_nRingStart + 1) % n;
+    }
+    int32_t* __restrict__ acc = m_aAcc.data();
+    if (m_bSeparable) {
+        const int m = m_oKernel.nColumns;
+        const auto slot = [&](int logical) {
+            return m_aRing.data() + static_cast<size_t>((m_nRingStart + logical) % n) * count;
+        };
+        for (int r = whole ? 0 : n - 1; r < n; ++r) {
+            int32_t* __restrict__ h = slot(r);
+            std::fill(h, h + count, m_nRowShift > 0 ? 1 << (m_nRowShift - 1) : 0);
+            for (int j = 0; j < m; ++j) {
+                const int16_t* __restrict__ in = m_apSlot[static_cast<size_t>(r)] + static_cast<size_t>(j) * ch;
+                const int32_t wt = m_aRowWeight[static_cast<size_t>(j)];
+                for (size_t i = 0; i < count; ++i) h[i] += wt * in[i];
+            }
+            if (m_nRowShift > 0)
+                for (size_t i = 0; i < count; ++i) h[i] >>= m_nRowShift;
+        }
+        std::fill(acc, acc + count, m_nBias);
+        for (int i = 0; i < n; ++i) {
+            const int32_t* __restrict__ in = slot(i);
+            const int32_t wt = m_aColWeight[static_cast<size_t>(i)];
+            for (size_t x = 0; x < count; ++x) acc[x] += wt * in[x];
+        }
+    } else {
+        std::fill(acc, acc + count, m_nBias);
+        for (size_t t = 0; t < m_aTapX.size(); ++t) {
+            const int16_t* __restrict__ in = m_apSlot[static_cast<size_t>(m_aTapY[t])] + static_cast<size_t>(m_aTapX[t]) * ch;
+            const int32_t wt = m_aWeight[t];
+            for (size_t i = 0; i < count; ++i) acc[i] += wt * in[i];
+        }
+    }
+    uint8_t* out = m_oRowBuffer.Data();
+    const int shift = m_nShift;
+    for (size_t i = 0; i < count; ++i) out[i] = static_cast<uint8_t>(std::min(std::max(acc[i] >> shift, 0), 255));
+    ++m_nRow;
+    return true;
+}
+
 bool CSeqOpConvolve::MakeRow() {
+    if (!m_bFloat) return m_nRow < GetHeight() && !m_apSlot.empty() && Interleaved();
     if (!m_pWindow || !m_pWindow->IsAttached() || m_nRow >= GetHeight()) return false;
     const bool whole = m_nRow == 0;
     if (!whole) {
@@ -330,17 +435,5 @@ bool CSeqOpConvolve::MakeRow() {
     if (m_bFloat) Finish(m_aAccF.data());
     else Finish(m_aAcc.data());
     ++m_nRow;
-    return true;
-}
-
-const void* CSeqOpConvolve::GetNextRow(int x, int count) {
-    if (x < 0 || count < 0 || x + count > m_nWidth || !MakeRow()) return nullptr;
-    return m_oRowBuffer.Data() + static_cast<size_t>(x) * m_nChannels * m_nSampleBytes;
-}
-
-bool CSeqOpConvolve::GetNextRow(void* dst, int x, int count) {
-    const void* row = GetNextRow(x, count);
-    if (!row) return false;
-    std::memcpy(dst, row, static_cast<size_t>(count) * m_nChannels * m_nSampleBytes);
     return true;
 }

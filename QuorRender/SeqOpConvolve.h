@@ -13,7 +13,7 @@
 
 #include "QuorRender/EdgeMode.h"
 #include "QuorRender/KernelSource.h"
-#include "QuorRender/SeqOp.h"
+#include "QuorRender/SeqOpRowMaker.h"
 #include "qgdi_export.h"
 
 // The stock matrices.
@@ -77,7 +77,7 @@ QGDI_API std::vector<int32_t> FixWeights(const std::vector<double>& values, int 
 // The convolution of source 0 (8- and 16-bit formats, every channel).
 // Reset fails for a kernel that is not valid or whose weights are so large
 // that an 8-bit sum would leave 32 bits.
-class QGDI_API CSeqOpConvolve : public CSeqOp {
+class QGDI_API CSeqOpConvolve : public CSeqOpRowMaker {
 public:
     explicit CSeqOpConvolve(const SConvolveKernel& kernel, EEdgeMode edge = keEdgeClamp, uint32_t edgeColour = 0);
     ~CSeqOpConvolve() override;
@@ -86,18 +86,20 @@ public:
     bool IsSeparable() const noexcept { return m_bSeparable; }
 
     bool Reset() override;
-    bool GetNextRow(void* dst, int x, int count) override;
-    const void* GetNextRow(int x, int count) override;
 
 private:
     bool Plan();
-    bool MakeRow();
+    bool MakeRow() override;
     template <class T>
     void Full(int channel, T* acc);
     template <class T>
     void Separable(int channel, T* acc, bool whole);
     template <class T>
     void Finish(const T* acc);
+    // 8-bit rows stay interleaved: a tap reads its neighbour channels' worth
+    // further along the row, so nothing is split into planes or put back.
+    bool Interleaved();
+    bool LoadSlot(int slot, int row);
 
     SConvolveKernel m_oKernel;
     EEdgeMode m_eEdge;
@@ -118,6 +120,13 @@ private:
     std::vector<int32_t> m_aRing;
     std::vector<float> m_aRingF;
     int32_t m_nRingStart = 0;
+    // 8-bit: N padded interleaved rows (slot i: window row i), the edge
+    // colour's samples, the last source row pulled and its index.
+    std::vector<int16_t> m_aSlots;
+    std::vector<int16_t*> m_apSlot;
+    int32_t m_aEdgeSample[4] = {};
+    const uint8_t* m_pLast = nullptr;
+    int32_t m_nLast = -1;
     std::vector<int32_t> m_aAcc;  // one row of every channel
     std::vector<float> m_aAccF;
 };

@@ -49,16 +49,9 @@ bool CSeqOpDisplace::Reset() {
     // Map sources reset through the base; the window resets the image itself.
     if (!map->Reset()) return false;
     m_nReach = static_cast<int>(std::ceil(std::fabs(m_fScale) / 2)) + 1;
-    try {
-        m_pWindow = std::make_unique<CKernelSource>(quor::keTypeInt32, 2 * m_nReach + 1, 2 * m_nReach + 1, m_nReach,
-                                                    m_nReach, m_eEdge, m_nEdgeColour);
-    } catch (const std::bad_alloc&) {
+    if (!OpenWindow(m_pWindow, quor::keTypeInt32, 2 * m_nReach + 1, 2 * m_nReach + 1, m_nReach, m_nReach, m_eEdge,
+                    m_nEdgeColour, m_nWidth, m_nChannels))
         return false;
-    }
-    if (!m_pWindow->Attach(src, keChannelSetAll)) return false;
-    m_nWidth = src->GetWidth();
-    m_nChannels = m_pWindow->GetChannelCount();
-    if (pf.GetBitsPerPixel() != m_nChannels * bpc) return false;
     m_oRowBuffer.Free();
     try {
         const size_t w = static_cast<size_t>(m_nWidth);
@@ -67,7 +60,7 @@ bool CSeqOpDisplace::Reset() {
     } catch (const std::bad_alloc&) {
         return false;
     }
-    if (!m_oRowBuffer.Grow(static_cast<size_t>(RowBytes(pf.GetBitsPerPixel(), m_nWidth)))) return false;
+    if (!SizeRows(pf.Get(), m_nWidth)) return false;
     m_nRow = 0;
     return true;
 }
@@ -125,17 +118,5 @@ bool CSeqOpDisplace::MakeRow() {
         }
     }
     ++m_nRow;
-    return true;
-}
-
-const void* CSeqOpDisplace::GetNextRow(int x, int count) {
-    if (x < 0 || count < 0 || x + count > m_nWidth || !MakeRow()) return nullptr;
-    return m_oRowBuffer.Data() + static_cast<size_t>(x) * m_nChannels * m_nSampleBytes;
-}
-
-bool CSeqOpDisplace::GetNextRow(void* dst, int x, int count) {
-    const void* row = GetNextRow(x, count);
-    if (!row) return false;
-    std::memcpy(dst, row, static_cast<size_t>(count) * m_nChannels * m_nSampleBytes);
     return true;
 }

@@ -12,14 +12,14 @@
 
 #include "QuorRender/EdgeMode.h"
 #include "QuorRender/KernelSource.h"
-#include "QuorRender/SeqOp.h"
+#include "QuorRender/SeqOpRowMaker.h"
 #include "qgdi_export.h"
 
 namespace qgdi::filter {
 inline constexpr double kfMaxDisplaceScale = 4000.0;
 }
 
-class QGDI_API CSeqOpDisplace : public CSeqOp {
+class QGDI_API CSeqOpDisplace : public CSeqOpRowMaker {
 public:
     // Reset fails for a scale that is not finite or beyond kfMaxDisplaceScale
     // in size, for channels the map lacks and for sources of different sizes.
@@ -28,11 +28,9 @@ public:
     ~CSeqOpDisplace() override;
 
     bool Reset() override;
-    bool GetNextRow(void* dst, int x, int count) override;
-    const void* GetNextRow(int x, int count) override;
 
 private:
-    bool MakeRow();
+    bool MakeRow() override;
 
     EQChannel m_eX, m_eY;
     double m_fScale;

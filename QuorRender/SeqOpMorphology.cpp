@@ -69,18 +69,11 @@ bool CSeqOpMorphology::Reset() {
     if (pf.IsIndexedColor() || (bpc != 8 && bpc != 16)) return false;
     m_nSampleBytes = bpc / 8;
     const int k = 2 * m_nRy + 1;
-    try {
-        // Samples are held as 16-bit integers; 16-bit samples keep their bits
-        // and are read back unsigned.
-        m_pWindow = std::make_unique<CKernelSource>(quor::keTypeInt16, 2 * m_nRx + 1, k, m_nRx, m_nRy, m_eEdge,
-                                                    m_nEdgeColour);
-    } catch (const std::bad_alloc&) {
+    // Samples are held as 16-bit integers; 16-bit samples keep their bits
+    // and are read back unsigned.
+    if (!OpenWindow(m_pWindow, quor::keTypeInt16, 2 * m_nRx + 1, k, m_nRx, m_nRy, m_eEdge, m_nEdgeColour, m_nWidth,
+                    m_nChannels))
         return false;
-    }
-    if (!m_pWindow->Attach(src, keChannelSetAll)) return false;
-    m_nWidth = src->GetWidth();
-    m_nChannels = m_pWindow->GetChannelCount();
-    if (pf.GetBitsPerPixel() != m_nChannels * bpc) return false;
     m_nPadded = static_cast<size_t>(m_nWidth) + 2 * static_cast<size_t>(m_nRx);
     m_oRowBuffer.Free();
     try {
@@ -101,7 +94,7 @@ bool CSeqOpMorphology::Reset() {
     } catch (const std::bad_alloc&) {
         return false;
     }
-    if (!m_oRowBuffer.Grow(static_cast<size_t>(RowBytes(pf.GetBitsPerPixel(), m_nWidth)))) return false;
+    if (!SizeRows(pf.Get(), m_nWidth)) return false;
     m_nRow = 0;
     m_nRingStart = 0;
     return true;
@@ -199,17 +192,5 @@ bool CSeqOpMorphology::MakeRow() {
     if (m_nSampleBytes == 1) Interleave<uint8_t>(m_oRowBuffer.Data(), m_aOut.data(), m_nWidth, m_nChannels);
     else Interleave<uint16_t>(m_oRowBuffer.Data(), m_aOut.data(), m_nWidth, m_nChannels);
     ++m_nRow;
-    return true;
-}
-
-const void* CSeqOpMorphology::GetNextRow(int x, int count) {
-    if (x < 0 || count < 0 || x + count > m_nWidth || !MakeRow()) return nullptr;
-    return m_oRowBuffer.Data() + static_cast<size_t>(x) * m_nChannels * m_nSampleBytes;
-}
-
-bool CSeqOpMorphology::GetNextRow(void* dst, int x, int count) {
-    const void* row = GetNextRow(x, count);
-    if (!row) return false;
-    std::memcpy(dst, row, static_cast<size_t>(count) * m_nChannels * m_nSampleBytes);
     return true;
 }

@@ -20,7 +20,7 @@
 
 #include "QuorRender/EdgeMode.h"
 #include "QuorRender/KernelSource.h"
-#include "QuorRender/SeqOp.h"
+#include "QuorRender/SeqOpRowMaker.h"
 #include "qgdi_export.h"
 
 enum EQMorphShape : int32_t {
@@ -36,18 +36,16 @@ QGDI_API std::vector<int> EllipseHalfWidths(int rx, int ry);
 
 // Dilation (or erosion) of source 0, every channel, 8- and 16-bit formats.
 // Reset fails for radii outside 0..kiMaxMorphRadius.
-class QGDI_API CSeqOpMorphology : public CSeqOp {
+class QGDI_API CSeqOpMorphology : public CSeqOpRowMaker {
 public:
     CSeqOpMorphology(EQMorphShape shape, bool dilate, int rx, int ry, EEdgeMode edge = keEdgeClamp,
                      uint32_t edgeColour = 0);
     ~CSeqOpMorphology() override;
 
     bool Reset() override;
-    bool GetNextRow(void* dst, int x, int count) override;
-    const void* GetNextRow(int x, int count) override;
 
 private:
-    bool MakeRow();
+    bool MakeRow() override;
     template <bool Max>
     void Square(int channel, uint16_t* out, bool whole);
     template <bool Max>

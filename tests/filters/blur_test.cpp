@@ -6,7 +6,7 @@
 #include <cmath>
 #include <random>
 
-#include "../pipeline/pipeline_test_util.h"
+#include "filter_test_util.h"
 #include "QuorRender/FilterBlur.h"
 #include "qdibcore/Source/StatusControl.h"
 
@@ -15,15 +15,6 @@ using namespace qgdi::test;
 namespace {
 
 ::testing::Environment* const kEnv = ::testing::AddGlobalTestEnvironment(new CPipelineEnvironment);
-
-double At(const CRowIterator& img, int x, int y, int c) {
-    const CQPixelFormat f(img.GetPixelFormat());
-    const uint8_t* row = img.GetRow(y, 0, img.GetWidth());
-    const size_t i = static_cast<size_t>(x) * f.GetChannelCount() + c;
-    const double v = f.Is8bit() ? row[i] : reinterpret_cast<const uint16_t*>(row)[i];
-    img.ReleaseRow(y).Ignore();
-    return v;
-}
 
 struct SBlurCase {
     bool box;

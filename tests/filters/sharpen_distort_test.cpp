@@ -11,6 +11,8 @@
 #include "QuorRender/FilterConvolve.h"
 #include "QuorRender/FilterDistort.h"
 #include "QuorRender/FilterMedian.h"
+#include "QuorRender/FilterDisplace.h"
+#include "QuorRender/FilterMorphology.h"
 #include "QuorRender/FilterUnsharp.h"
 #include "deformation/CoordinatorFactory.h"
 #include "filter_test_util.h"
@@ -112,11 +114,11 @@ TEST(Median, MatchesSortingEverywhereInEveryMode) {
               keQuorErrFailed);
 }
 
-CDibIterator& Photo() {
-    static CDibIterator image;
-    if (!image.IsAttached()) {
-        EXPECT_FALSE(QGDI_ReadBmpFile(QGDI_TESTDATA_DIR "/bmpsuite/g/rgb24.bmp", image).IsError());
-    }
+// Read by each test: an image kept in a static would outlive the memory
+// manager's per-thread statistics at exit.
+std::unique_ptr<CDibIterator> Photo() {
+    auto image = std::make_unique<CDibIterator>();
+    EXPECT_FALSE(QGDI_ReadBmpFile(QGDI_TESTDATA_DIR "/bmpsuite/g/rgb24.bmp", *image).IsError());
     return image;
 }
 
@@ -157,7 +159,8 @@ std::vector<SNeutral> NeutralMaps() {
 }
 
 TEST(Distort, EveryMapAtItsNeutralSettingIsTheIdentity) {
-    const CRowIterator& photo = Photo();
+    const auto photoImage = Photo();
+    const CRowIterator& photo = *photoImage;
     ASSERT_TRUE(photo.IsAttached());
     const int w = photo.GetWidth(), h = photo.GetHeight();
     for (const SNeutral& m : NeutralMaps())
@@ -171,7 +174,8 @@ TEST(Distort, EveryMapAtItsNeutralSettingIsTheIdentity) {
 }
 
 TEST(Distort, MirrorsAreExactAndContinuousMapsGiveContinuousImages) {
-    const CRowIterator& photo = Photo();
+    const auto photoImage = Photo();
+    const CRowIterator& photo = *photoImage;
     const int w = photo.GetWidth(), h = photo.GetHeight();
     std::unique_ptr<CCoordinator> mirror(Create_CCoordinatorMirror());
     CRowIterator m;
@@ -204,7 +208,8 @@ TEST(Distort, MirrorsAreExactAndContinuousMapsGiveContinuousImages) {
 }
 
 TEST(Distort, ThreadsChangeNothingAndBadInputGetsACode) {
-    const CRowIterator& photo = Photo();
+    const auto photoImage = Photo();
+    const CRowIterator& photo = *photoImage;
     std::unique_ptr<CCoordinator> map(Create_CCoordinatorTwirl(200));
     CRowIterator one, all;
     ASSERT_FALSE(QGDI_DistortImage(photo, *map, one, keResampleBicubic, keEdgeClamp, 0, nullptr, 1).IsError());
@@ -228,6 +233,75 @@ TEST(Distort, ThreadsChangeNothingAndBadInputGetsACode) {
     CRowIterator cancelled;
     EXPECT_EQ(QGDI_DistortImage(photo, *map, cancelled, keResampleBilinear, keEdgeClamp, 0, &status).Ignore(),
               keQuorErrCancelled);
+}
+
+}  // namespace
+
+namespace {
+
+// Every filter stage, used directly in a chain as the effect graph does:
+// a reset rewinds it to the same rows, and its rows are the whole-image
+// function's (for a format without alpha, where no premultiplication runs).
+TEST(FilterStages, RewindToTheSameRowsAsTheWholeImageFunctions) {
+    auto src = MakeImage(33, 21, keFormatBGR, [](int x, int y, int c) { return (x * 17 + y * 29 + c * 70) % 256; });
+    auto map = MakeImage(33, 21, keFormatBGR, [](int x, int y, int c) { return (x * 40 + y * 3 + c * 9) % 256; });
+    SConvolveKernel sharpen;
+    ASSERT_TRUE(QGDI_GetFilterMatrix(keFilterMatrixSharpen, sharpen));
+    const struct {
+        const char* name;
+        std::function<VSeqOp*()> stage;
+        std::function<CErrorAutoThrow(CRowIterator&)> whole;
+    } cases[] = {
+        {"convolve", [&] { return new CSeqOpConvolve(sharpen); },
+         [&](CRowIterator& d) { return CImageConvolve(sharpen).Convolve(*src, d); }},
+        {"dilate", [] { return new CSeqOpMorphology(keMorphSquare, true, 3, 2); },
+         [&](CRowIterator& d) { return QGDI_Dilate(*src, d, keMorphSquare, 3, 2); }},
+        {"erode", [] { return new CSeqOpMorphology(keMorphRound, false, 2, 4); },
+         [&](CRowIterator& d) { return QGDI_Erode(*src, d, keMorphRound, 2, 4); }},
+        {"median", [] { return new CSeqOpMedian(2); }, [&](CRowIterator& d) { return QGDI_Median(*src, d, 2); }},
+        {"displace",
+         [&] {
+             auto* s = new CSeqOpDisplace(keChannelRed, keChannelGreen, 6.0);
+             s->SetSrc(new CSeqOpRowIterator(map.get()), 1, true);
+             return s;
+         },
+         [&](CRowIterator& d) { return QGDI_DisplacementMap(*src, *map, d, keChannelRed, keChannelGreen, 6.0); }},
+    };
+    for (const auto& c : cases) {
+        CSeqOpRowIterator head(src.get());
+        std::unique_ptr<VSeqOp> stage(c.stage());
+        stage->SetSrc(&head, 0, false);
+        ASSERT_TRUE(stage->Reset()) << c.name;
+        const Bytes first = PullAll(*stage);
+        ASSERT_TRUE(stage->Reset()) << c.name;
+        EXPECT_EQ(PullAll(*stage), first) << c.name;
+        CRowIterator whole;
+        ASSERT_FALSE(c.whole(whole).IsError()) << c.name;
+        EXPECT_EQ(ImageBytes(whole), first) << c.name;
+    }
+}
+
+TEST(SixteenBit, UnsharpAndDistortionFollowTheirEightBitCounterparts) {
+    // The same picture at both depths (x 257): results agree within a level of 8 bits.
+    const auto value = [](int x, int y, int c) { return (x * 11 + y * 7 + c * 50) % 256; };
+    auto narrow = MakeImage(30, 24, keFormatBGR, value);
+    auto wide = MakeImage(30, 24, keFormatBGR_u16, [&](int x, int y, int c) { return value(x, y, c) * 257.0; });
+    std::unique_ptr<CCoordinator> twirl(Create_CCoordinatorTwirl(90));
+    const std::function<CErrorAutoThrow(const CRowIterator&, CRowIterator&)> ops[] = {
+        [](const CRowIterator& s, CRowIterator& d) { return QGDI_UnsharpMask(s, d, 1.5, 1.2, 2); },
+        [&](const CRowIterator& s, CRowIterator& d) { return QGDI_DistortImage(s, *twirl, d, keResampleBicubic); },
+    };
+    for (size_t i = 0; i < std::size(ops); ++i) {
+        CRowIterator a, b;
+        ASSERT_FALSE(ops[i](*narrow, a).IsError());
+        ASSERT_FALSE(ops[i](*wide, b).IsError());
+        double worst = 0;
+        for (int y = 0; y < 24; ++y)
+            for (int x = 0; x < 30; ++x)
+                for (int c = 0; c < 3; ++c) worst = std::max(worst, std::fabs(At(a, x, y, c) - At(b, x, y, c) / 257.0));
+        // Rounding at 8 bits, and the threshold's cut falling on either side of a level.
+        EXPECT_LE(worst, i == 0 ? 4.0 : 1.0) << "op " << i;
+    }
 }
 
 }  // namespace

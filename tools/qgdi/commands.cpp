@@ -29,8 +29,6 @@ const std::vector<SQgdiCommand>& QgdiCommands() {
          "distort through a coordinate map, with a progress bar", &QgdiCmdDistort},
         {"effect", "effect IN OUT GRAPH | effect IN OUT --preset drop-shadow|emboss|chrome|glow | effect --list",
          "runs an effect graph described in a text file, or a ready-made one", &QgdiCmdEffect},
-        {"inpaint", "inpaint IN MASK OUT [--patch N] [--seed S] [--feather F] [--source SRC]",
-         "content-aware fill of the white part of MASK, with a progress bar; Ctrl-C cancels", &QgdiCmdInpaint},
         {"formats", "formats", "table of the pixel formats and their properties", &QgdiCmdFormats},
         {"blend", "blend BOTTOM TOP OUT [--mode NAME] [--opacity 0-255] [--at X,Y] [--sheet] | blend --list",
          "lay TOP over BOTTOM in a layer blend mode or through a compositing operator", &QgdiCmdBlend},

@@ -34,4 +34,3 @@ int QgdiCmdSharpen(const std::vector<std::string>& args);
 int QgdiCmdMorph(const std::vector<std::string>& args);
 int QgdiCmdDistort(const std::vector<std::string>& args);
 int QgdiCmdEffect(const std::vector<std::string>& args);
-int QgdiCmdInpaint(const std::vector<std::string>& args);
