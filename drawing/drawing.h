@@ -17,3 +17,4 @@
 #include "drawing/RegionRect.h"
 #include "drawing/ScanReceiver.h"
 #include "drawing/ScanReceiverRowOp.h"
+#include "drawing/Stroke.h"
