@@ -38,13 +38,14 @@ find_package(TBB REQUIRED)
 # found through fontconfig (all private: no type of theirs in a public header).
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(QGDI_TEXT REQUIRED IMPORTED_TARGET freetype2 harfbuzz fontconfig)
+set_source_files_properties(${PROJECT_SOURCE_DIR}/drawing/Font.cpp PROPERTIES INCLUDE_DIRECTORIES "${QGDI_TEXT_INCLUDE_DIRS}")
 
 # One compilation feeds both the shared library and the static archive that
 # tests link to reach internal kernels.
 add_library(qgdi_objects OBJECT ${QGDI_SOURCES})
 target_compile_definitions(qgdi_objects PRIVATE QGDI_BUILDING ${QGDI_KERNEL_DEFINITIONS})
 target_link_libraries(qgdi_objects PUBLIC qgdi_headers OpenMP::OpenMP_CXX Threads::Threads
-                      PRIVATE qgdi_build_flags TBB::tbb PkgConfig::QGDI_TEXT)
+                      PRIVATE qgdi_build_flags TBB::tbb)
 
 add_library(qgdi SHARED $<TARGET_OBJECTS:qgdi_objects> ${QGDI_KERNEL_OBJECTS})
 add_library(qgdi::qgdi ALIAS qgdi)
