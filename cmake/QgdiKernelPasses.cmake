@@ -25,7 +25,8 @@ set(QGDI_KERNEL_SOURCES
   QuorRender/RowOpMatte.cpp
   QuorRender/RowOpNoise.cpp
   QuorRender/RowOpTurbulence.cpp
-  QuorRender/ResampleRows.cpp)
+  QuorRender/ResampleRows.cpp
+  drawing/GradientSpan.cpp)
 
 # name;QGDI_TARGET;flags. The wide passes exist only for x86-64 with GCC or Clang.
 set(QGDI_KERNEL_PASSES baseline)

@@ -28,6 +28,9 @@ set_source_files_properties(${PROJECT_SOURCE_DIR}/QuorRender/RowOpHSL.cpp
 # vectoriser may use the instruction.
 set_source_files_properties(${PROJECT_SOURCE_DIR}/QuorRender/RowOpBlendMox.cpp
   PROPERTIES COMPILE_OPTIONS "-fno-trapping-math;-fno-math-errno")
+# Gradient spans: the same selects, and the radial root of a value clamped at 0.
+set_source_files_properties(${PROJECT_SOURCE_DIR}/drawing/GradientSpan.cpp
+  PROPERTIES COMPILE_OPTIONS "-fno-trapping-math;-fno-math-errno")
 
 include(${CMAKE_CURRENT_LIST_DIR}/QgdiKernelPasses.cmake)
 

@@ -1,8 +1,13 @@
 #pragma once
-// Vector drawing: paths, curves and their combination; scan conversion.
+// Vector drawing: paths, curves and their combination; scan conversion; fills.
 #include "drawing/Arc.h"
 #include "drawing/Bezier.h"
 #include "drawing/Curve.h"
+#include "drawing/Fill.h"
+#include "drawing/FillGradient.h"
+#include "drawing/FillPattern.h"
+#include "drawing/FillSrc.h"
+#include "drawing/Gradient.h"
 #include "drawing/PathBlender.h"
 #include "drawing/PathBoolean.h"
 #include "drawing/PathBuffer.h"
@@ -14,6 +19,7 @@
 #include "drawing/QPath.h"
 #include "drawing/RasterProps.h"
 #include "drawing/Refed.h"
+#include "drawing/Region.h"
 #include "drawing/RegionRect.h"
 #include "drawing/ScanReceiver.h"
 #include "drawing/ScanReceiverRowOp.h"
