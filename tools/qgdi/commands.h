@@ -25,3 +25,4 @@ int QgdiCmdDither(const std::vector<std::string>& args);
 int QgdiCmdPalette(const std::vector<std::string>& args);
 int QgdiCmdResize(const std::vector<std::string>& args);
 int QgdiCmdBlur(const std::vector<std::string>& args);
+int QgdiCmdDraw(const std::vector<std::string>& args);
