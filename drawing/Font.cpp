@@ -36,9 +36,10 @@ struct SCache {
     std::set<CQFont::SImpl*> alive;
 };
 
+// Never destroyed, so that the exit guard below may still close it.
 SCache& Cache() {
-    static SCache cache;
-    return cache;
+    static SCache* cache = new SCache;
+    return *cache;
 }
 
 bool StartLocked(SCache& c) {
@@ -101,6 +102,12 @@ const bool g_hooked = [] {
     QGDI_SetFontCacheHooks(&StartHook, &StopHook);
     return true;
 }();
+
+// A process that never shuts the library down still closes its faces and
+// the font configuration on the way out.
+struct SExitGuard {
+    ~SExitGuard() { QGDI_FontCacheShutdown(); }
+} g_exitGuard;
 
 }  // namespace
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <new>
+#include <unordered_set>
+#include <vector>
 
 #include "drawing/DCReceivers.h"
 #include "drawing/Region.h"
@@ -43,6 +45,52 @@ bool SendRetraced(VPathIterator* it, VPathReceiver* rx) {
         }
     }
     return flush(false) && rx->EndPath();
+}
+
+// Sends a stroke's outline contours. The converter ORs a turning vertex's
+// crossing into its cell, so two turning vertices of the same direction in
+// one cell lose a crossing and streak the rest of that grid row. A stroke's
+// two sides meet in such pairs at cusps and spikes (the inner side's corner
+// points are the outer side's there): a vertex whose cell is taken moves one
+// grid row outward, an eighth of a pixel at level 8.
+bool SendOutline(VPathIterator* it, VPathReceiver* rx, int scale) {
+    std::vector<std::vector<SQPOINT>> contours;
+    SQPATHCMD c;
+    it->Reset();
+    while (it->Next(c)) {
+        if (c.command == keCmdMoveTo) contours.emplace_back();
+        if (c.command != keCmdClosePath && !contours.empty()) contours.back().push_back(c.end);
+    }
+    std::unordered_set<uint64_t> taken;
+    auto row = [scale](double y) { return int64_t(std::floor(y * scale)); };
+    for (auto& pts : contours) {
+        const size_t n = pts.size();
+        if (n < 3) continue;
+        for (size_t i = 0; i < n; ++i) {
+            const int64_t r = row(pts[i].y);
+            // The nearest rows before and after that differ from this one.
+            int64_t before = r, after = r;
+            for (size_t k = 1; k < n && before == r; ++k) before = row(pts[(i + n - k) % n].y);
+            for (size_t k = 1; k < n && after == r; ++k) after = row(pts[(i + k) % n].y);
+            if ((r - before) * (after - r) >= 0) continue;  // not a turn
+            const int up = after < r ? 1 : 0;
+            const uint64_t column = uint64_t(int64_t(std::floor(pts[i].x * scale)) & 0xFFFFFFF);
+            const uint64_t key = (uint64_t(r & 0xFFFFFFF) << 29) | (column << 1) | uint64_t(up);
+            if (taken.insert(key).second) continue;
+            // Outward: a turn at a top moves up, at a bottom down.
+            pts[i].y += (before > r ? -1.0 : 1.0) / scale;
+            const int64_t moved = row(pts[i].y);
+            taken.insert((uint64_t(moved & 0xFFFFFFF) << 29) | (column << 1) | uint64_t(up));
+        }
+    }
+    if (!rx->BeginPath()) return false;
+    for (const auto& pts : contours) {
+        if (pts.empty() || !rx->MoveTo(pts[0], nullptr)) return false;
+        for (size_t i = 1; i < pts.size(); ++i)
+            if (!rx->LineTo(pts[i], nullptr)) return false;
+        if (!rx->ClosePath(nullptr)) return false;
+    }
+    return rx->EndPath();
 }
 
 }  // namespace
@@ -120,7 +168,7 @@ CErrorAutoThrow QDCBASIC::Rasterize(VPathIterator* path, bool stroke, VScanRecei
     prx.SetFlatness(m_raster.pathFlatness);
     bool sent;
     if (lineDraw) sent = SendRetraced(outline, &prx);
-    else if (outline) sent = QGDI_PathIteratorSend(outline, &prx, false, nullptr);
+    else if (outline) sent = SendOutline(outline, &prx, scale);
     else sent = QGDI_PathIteratorSend(path, &prx, false, m_device);
     if (outline) outline->Unreference();
     // A path with NaN or infinite points draws nothing, as an empty one does.
