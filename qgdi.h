@@ -14,6 +14,7 @@
 #include "diagnostics/diagnostics.h"
 #include "drawing/drawing.h"
 #include "geometry/geometry.h"
+#include "inpainting/inpainting.h"
 #include "qdibcore/Source/qdibcore.h"
 
 #define QGDI_VERSION_STRING "0.1.0"

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "QuorRender/SeqOpLinearLight.h"
 #include "qdibcore/Source/PixelFormatTraits.h"
 
 namespace {
@@ -247,19 +248,41 @@ bool CSeqOpResample::Reset() {
         nn->SetSrc(head, 0, head != src);
         m_pTail = std::move(nn);
     } else {
-        const EQPixelFormat working = qgdi::resample::WorkingFormat(format);
+        // Palette images become colour first; linear light (when asked for)
+        // comes next; straight alpha is premultiplied around the kernels.
+        const EQPixelFormat base = m_bLinearLight ? CSeqOpLinearLight::LinearFormat(output) : output;
+        const EQPixelFormat working = qgdi::resample::WorkingFormat(m_bLinearLight ? base : format);
         if (working == keFormatNone ||
             !qgdi::resample::BuildKernels(m_eMode, working, src->GetWidth(), src->GetHeight(), m_nWidth, m_nHeight,
                                           m_oHorizontal, m_oVertical))
             return false;
+        VSeqOp* head = src;
+        bool owned = false;
+        if (m_bLinearLight) {
+            if (CQPixelFormat(format).IsIndexedColor()) {
+                auto* convert = new CSeqOpConvert(output);
+                convert->SetSrc(head, 0, owned);
+                head = convert;
+                owned = true;
+            }
+            auto* linear = new CSeqOpLinearLight(true);
+            linear->SetSrc(head, 0, owned);
+            head = linear;
+            owned = true;
+        }
         auto* in = new CSeqOpAlphaForm(working);
-        in->SetSrc(src, 0, false);
+        in->SetSrc(head, 0, owned);
         auto* kernel = new CSeqOpResampleKernel;
         kernel->SetCoef(&m_oHorizontal, &m_oVertical);
         kernel->SetSrc(in, 0, true);
-        auto out = std::make_unique<CSeqOpAlphaForm>(output);
+        auto out = std::make_unique<CSeqOpAlphaForm>(base);
         out->SetSrc(kernel, 0, true);
         m_pTail = std::move(out);
+        if (m_bLinearLight) {
+            auto encode = std::make_unique<CSeqOpLinearLight>(false, output);
+            encode->SetSrc(m_pTail.release(), 0, true);
+            m_pTail = std::move(encode);
+        }
     }
     return m_pTail->Reset();
 }

@@ -77,6 +77,11 @@ public:
     void SetSize(int width, int height) noexcept;
     void SetMode(EQResampleMode mode) noexcept { m_eMode = mode; }
     EQResampleMode GetMode() const noexcept { return m_eMode; }
+    // Resample light rather than encoded values: sRGB samples go to 16-bit
+    // linear light before the kernels and are encoded again after them (see
+    // CSeqOpLinearLight). Nearest neighbour picks pixels and ignores it.
+    void SetLinearLight(bool linear) noexcept { m_bLinearLight = linear; }
+    bool GetLinearLight() const noexcept { return m_bLinearLight; }
     const CResamplingKernelArray& GetHorizontal() const noexcept { return m_oHorizontal; }
     const CResamplingKernelArray& GetVertical() const noexcept { return m_oVertical; }
 
@@ -90,6 +95,7 @@ public:
 private:
     int32_t m_nWidth, m_nHeight;
     EQResampleMode m_eMode;
+    bool m_bLinearLight = false;
     CResamplingKernelArray m_oHorizontal, m_oVertical;
     // source 0 -> [to the working format] -> resampling -> [back]; the last
     // stage owns the ones before it, the first refers to source 0.

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "qgdi.h"
+#include "tools/qgdi/image_io.h"
 
 namespace qgdi::bench {
 namespace {
@@ -196,6 +197,28 @@ benchmark::internal::Benchmark* Configure(benchmark::internal::Benchmark* b, siz
         return b->Iterations(
             static_cast<benchmark::IterationCount>(std::max<size_t>(5, kBytesPerRepetition / workingSet)));
     return b->MinTime(MinTime());
+}
+
+}  // namespace qgdi::bench
+
+namespace qgdi::bench {
+
+std::string TestDataDir() {
+    const char* dir = std::getenv("QGDI_TESTDATA");
+    return dir && *dir ? dir : QGDI_TESTDATA_DIR;
+}
+
+std::unique_ptr<CRowIterator> ReadPhoto(const std::string& name) {
+    const char* chosen = std::getenv("QGDI_BENCH_PHOTO");
+    const std::string file = chosen && *chosen ? chosen : TestDataDir() + "/photos/" + name;
+    std::string error;
+    std::unique_ptr<CRowIterator> image = QgdiReadImage(file, error);
+    auto bgra = std::make_unique<CRowIterator>();
+    if (!image || bgra->CreateFromCopy(*image, nullptr, keFormatBGRA).IsError()) {
+        std::fprintf(stderr, "cannot read the photograph %s: %s\n", file.c_str(), error.c_str());
+        return nullptr;
+    }
+    return bgra;
 }
 
 }  // namespace qgdi::bench

@@ -8,8 +8,12 @@
 #include <chrono>
 #include <cstddef>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
+
+class CRowIteratorBands;
+using CRowIterator = CRowIteratorBands;
 
 namespace qgdi::bench {
 
@@ -41,6 +45,13 @@ double MinTime();
 // peers add their versions with AddPeerVersion.
 void AddMachineContext();
 void AddPeerVersion(const char* peer, const std::string& version);
+
+// A photograph of the shared test data ("astronaut.png" in its photos folder;
+// QGDI_BENCH_PHOTO names another file) as 8-bit BGRA. Null, with a message on
+// stderr, when it cannot be read.
+std::unique_ptr<CRowIterator> ReadPhoto(const std::string& name = "astronaut.png");
+// The folder of the shared test data (QGDI_TESTDATA overrides it).
+std::string TestDataDir();
 
 // Wall-clock seconds.
 inline double Now() {

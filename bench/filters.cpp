@@ -8,7 +8,6 @@
 // QGDI_BENCH_QUICK=1 runs each case twice on a 1024 x 1024 image;
 // QGDI_BENCH_PHOTO picks the photograph.
 #include <benchmark/benchmark.h>
-#include <png.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -32,25 +31,6 @@ namespace {
 using namespace qgdi::bench;
 
 int Size() { return QuickMode() ? 1024 : 4096; }
-
-std::unique_ptr<CRowIterator> ReadPhoto() {
-    const char* path = std::getenv("QGDI_BENCH_PHOTO");
-    const std::string file = path ? path : QGDI_TESTDATA_DIR "/photos/astronaut.png";
-    png_image png{};
-    png.version = PNG_IMAGE_VERSION;
-    if (!png_image_begin_read_from_file(&png, file.c_str())) return nullptr;
-    png.format = PNG_FORMAT_BGRA;
-    std::vector<uint8_t> pixels(PNG_IMAGE_SIZE(png));
-    if (!png_image_finish_read(&png, nullptr, pixels.data(), 0, nullptr)) return nullptr;
-    auto img = std::make_unique<CRowIterator>();
-    const int w = static_cast<int>(png.width), h = static_cast<int>(png.height);
-    if (img->Create(w, h, keFormatBGRA).IsError()) return nullptr;
-    for (int y = 0; y < h; ++y) {
-        std::memcpy(img->GetRow(y, 0, w), pixels.data() + static_cast<size_t>(y) * w * 4, static_cast<size_t>(w) * 4);
-        img->ReleaseRow(y).Ignore();
-    }
-    return img;
-}
 
 const CRowIterator& Source() {
     static const std::unique_ptr<CRowIterator> image = [] {

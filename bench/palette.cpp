@@ -75,7 +75,7 @@ void ToLab(const uint8_t* rgb, int n, int stride, double* lab) {
 std::vector<SPhoto>& Photos() {
     static std::vector<SPhoto> photos = [] {
         std::vector<SPhoto> v;
-        const std::filesystem::path dir = std::filesystem::path(QGDI_TESTDATA_DIR) / "photos";
+        const std::filesystem::path dir = std::filesystem::path(TestDataDir()) / "photos";
         std::vector<std::filesystem::path> files;
         if (std::filesystem::exists(dir))
             for (const auto& e : std::filesystem::directory_iterator(dir))

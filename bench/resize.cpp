@@ -11,7 +11,6 @@
 //
 // QGDI_BENCH_QUICK=1 runs each case twice; QGDI_BENCH_PHOTO picks the photograph.
 #include <benchmark/benchmark.h>
-#include <png.h>
 #include <tbb/task_arena.h>
 #include <unistd.h>
 
@@ -65,27 +64,6 @@ const SFilter kFilters[] = {
     {"area", keResampleAreaAverage, kCvArea, -1},
     {"lanczos3", keResampleLanczos3, kCvLanczos, kVipsLanczos},
 };
-
-// The photograph as BGRA through libpng's simplified reader.
-std::unique_ptr<CRowIterator> ReadPhoto() {
-    const char* path = std::getenv("QGDI_BENCH_PHOTO");
-    const std::string file = path ? path : QGDI_TESTDATA_DIR "/photos/astronaut.png";
-    png_image png{};
-    png.version = PNG_IMAGE_VERSION;
-    if (!png_image_begin_read_from_file(&png, file.c_str())) return nullptr;
-    png.format = PNG_FORMAT_BGRA;
-    std::vector<uint8_t> pixels(PNG_IMAGE_SIZE(png));
-    if (!png_image_finish_read(&png, nullptr, pixels.data(), 0, nullptr)) return nullptr;
-    auto img = std::make_unique<CRowIterator>();
-    const int w = static_cast<int>(png.width), h = static_cast<int>(png.height);
-    if (img->Create(w, h, keFormatBGRA).IsError()) return nullptr;
-    for (int y = 0; y < h; ++y) {
-        uint8_t* row = img->GetRow(y, 0, w);
-        std::memcpy(row, pixels.data() + static_cast<size_t>(y) * w * 4, static_cast<size_t>(w) * 4);
-        img->ReleaseRow(y).Ignore();
-    }
-    return img;
-}
 
 // The four source images: large and small, BGRA and BGR.
 struct SSources {

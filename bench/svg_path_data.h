@@ -8,17 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "bench_util.h"
 #include "drawing/drawing.h"
 
 namespace qgdi::bench {
-
-// The folder of test material beside the project: QGDI_TESTDATA if set, else
-// the one the build names (an absolute path, whatever the compiler cache does
-// to file names).
-inline std::string TestDataDir() {
-    if (const char* env = std::getenv("QGDI_TESTDATA")) return env;
-    return QGDI_TESTDATA_DIR;
-}
 
 // False when the file cannot be read or a path fails to parse.
 inline bool ReadSvgPaths(const std::string& file, std::vector<CQPath>& paths) {

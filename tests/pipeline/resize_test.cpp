@@ -17,8 +17,9 @@ const EQResampleMode kModes[] = {keResampleNearestNeighbor, keResampleBilinear, 
                                  keResampleAreaAverage,     keResampleLanczos3, keResampleMitchell};
 
 std::unique_ptr<CRowIterator> Resized(const CRowIterator& src, int w, int h, EQResampleMode mode, int threads = 1,
-                                      int stripRows = 0) {
+                                      int stripRows = 0, bool linear = false) {
     CImageResize resize(mode);
+    resize.SetLinearLight(linear);
     resize.SetThreadCount(threads);
     resize.SetStripRows(stripRows);
     auto out = std::make_unique<CRowIterator>();
@@ -158,22 +159,27 @@ TEST(Resize, TransparentPixelsDoNotFringe) {
 }
 
 // Strips over threads equal one chain over the whole image, bit for bit, and
-// both equal the stage that a chain of the caller's own would use.
+// both equal the stage that a chain of the caller's own would use, in linear
+// light too.
 TEST(Resize, StripsEqualOneChain) {
     std::mt19937 rng(5);
     auto src = MakeImage(131, 97, keFormatBGRA, [&](int, int, int) { return rng() % 256; });
-    for (const EQResampleMode mode : kModes)
-        for (const auto& [w, h] : {std::pair{300, 211}, {45, 38}}) {
-            auto one = Resized(*src, w, h, mode, 1);
-            auto many = Resized(*src, w, h, mode, 4, 7);
-            ASSERT_TRUE(one && many);
-            EXPECT_EQ(ImageBytes(*one), ImageBytes(*many)) << QGDI_GetResampleModeName(mode) << " " << w;
-            CSeqOpRowIterator head(src.get());
-            CSeqOpResample stage(w, h, mode);
-            stage.SetSrc(&head, 0, false);
-            ASSERT_TRUE(stage.Reset());
-            EXPECT_EQ(PullAll(stage), ImageBytes(*one)) << QGDI_GetResampleModeName(mode) << " " << w;
-        }
+    for (const bool linear : {false, true})
+        for (const EQResampleMode mode : kModes)
+            for (const auto& [w, h] : {std::pair{300, 211}, {45, 38}}) {
+                auto one = Resized(*src, w, h, mode, 1, 0, linear);
+                auto many = Resized(*src, w, h, mode, 4, 7, linear);
+                ASSERT_TRUE(one && many);
+                const std::string what = std::string(QGDI_GetResampleModeName(mode)) + " " + std::to_string(w) +
+                                         (linear ? " linear" : "");
+                EXPECT_EQ(ImageBytes(*one), ImageBytes(*many)) << what;
+                CSeqOpRowIterator head(src.get());
+                CSeqOpResample stage(w, h, mode);
+                stage.SetLinearLight(linear);
+                stage.SetSrc(&head, 0, false);
+                ASSERT_TRUE(stage.Reset());
+                EXPECT_EQ(PullAll(stage), ImageBytes(*one)) << what;
+            }
 }
 
 struct SCancelAt {

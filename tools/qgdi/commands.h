@@ -26,3 +26,4 @@ int QgdiCmdPalette(const std::vector<std::string>& args);
 int QgdiCmdResize(const std::vector<std::string>& args);
 int QgdiCmdBlur(const std::vector<std::string>& args);
 int QgdiCmdDraw(const std::vector<std::string>& args);
+int QgdiCmdInpaint(const std::vector<std::string>& args);

@@ -1,12 +1,14 @@
 #pragma once
 // Parallel loops over oneTBB for the library's multi-threaded work.
 //
-// The Debian oneTBB runtime is not built for ThreadSanitizer, so the
+// The Debian oneTBB runtime is not built for ThreadSanitizer: the
 // happens-before edges its scheduler creates (a task published before a worker
 // runs it, every task finished before parallel_for returns) are invisible to
-// TSan, which then reports the caller's own reads and writes as races. Under
-// TSan the loops below state those edges themselves through the sanitizer's
-// acquire/release annotations; in every other build they compile to nothing.
+// TSan, which then reports the task objects of TBB's own inline templates, and
+// the caller's reads and writes, as races. Under TSan the same loop therefore
+// runs on the OpenMP runtime, which the sanitizer build takes from LLVM with
+// its TSan annotations, so that what the bodies themselves share is still
+// checked. Every other build uses oneTBB.
 #include <algorithm>
 #include <new>
 #include <utility>
@@ -16,29 +18,14 @@
 #include <tbb/task_arena.h>
 
 #if defined(__SANITIZE_THREAD__)
-#define QGDI_TSAN_ANNOTATE 1
+#define QGDI_UNDER_TSAN 1
 #elif defined(__has_feature)
 #if __has_feature(thread_sanitizer)
-#define QGDI_TSAN_ANNOTATE 1
+#define QGDI_UNDER_TSAN 1
 #endif
-#endif
-
-#ifdef QGDI_TSAN_ANNOTATE
-extern "C" void __tsan_acquire(void* addr);
-extern "C" void __tsan_release(void* addr);
 #endif
 
 namespace qgdi::parallel {
-
-namespace detail {
-#ifdef QGDI_TSAN_ANNOTATE
-inline void Release(void* token) { __tsan_release(token); }
-inline void Acquire(void* token) { __tsan_acquire(token); }
-#else
-inline void Release(void*) {}
-inline void Acquire(void*) {}
-#endif
-}  // namespace detail
 
 // The processors the scheduler would use.
 inline int MaxThreads() { return tbb::this_task_arena::max_concurrency(); }
@@ -57,25 +44,25 @@ bool For(int begin, int end, Body&& body, int grain = 1, int threads = 0) {
         for (int i = begin; i < end; ++i) body(i);
         return true;
     }
-    int token = 0;
+#ifdef QGDI_UNDER_TSAN
+#pragma omp parallel for schedule(dynamic, 1) num_threads(threads)
+    for (int i = begin; i < end; ++i) body(i);
+    static_cast<void>(grain);
+#else
     const auto run = [&](const tbb::blocked_range<int>& r) {
-        detail::Acquire(&token);
         for (int i = r.begin(); i != r.end(); ++i) body(i);
-        detail::Release(&token);
     };
     try {
-        detail::Release(&token);
         if (threads == processors) {
             tbb::parallel_for(tbb::blocked_range<int>(begin, end, grain), run);
         } else {
             tbb::task_arena arena(threads);
             arena.execute([&] { tbb::parallel_for(tbb::blocked_range<int>(begin, end, grain), run); });
         }
-        detail::Acquire(&token);
     } catch (const std::bad_alloc&) {
-        detail::Acquire(&token);
         return false;
     }
+#endif
     return true;
 }
 
