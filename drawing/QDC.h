@@ -249,6 +249,8 @@ private:
     // Path to coverage into `receiver` (through the mask when there is one).
     CErrorAutoThrow Rasterize(VPathIterator* path, bool stroke, VScanReceiver* receiver);
     CErrorAutoThrow RunFill(VQFILL* fill, const std::function<CErrorAutoThrow(VScanReceiver*)>& send);
+    CErrorAutoThrow FillRegionWith(VQFILL* fill, const VQRegion* region);
+    CErrorAutoThrow FillMaskWith(VQFILL* fill, const CRowIterator* mask, POINT offset);
     VPathIteratorRefed* MakeStroke(VPathIterator* path, const SStrokeProps& pen, bool& lineDraw);
     void UpdateMatrices() noexcept;
     bool Busy() const noexcept;

@@ -261,36 +261,27 @@ CErrorAutoThrow SendMask(const CRowIterator* mask, POINT offset, VScanReceiver* 
 
 }  // namespace
 
-CErrorAutoThrow QDCBASIC::FillFillRegion(const VQRegion* region) {
+CErrorAutoThrow QDCBASIC::FillRegionWith(VQFILL* fill, const VQRegion* region) {
     if (!region) return QERR(keQuorErrFailed);
     RECT clip;
     if (Busy() || !ClipIC(clip)) return CErrorAutoThrow();
-    return RunFill(m_fill, [&](VScanReceiver* rx) {
+    return RunFill(fill, [&](VScanReceiver* rx) {
         CMaskReceiver masked(rx, m_mask, m_maskOffset);
         return SendRegion(region, m_mask ? &masked : rx, clip, m_raster.antialiasingFilter);
     });
 }
 
-CErrorAutoThrow QDCBASIC::FillStrokeRegion(const VQRegion* region) {
-    if (!region) return QERR(keQuorErrFailed);
+CErrorAutoThrow QDCBASIC::FillMaskWith(VQFILL* fill, const CRowIterator* mask, POINT offset) {
     RECT clip;
     if (Busy() || !ClipIC(clip)) return CErrorAutoThrow();
-    return RunFill(m_strokeFill, [&](VScanReceiver* rx) {
-        CMaskReceiver masked(rx, m_mask, m_maskOffset);
-        return SendRegion(region, m_mask ? &masked : rx, clip, m_raster.antialiasingFilter);
-    });
+    return RunFill(fill, [&](VScanReceiver* rx) { return SendMask(mask, offset, rx, clip); });
 }
 
-CErrorAutoThrow QDCBASIC::FillFillMask(const CRowIterator* mask, POINT offset) {
-    RECT clip;
-    if (Busy() || !ClipIC(clip)) return CErrorAutoThrow();
-    return RunFill(m_fill, [&](VScanReceiver* rx) { return SendMask(mask, offset, rx, clip); });
-}
-
+CErrorAutoThrow QDCBASIC::FillFillRegion(const VQRegion* region) { return FillRegionWith(m_fill, region); }
+CErrorAutoThrow QDCBASIC::FillStrokeRegion(const VQRegion* region) { return FillRegionWith(m_strokeFill, region); }
+CErrorAutoThrow QDCBASIC::FillFillMask(const CRowIterator* mask, POINT offset) { return FillMaskWith(m_fill, mask, offset); }
 CErrorAutoThrow QDCBASIC::FillStrokeMask(const CRowIterator* mask, POINT offset) {
-    RECT clip;
-    if (Busy() || !ClipIC(clip)) return CErrorAutoThrow();
-    return RunFill(m_strokeFill, [&](VScanReceiver* rx) { return SendMask(mask, offset, rx, clip); });
+    return FillMaskWith(m_strokeFill, mask, offset);
 }
 
 CErrorAutoThrow QDCBASIC::FillRect(const SQRECT& rect) {
