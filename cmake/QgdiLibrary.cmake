@@ -37,6 +37,11 @@ include(${CMAKE_CURRENT_LIST_DIR}/QgdiKernelPasses.cmake)
 # Image scaling runs its strips as oneTBB tasks; TBB stays a private
 # dependency of the shared library (no TBB type appears in a public header).
 find_package(TBB REQUIRED)
+# Text: glyph outlines read through FreeType, shaping by HarfBuzz, families
+# found through fontconfig (all private: no type of theirs in a public header).
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(QGDI_TEXT REQUIRED IMPORTED_TARGET freetype2 harfbuzz fontconfig)
+set_source_files_properties(${PROJECT_SOURCE_DIR}/drawing/Font.cpp PROPERTIES INCLUDE_DIRECTORIES "${QGDI_TEXT_INCLUDE_DIRS}")
 
 # One compilation feeds both the shared library and the static archive that
 # tests link to reach internal kernels.
@@ -47,11 +52,11 @@ target_link_libraries(qgdi_objects PUBLIC qgdi_headers OpenMP::OpenMP_CXX Thread
 
 add_library(qgdi SHARED $<TARGET_OBJECTS:qgdi_objects> ${QGDI_KERNEL_OBJECTS})
 add_library(qgdi::qgdi ALIAS qgdi)
-target_link_libraries(qgdi PUBLIC qgdi_headers PRIVATE OpenMP::OpenMP_CXX Threads::Threads TBB::tbb qgdi_build_flags qgdi_export_map)
+target_link_libraries(qgdi PUBLIC qgdi_headers PRIVATE OpenMP::OpenMP_CXX Threads::Threads TBB::tbb PkgConfig::QGDI_TEXT qgdi_build_flags qgdi_export_map)
 set_target_properties(qgdi PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
 
 if(QGDI_BUILD_TESTS OR QGDI_BUILD_BENCH OR QGDI_BUILD_FUZZ)
   add_library(qgdi_static STATIC $<TARGET_OBJECTS:qgdi_objects> ${QGDI_KERNEL_OBJECTS})
   target_compile_definitions(qgdi_static PUBLIC QGDI_STATIC_ACCESS)
-  target_link_libraries(qgdi_static PUBLIC qgdi_headers OpenMP::OpenMP_CXX Threads::Threads TBB::tbb)
+  target_link_libraries(qgdi_static PUBLIC qgdi_headers OpenMP::OpenMP_CXX Threads::Threads TBB::tbb PkgConfig::QGDI_TEXT)
 endif()

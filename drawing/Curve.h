@@ -43,6 +43,11 @@ public:
     bool GetSegmentInfo(int index, SQCURVESEGMENT& info) const;
     bool GetClosed() const noexcept { return m_closed; }
     void SetClosed(bool closed) noexcept { m_closed = closed; }
+    // Replaces the segments with the baselines of text set inside a filled
+    // shape: one horizontal chord per line, `lineHeight` apart, the first at
+    // `firstBaseline` below the shape's top, each the part of the line inside
+    // the shape (non-zero rule), left to right, top to bottom.
+    bool MakeTextInShapeCurve(const CQPath& shape, double lineHeight, double firstBaseline, double flatness = 0.0);
 
 private:
     double Wrap(double distance) const noexcept;

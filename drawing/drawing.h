@@ -16,6 +16,7 @@
 #include "drawing/PathLinked.h"
 #include "drawing/PathReceiver.h"
 #include "drawing/Polygon.h"
+#include "drawing/QDC.h"
 #include "drawing/QPath.h"
 #include "drawing/RasterProps.h"
 #include "drawing/Refed.h"
@@ -24,3 +25,5 @@
 #include "drawing/ScanReceiver.h"
 #include "drawing/ScanReceiverRowOp.h"
 #include "drawing/Stops.h"
+#include "drawing/Stroke.h"
+#include "drawing/Text.h"

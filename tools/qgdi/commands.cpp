@@ -13,6 +13,8 @@ const std::vector<SQgdiCommand>& QgdiCommands() {
          &QgdiCmdResize},
         {"blur", "blur IN OUT (--sigma S [--sigma-y S] | --box R [--box-y R]) [--edge wrap|clamp|constant]",
          "Gaussian or box blur, with a progress bar; Ctrl-C cancels", &QgdiCmdBlur},
+        {"draw", "draw IN.svg OUT.png [--size WxH]",
+         "render an SVG drawing (shapes, strokes, gradients, text) through the drawing context", &QgdiCmdDraw},
         {"inpaint", "inpaint IN MASK OUT [--patch N] [--seed S] [--feather F] [--source SRC]",
          "content-aware fill of the white part of MASK, with a progress bar; Ctrl-C cancels", &QgdiCmdInpaint},
         {"warp", "warp IN OUT --push X,Y,DX,DY,RADIUS ... [--twirl|--pinch|--bloat X,Y,A,RADIUS ...]",

@@ -25,6 +25,7 @@ int QgdiCmdDither(const std::vector<std::string>& args);
 int QgdiCmdPalette(const std::vector<std::string>& args);
 int QgdiCmdResize(const std::vector<std::string>& args);
 int QgdiCmdBlur(const std::vector<std::string>& args);
+int QgdiCmdDraw(const std::vector<std::string>& args);
 int QgdiCmdInpaint(const std::vector<std::string>& args);
 int QgdiCmdFill(const std::vector<std::string>& args);
 int QgdiCmdWarp(const std::vector<std::string>& args);
