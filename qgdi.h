@@ -16,5 +16,6 @@
 #include "geometry/geometry.h"
 #include "inpainting/inpainting.h"
 #include "qdibcore/Source/qdibcore.h"
+#include "segmentation/segmentation.h"
 
 #define QGDI_VERSION_STRING "0.1.0"

@@ -15,6 +15,8 @@ const std::vector<SQgdiCommand>& QgdiCommands() {
          "Gaussian or box blur, with a progress bar; Ctrl-C cancels", &QgdiCmdBlur},
         {"inpaint", "inpaint IN MASK OUT [--patch N] [--seed S] [--feather F] [--source SRC]",
          "content-aware fill of the white part of MASK, with a progress bar; Ctrl-C cancels", &QgdiCmdInpaint},
+        {"select", "select IN MASK_OUT --rect X,Y,W,H [--fg X,Y,R ...] [--bg X,Y,R ...] [--soft]",
+         "smart selection of the object in a rectangle, refined by strokes; 8-bit mask out", &QgdiCmdSelect},
         {"formats", "formats", "table of the pixel formats and their properties", &QgdiCmdFormats},
         {"blend", "blend BOTTOM TOP OUT [--mode NAME] [--opacity 0-255] [--at X,Y] [--sheet] | blend --list",
          "lay TOP over BOTTOM in a layer blend mode or through a compositing operator", &QgdiCmdBlend},

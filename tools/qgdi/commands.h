@@ -27,3 +27,4 @@ int QgdiCmdResize(const std::vector<std::string>& args);
 int QgdiCmdBlur(const std::vector<std::string>& args);
 int QgdiCmdInpaint(const std::vector<std::string>& args);
 int QgdiCmdFill(const std::vector<std::string>& args);
+int QgdiCmdSelect(const std::vector<std::string>& args);
