@@ -152,7 +152,10 @@ void SoftenBorder(const uint8_t* bgr, const uint8_t* label, const uint8_t* hard,
             const size_t d = size_t(y) * size_t(w) + size_t(x);
             const float q = coefMean[d] * plane[d] + coefMean[n + d] * plane[n + d] +
                             coefMean[2 * n + d] * plane[2 * n + d] + coefMean[3 * n + d];
-            alpha[s] = static_cast<uint8_t>(std::clamp(q, 0.f, 1.f) * 255.f + 0.5f);
+            // Within a few levels of either end is the fit's noise over flat
+            // colour, not a partial pixel.
+            const float v = std::clamp(q, 0.f, 1.f) * 255.f + 0.5f;
+            alpha[s] = v < 8 ? 0 : v >= 248 ? 255 : static_cast<uint8_t>(v);
         }
 }
 

@@ -521,10 +521,10 @@ CErrorAutoThrow CSmartSelection::GetMask(CRowIterator& mask) const {
         } else {
             for (size_t i = 0; i < alpha.size(); ++i) alpha[i] = s.result[i] ? 255 : 0;
         }
+        const bool attached = mask.IsAttached();
         CRowIterator grey;
-        CRowIterator& target = mask.IsAttached() ? grey : mask;
-        if (mask.IsAttached() && (mask.GetWidth() != s.width || mask.GetHeight() != s.height))
-            return QERR(keQuorErrFailed);
+        CRowIterator& target = attached ? grey : mask;
+        if (attached && (mask.GetWidth() != s.width || mask.GetHeight() != s.height)) return QERR(keQuorErrFailed);
         QGDI_TRY(target.Create(s.width, s.height, keFormatGrey));
         for (int y = 0; y < s.height; ++y) {
             uint8_t* row = target.GetRow(y, 0, s.width);
@@ -532,7 +532,7 @@ CErrorAutoThrow CSmartSelection::GetMask(CRowIterator& mask) const {
             std::copy_n(&alpha[size_t(y) * size_t(s.width)], size_t(s.width), row);
             target.ReleaseRow(y).Ignore();
         }
-        if (mask.IsAttached()) QGDI_TRY(mask.Copy(grey));
+        if (attached) QGDI_TRY(mask.Copy(grey));
         return CErrorAutoThrow();
     });
 }
