@@ -156,6 +156,8 @@ std::vector<SCase>& Cases() {
         c.push_back(Compose("ellipse coffee/hubble", coffee, hubble, W, H, ellipse));
         c.push_back(Compose("star astronaut/retina", astronaut, retina, W, H, star));
         c.push_back(Compose("lobes grass/coffee", grass, coffee, W, H, lobes));
+        // Above two megapixels the cut runs reduced, then along the border at full size.
+        c.push_back(Compose("horse 3Mpix coarse/fine", hubble, astronaut, 2048, 1536, horseAt(4.5, 2048, 1536)));
         c.push_back(Compose("horse 1Mpix retina/hubble", retina, hubble, 1024, 1024, horseAt(2.5, 1024, 1024)));
         return c;
     }();

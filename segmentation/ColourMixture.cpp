@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 #include "geometry/KMeans.h"
 
@@ -23,6 +24,20 @@ void Accumulate(double* m, const uint8_t* c) {
     m[7] += g * g;
     m[8] += g * r;
     m[9] += r * r;
+}
+
+// e^x for x <= 0 in arithmetic that stays in vector lanes: 2^x split into
+// a power of two (built in the exponent bits) and a polynomial on (-1, 0].
+// Relative error below 2e-4, far under the 1/16 the costs are rounded to.
+inline float ExpNonPositive(float x) {
+    const float t = std::max(x, -87.f) * 1.44269504f;
+    const int i = static_cast<int>(t);  // towards zero: t - i lies in (-1, 0]
+    const float f = t - static_cast<float>(i);
+    const float p = 1.f + f * (0.693147f + f * (0.240227f + f * (0.0555041f + f * (0.00961813f + f * 0.00133336f))));
+    const int bits = (i + 127) << 23;
+    float scale;
+    std::memcpy(&scale, &bits, sizeof scale);
+    return p * scale;
 }
 
 // At most this many colours go into the clustering: the means of a few
@@ -154,37 +169,43 @@ void CColourMixture::Evaluate(const uint8_t* colours, int n, float* cost, uint8_
     // the compiler can keep in vector registers; the log-sum-exp is taken
     // against the best component so that no term underflows to nothing.
     constexpr int kSpan = 256;
-    float top[kSpan], sum[kSpan], lp[kiMaxComponents][kSpan];
+    float top[kSpan], sum[kSpan], ch[3][kSpan], lp[kiMaxComponents][kSpan];
+    uint8_t pick[kSpan];
     for (int x0 = 0; x0 < n; x0 += kSpan) {
         const int m = std::min(kSpan, n - x0);
         const uint8_t* c = colours + static_cast<size_t>(x0) * 3;
+        for (int i = 0; i < m; ++i) {
+            ch[0][i] = float(int(c[3 * i]));
+            ch[1][i] = float(int(c[3 * i + 1]));
+            ch[2][i] = float(int(c[3 * i + 2]));
+        }
         for (int j = 0; j < k; ++j) {
             const SGaussian3& g = m_components[static_cast<size_t>(j)];
             const float m0 = float(g.mean[0]), m1 = float(g.mean[1]), m2 = float(g.mean[2]);
-            const float* v = g.inverse;
+            const float v0 = g.inverse[0], v1 = 2 * g.inverse[1], v2 = 2 * g.inverse[2], v3 = g.inverse[3],
+                        v4 = 2 * g.inverse[4], v5 = g.inverse[5];
             const float ls = g.logScale;
-            float* out = lp[j];
+            float* __restrict__ out = lp[j];
             for (int i = 0; i < m; ++i) {
-                const float d0 = float(int(c[3 * i])) - m0, d1 = float(int(c[3 * i + 1])) - m1,
-                            d2 = float(int(c[3 * i + 2])) - m2;
-                const float q = d0 * (v[0] * d0 + 2 * v[1] * d1 + 2 * v[2] * d2) + d1 * (v[3] * d1 + 2 * v[4] * d2) +
-                                d2 * v[5] * d2;
+                const float d0 = ch[0][i] - m0, d1 = ch[1][i] - m1, d2 = ch[2][i] - m2;
+                const float q = d0 * (v0 * d0 + v1 * d1 + v2 * d2) + d1 * (v3 * d1 + v4 * d2) + d2 * v5 * d2;
                 out[i] = ls - 0.5f * q;
             }
         }
         for (int i = 0; i < m; ++i) {
             top[i] = lp[0][i];
-            best[x0 + i] = 0;
+            pick[i] = 0;
         }
         for (int j = 1; j < k; ++j)
             for (int i = 0; i < m; ++i) {
                 const bool more = lp[j][i] > top[i];
                 top[i] = more ? lp[j][i] : top[i];
-                best[x0 + i] = more ? uint8_t(j) : best[x0 + i];
+                pick[i] = more ? uint8_t(j) : pick[i];
             }
+        std::copy_n(pick, m, best + x0);
         for (int i = 0; i < m; ++i) sum[i] = 0;
         for (int j = 0; j < k; ++j)
-            for (int i = 0; i < m; ++i) sum[i] += std::exp(lp[j][i] - top[i]);
+            for (int i = 0; i < m; ++i) sum[i] += ExpNonPositive(lp[j][i] - top[i]);
         for (int i = 0; i < m; ++i) cost[x0 + i] = std::min(kfMaxCost, -(top[i] + std::log(sum[i])));
     }
 }
