@@ -9,6 +9,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <string>
@@ -185,7 +186,12 @@ CRowIterator ToIterator(const SCase& c) {
 
 std::vector<uint8_t> Ours(const SCase& c, CSmartSelection& s) {
     const CRowIterator img = ToIterator(c);
-    if (s.SetImage(img).IsError() || s.SetRect(c.rect).IsError() || s.Segment().IsError()) std::exit(1);
+    // QGDI_SELECT_COARSE_ABOVE moves the size above which the coarse path runs.
+    SSmartSelectionOptions o;
+    if (const char* v = std::getenv("QGDI_SELECT_COARSE_ABOVE")) o.nCoarseAbove = std::atoll(v);
+    if (s.SetOptions(o).IsError() || s.SetImage(img).IsError() || s.SetRect(c.rect).IsError() ||
+        s.Segment().IsError())
+        std::exit(1);
     CRowIterator mask;
     if (s.GetMask(mask).IsError()) std::exit(1);
     std::vector<uint8_t> out;

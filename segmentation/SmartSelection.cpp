@@ -158,7 +158,7 @@ void CSmartSelection::SState::PaintStrokes(std::vector<uint8_t>& hard, int w, in
 
 void CSmartSelection::SState::EvaluateModels() {
     const uint8_t* img = Work();
-#pragma omp parallel for schedule(static)
+#pragma omp parallel for schedule(static) if (WorkPixels() >= (size_t(1) << 18))
     for (int y = 0; y < wh; ++y) {
         const size_t row = size_t(y) * size_t(ww);
         fg.Evaluate(img + 3 * row, ww, &costF[row], &compF[row]);
@@ -209,7 +209,7 @@ CErrorAutoThrow CSmartSelection::SState::BandStep(CStatusControl& status) {
         return CErrorAutoThrow();
     }
     // The reduced cut, enlarged, is right away from its border; only a band
-    // as wide as a reduced pixel (and one more) along it is cut again at full size.
+    // two reduced pixels wide on either side of it is cut again at full size.
     const int w = width, h = height;
     const size_t total = size_t(w) * size_t(h);
     std::vector<uint8_t> full(total), border(total), band(total);
@@ -220,7 +220,7 @@ CErrorAutoThrow CSmartSelection::SState::BandStep(CStatusControl& status) {
             full[p] = hard == keHardFg ? 1 : hard == keHardBg ? 0 : label[size_t(y / factor) * size_t(ww) + size_t(x / factor)];
         }
     qgdi::segment::MarkBorder(full.data(), w, h, border.data());
-    qgdi::segment::DilateMarks(border.data(), w, h, factor + 1, band.data());
+    qgdi::segment::DilateMarks(border.data(), w, h, 2 * factor, band.data());
     std::vector<int32_t> id(total, -1);
     std::vector<size_t> pixel;
     for (size_t p = 0; p < total; ++p)
@@ -233,9 +233,32 @@ CErrorAutoThrow CSmartSelection::SState::BandStep(CStatusControl& status) {
         if (betaFull < 0) betaFull = ContrastBeta(image.data(), w, h);
         std::vector<uint8_t> colours(static_cast<size_t>(n) * 3), best(static_cast<size_t>(n));
         for (int k = 0; k < n; ++k) std::copy_n(&image[3 * pixel[size_t(k)]], 3, &colours[3 * size_t(k)]);
+        // Reduced colours are averages, smoother than the pixels: the band is
+        // priced by mixtures refitted to full-size colours (every other pixel
+        // of every other row is plenty).
+        CColourMixture fgFull = fg, bgFull = bg;
+        {
+            std::vector<uint8_t> sample, side, comp;
+            for (int y = 0; y < h; y += 2)
+                for (int x = 0; x < w; x += 2) {
+                    const size_t p = size_t(y) * size_t(w) + size_t(x);
+                    sample.insert(sample.end(), &image[3 * p], &image[3 * p + 3]);
+                    side.push_back(full[p]);
+                }
+            const size_t m = side.size();
+            std::vector<float> cost(m);
+            std::vector<uint8_t> bestF(m), bestB(m);
+            fg.Evaluate(sample.data(), int(m), cost.data(), bestF.data());
+            bg.Evaluate(sample.data(), int(m), cost.data(), bestB.data());
+            comp.resize(m);
+            for (size_t i = 0; i < m; ++i) comp[i] = side[i] ? bestF[i] : 255;
+            fgFull.Refit(sample.data(), comp.data(), m, 3);
+            for (size_t i = 0; i < m; ++i) comp[i] = side[i] ? 255 : bestB[i];
+            bgFull.Refit(sample.data(), comp.data(), m, 3);
+        }
         std::vector<float> cf(static_cast<size_t>(n)), cb(static_cast<size_t>(n));
-        fg.Evaluate(colours.data(), n, cf.data(), best.data());
-        bg.Evaluate(colours.data(), n, cb.data(), best.data());
+        fgFull.Evaluate(colours.data(), n, cf.data(), best.data());
+        bgFull.Evaluate(colours.data(), n, cb.data(), best.data());
         std::vector<CMaxFlow::Cap> s(static_cast<size_t>(n)), t(static_cast<size_t>(n));
         for (int k = 0; k < n; ++k) {
             s[size_t(k)] = CostCap(cb[size_t(k)]);
