@@ -24,8 +24,9 @@ struct SSmartSelectionOptions {
     // Gaussians per mixture, 1..16.
     int nComponents = 5;
     // Rounds of refitting after the strokes of a refinement are cut in
-    // (0: the new strokes are honoured with the colour models unchanged).
-    int nRefineIterations = 1;
+    // (0: the new strokes are honoured with the colour models unchanged:
+    // a stroke is answered in milliseconds).
+    int nRefineIterations = 0;
     // Images above this many pixels are cut at a halved (quartered...) size
     // first, then only a band along the border at full size.
     int64_t nCoarseAbove = 1 << 21;
