@@ -184,14 +184,8 @@ CRowIterator ToIterator(const SCase& c) {
     return it;
 }
 
-std::vector<uint8_t> Ours(const SCase& c, CSmartSelection& s) {
-    const CRowIterator img = ToIterator(c);
-    // QGDI_SELECT_COARSE_ABOVE moves the size above which the coarse path runs.
-    SSmartSelectionOptions o;
-    if (const char* v = std::getenv("QGDI_SELECT_COARSE_ABOVE")) o.nCoarseAbove = std::atoll(v);
-    if (s.SetOptions(o).IsError() || s.SetImage(img).IsError() || s.SetRect(c.rect).IsError() ||
-        s.Segment().IsError())
-        std::exit(1);
+// The selection as 0/1, half alpha and above inside.
+std::vector<uint8_t> Selected(const CSmartSelection& s, const SCase& c) {
     CRowIterator mask;
     if (s.GetMask(mask).IsError()) std::exit(1);
     std::vector<uint8_t> out;
@@ -201,6 +195,17 @@ std::vector<uint8_t> Ours(const SCase& c, CSmartSelection& s) {
         mask.ReleaseRow(y).Ignore();
     }
     return out;
+}
+
+std::vector<uint8_t> Ours(const SCase& c, CSmartSelection& s) {
+    const CRowIterator img = ToIterator(c);
+    // QGDI_SELECT_COARSE_ABOVE moves the size above which the coarse path runs.
+    SSmartSelectionOptions o;
+    if (const char* v = std::getenv("QGDI_SELECT_COARSE_ABOVE")) o.nCoarseAbove = std::atoll(v);
+    if (s.SetOptions(o).IsError() || s.SetImage(img).IsError() || s.SetRect(c.rect).IsError() ||
+        s.Segment().IsError())
+        std::exit(1);
+    return Selected(s, c);
 }
 
 #ifdef QGDI_HAVE_OPENCV
@@ -244,15 +249,7 @@ void Strokes(const SCase& c, const std::vector<uint8_t>& got, CSmartSelection& s
         if (s.Refine().IsError()) std::exit(1);
         worstMs = std::max(worstMs, (Now() - t0) * 1e3);
     }
-    CRowIterator mask;
-    if (s.GetMask(mask).IsError()) std::exit(1);
-    std::vector<uint8_t> out;
-    for (int y = 0; y < c.h; ++y) {
-        const uint8_t* row = mask.GetRow(y, 0, c.w);
-        for (int x = 0; x < c.w; ++x) out.push_back(row[x] >= 128);
-        mask.ReleaseRow(y).Ignore();
-    }
-    iouAfter = IoU(out, c.truth);
+    iouAfter = IoU(Selected(s, c), c.truth);
 }
 
 void QualityTable() {

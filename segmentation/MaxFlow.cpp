@@ -203,16 +203,22 @@ void CMaxFlow::Augment(int32_t middle) {
     m_flow += bottleneck;
 }
 
-void CMaxFlow::AdoptSource(int32_t i) {
-    // A new parent must reach the source through valid links: prefer the one
-    // with the shortest known way there, so that trees stay shallow.
+template <bool kSink>
+void CMaxFlow::AdoptOrphan(int32_t i) {
+    // A new parent must reach the node's terminal through valid links: the
+    // one with the shortest known way there keeps trees shallow. Flow runs
+    // from parent to child in the source tree and the other way in the sink
+    // tree, so the link that must have room is j -> i or i -> j.
+    const auto room = [this](int32_t a0) {
+        return kSink ? m_residual[static_cast<size_t>(a0)] : m_residual[static_cast<size_t>(Sister(a0))];
+    };
     int32_t bestArc = kNone;
     int32_t bestD = kInfiniteDistance;
     SNode& n = m_nodes[static_cast<size_t>(i)];
     for (int32_t a0 = n.first; a0 >= 0; a0 = m_nextArc[static_cast<size_t>(a0)]) {
-        if (m_residual[static_cast<size_t>(Sister(a0))] == 0) continue;
+        if (room(a0) == 0) continue;
         int32_t j = m_head[static_cast<size_t>(a0)];
-        if (m_nodes[static_cast<size_t>(j)].sink || m_nodes[static_cast<size_t>(j)].parent == kNone) continue;
+        if (m_nodes[static_cast<size_t>(j)].sink != kSink || m_nodes[static_cast<size_t>(j)].parent == kNone) continue;
         int32_t d = 0;
         for (;;) {
             SNode& o = m_nodes[static_cast<size_t>(j)];
@@ -250,70 +256,14 @@ void CMaxFlow::AdoptSource(int32_t i) {
         n.distance = bestD + 1;
         return;
     }
+    // Free now: neighbours of its tree that could reach it try again, and
+    // its children become orphans in turn.
     n.parent = kNone;
     for (int32_t a0 = n.first; a0 >= 0; a0 = m_nextArc[static_cast<size_t>(a0)]) {
         const int32_t j = m_head[static_cast<size_t>(a0)];
         SNode& o = m_nodes[static_cast<size_t>(j)];
-        if (o.sink || o.parent == kNone) continue;
-        if (m_residual[static_cast<size_t>(Sister(a0))] > 0) SetActive(j);
-        if (o.parent >= 0 && m_head[static_cast<size_t>(o.parent)] == i) {
-            o.parent = kOrphan;
-            m_orphans.push_back(j);
-        }
-    }
-}
-
-void CMaxFlow::AdoptSink(int32_t i) {
-    int32_t bestArc = kNone;
-    int32_t bestD = kInfiniteDistance;
-    SNode& n = m_nodes[static_cast<size_t>(i)];
-    for (int32_t a0 = n.first; a0 >= 0; a0 = m_nextArc[static_cast<size_t>(a0)]) {
-        if (m_residual[static_cast<size_t>(a0)] == 0) continue;
-        int32_t j = m_head[static_cast<size_t>(a0)];
-        if (!m_nodes[static_cast<size_t>(j)].sink || m_nodes[static_cast<size_t>(j)].parent == kNone) continue;
-        int32_t d = 0;
-        for (;;) {
-            SNode& o = m_nodes[static_cast<size_t>(j)];
-            if (o.stamp == m_time) {
-                d += o.distance;
-                break;
-            }
-            const int32_t a = o.parent;
-            ++d;
-            if (a == kTerminal) {
-                o.stamp = m_time;
-                o.distance = 1;
-                break;
-            }
-            if (a == kOrphan) {
-                d = kInfiniteDistance;
-                break;
-            }
-            j = m_head[static_cast<size_t>(a)];
-        }
-        if (d == kInfiniteDistance) continue;
-        if (d < bestD) {
-            bestArc = a0;
-            bestD = d;
-        }
-        for (j = m_head[static_cast<size_t>(a0)]; m_nodes[static_cast<size_t>(j)].stamp != m_time;
-             j = m_head[static_cast<size_t>(m_nodes[static_cast<size_t>(j)].parent)]) {
-            m_nodes[static_cast<size_t>(j)].stamp = m_time;
-            m_nodes[static_cast<size_t>(j)].distance = d--;
-        }
-    }
-    if (bestArc != kNone) {
-        n.parent = bestArc;
-        n.stamp = m_time;
-        n.distance = bestD + 1;
-        return;
-    }
-    n.parent = kNone;
-    for (int32_t a0 = n.first; a0 >= 0; a0 = m_nextArc[static_cast<size_t>(a0)]) {
-        const int32_t j = m_head[static_cast<size_t>(a0)];
-        SNode& o = m_nodes[static_cast<size_t>(j)];
-        if (!o.sink || o.parent == kNone) continue;
-        if (m_residual[static_cast<size_t>(a0)] > 0) SetActive(j);
+        if (o.sink != kSink || o.parent == kNone) continue;
+        if (room(a0) > 0) SetActive(j);
         if (o.parent >= 0 && m_head[static_cast<size_t>(o.parent)] == i) {
             o.parent = kOrphan;
             m_orphans.push_back(j);
@@ -325,8 +275,8 @@ void CMaxFlow::Adopt() {
     while (!m_orphans.empty()) {
         const int32_t i = m_orphans.front();
         m_orphans.pop_front();
-        if (m_nodes[static_cast<size_t>(i)].sink) AdoptSink(i);
-        else AdoptSource(i);
+        if (m_nodes[static_cast<size_t>(i)].sink) AdoptOrphan<true>(i);
+        else AdoptOrphan<false>(i);
     }
 }
 

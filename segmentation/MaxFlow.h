@@ -61,8 +61,8 @@ private:
     void SetActive(int32_t i);
     int32_t NextActive();
     void Augment(int32_t middle);
-    void AdoptSource(int32_t i);
-    void AdoptSink(int32_t i);
+    template <bool kSink>
+    void AdoptOrphan(int32_t i);
     void Adopt();
     // Marked nodes back into the trees before a repeated solve.
     void Repair();
