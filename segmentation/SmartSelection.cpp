@@ -510,11 +510,15 @@ CErrorAutoThrow CSmartSelection::Refine(CStatusControl* status) {
     if (!s.ready) return Segment(status);
     if (s.applied == s.strokes.size()) return CErrorAutoThrow();
     return qgdi::result::FromExceptions([&]() -> CErrorAutoThrow {
+        CStatusControl nested(status);
+        nested.SetProgressRange(uint64_t(s.options.nRefineIterations) + 2);
+        // A small change may be solved before the flow's first poll: look once first.
+        if (nested.AbortCheck()) return QERR(keQuorErrCancelled);
+        // Stopped half-way, the next call starts over from all the inputs.
+        s.ready = false;
         s.PaintStrokes(s.hardW, s.ww, s.wh, s.factor, s.applied);
         if (s.factor > 1) s.PaintStrokes(s.hardFull, s.width, s.height, 1, s.applied);
         s.applied = s.strokes.size();
-        CStatusControl nested(status);
-        nested.SetProgressRange(uint64_t(s.options.nRefineIterations) + 2);
         // Only the stroked pixels' terminals change: the solve resumes from
         // the last flow and trees.
         s.SetTerminals(false);
