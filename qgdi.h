@@ -18,5 +18,6 @@
 #include "inpainting/inpainting.h"
 #include "layerstyles/layerstyles.h"
 #include "qdibcore/Source/qdibcore.h"
+#include "segmentation/segmentation.h"
 
 #define QGDI_VERSION_STRING "0.1.0"

@@ -31,6 +31,9 @@ set_source_files_properties(${PROJECT_SOURCE_DIR}/QuorRender/RowOpBlendMox.cpp
 # Gradient spans: the same selects, and the radial root of a value clamped at 0.
 set_source_files_properties(${PROJECT_SOURCE_DIR}/drawing/GradientSpan.cpp
   PROPERTIES COMPILE_OPTIONS "-fno-trapping-math;-fno-math-errno")
+# The colour mixtures' log-sum-exp clamps and selects per pixel the same way.
+set_source_files_properties(${PROJECT_SOURCE_DIR}/segmentation/ColourMixture.cpp
+  PROPERTIES COMPILE_OPTIONS -fno-trapping-math)
 
 include(${CMAKE_CURRENT_LIST_DIR}/QgdiKernelPasses.cmake)
 

@@ -31,6 +31,8 @@ const std::vector<SQgdiCommand>& QgdiCommands() {
          "distort through a coordinate map, with a progress bar", &QgdiCmdDistort},
         {"effect", "effect IN OUT GRAPH | effect IN OUT --preset drop-shadow|emboss|chrome|glow | effect --list",
          "runs an effect graph described in a text file, or a ready-made one", &QgdiCmdEffect},
+        {"select", "select IN MASK_OUT --rect X,Y,W,H [--fg X,Y,R ...] [--bg X,Y,R ...] [--soft]",
+         "smart selection of the object in a rectangle, refined by strokes; 8-bit mask out", &QgdiCmdSelect},
         {"formats", "formats", "table of the pixel formats and their properties", &QgdiCmdFormats},
         {"blend", "blend BOTTOM TOP OUT [--mode NAME] [--opacity 0-255] [--at X,Y] [--sheet] | blend --list",
          "lay TOP over BOTTOM in a layer blend mode or through a compositing operator", &QgdiCmdBlend},

@@ -35,3 +35,4 @@ int QgdiCmdSharpen(const std::vector<std::string>& args);
 int QgdiCmdMorph(const std::vector<std::string>& args);
 int QgdiCmdDistort(const std::vector<std::string>& args);
 int QgdiCmdEffect(const std::vector<std::string>& args);
+int QgdiCmdSelect(const std::vector<std::string>& args);

@@ -1,0 +1,3 @@
+#pragma once
+// Smart selection: objects cut out from a rectangle or brush strokes.
+#include "segmentation/SmartSelection.h"
