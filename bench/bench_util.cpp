@@ -222,3 +222,18 @@ std::unique_ptr<CRowIterator> ReadPhoto(const std::string& name) {
 }
 
 }  // namespace qgdi::bench
+
+namespace qgdi::bench {
+
+int RunBenchmarks(int argc, char** argv, const std::function<void()>& prepare, const std::function<void()>& finish) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    if (prepare) prepare();
+    CRatioReporter reporter(isatty(STDOUT_FILENO) != 0);
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+    if (finish) finish();
+    return 0;
+}
+
+}  // namespace qgdi::bench

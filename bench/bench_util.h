@@ -6,6 +6,7 @@
 #include <benchmark/benchmark.h>
 
 #include <chrono>
+#include <functional>
 #include <cstddef>
 #include <map>
 #include <memory>
@@ -77,6 +78,12 @@ protected:
 private:
     std::map<std::string, double> m_rates;
 };
+
+// What every program's main does once its benchmarks are registered: the
+// benchmark flags, `prepare` (inputs made before any timing), the runs through
+// the ratio reporter, `finish` (shut-downs, tables of its own). main's result.
+int RunBenchmarks(int argc, char** argv, const std::function<void()>& prepare = {},
+                  const std::function<void()>& finish = {});
 
 // Registers the benchmark programs' common settings on `b`: manual (wall
 // clock) time, repetitions reported as aggregates, minimum time.

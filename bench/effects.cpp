@@ -246,12 +246,5 @@ int main(int argc, char** argv) {
     AddPeerVersion("opencv", CV_VERSION);
 #endif
     Register();
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    Source();
-    CRatioReporter reporter(isatty(STDOUT_FILENO) != 0);
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
-    QGDI_SystemShutdown();
-    return 0;
+    return RunBenchmarks(argc, argv, [] { Source(); }, [] { QGDI_SystemShutdown(); });
 }

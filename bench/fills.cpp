@@ -136,10 +136,5 @@ int main(int argc, char** argv) {
         Configure(benchmark::RegisterBenchmark((kind + "/over/pixman").c_str(), BM_Pixman, radial, PIXMAN_OP_OVER));
 #endif
     }
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    CRatioReporter reporter(false);
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
-    return 0;
+    return RunBenchmarks(argc, argv);
 }

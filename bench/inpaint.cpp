@@ -349,14 +349,12 @@ int main(int argc, char** argv) {
     AddPeerVersion("opencv", CV_VERSION);
 #endif
     Register();
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    const char* quality = std::getenv("QGDI_INPAINT_QUALITY");
-    if (!QuickMode() && !(quality && std::strcmp(quality, "0") == 0)) QualityTable();
-    Big();
-    CRatioReporter reporter(isatty(STDOUT_FILENO) != 0);
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
-    QGDI_SystemShutdown();
-    return 0;
+    return RunBenchmarks(
+        argc, argv,
+        [] {
+            const char* quality = std::getenv("QGDI_INPAINT_QUALITY");
+            if (!QuickMode() && !(quality && std::strcmp(quality, "0") == 0)) QualityTable();
+            Big();
+        },
+        [] { QGDI_SystemShutdown(); });
 }

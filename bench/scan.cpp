@@ -190,11 +190,5 @@ int main(int argc, char** argv) {
             Configure(benchmark::RegisterBenchmark((name + "/cairo").c_str(), BM_TigerFill_cairo, size));
 #endif
         }
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    CRatioReporter reporter(false);
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
-    QGDI_PolygonShutdown();
-    return 0;
+    return RunBenchmarks(argc, argv, {}, [] { QGDI_PolygonShutdown(); });
 }

@@ -354,12 +354,10 @@ int main(int argc, char** argv) {
     Configure(benchmark::RegisterBenchmark("select/rect5/1Mpix/t1/opencv", RunOpenCV));
 #endif
     Configure(benchmark::RegisterBenchmark("select/refine-stroke/1Mpix/t1/ours", RunRefine));
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    if (!QuickMode()) QualityTable();
-    CRatioReporter reporter(isatty(STDOUT_FILENO) != 0);
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
-    QGDI_SystemShutdown();
-    return 0;
+    return RunBenchmarks(
+        argc, argv,
+        [] {
+            if (!QuickMode()) QualityTable();
+        },
+        [] { QGDI_SystemShutdown(); });
 }

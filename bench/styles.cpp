@@ -135,10 +135,6 @@ BENCHMARK(BM_EdgeDistanceOpenCV)->Name("BM_EdgeDistance/opencv")->Unit(benchmark
 }  // namespace
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
     qgdi::bench::AddMachineContext();
-    qgdi::bench::CRatioReporter reporter(false);
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
-    return 0;
+    return qgdi::bench::RunBenchmarks(argc, argv);
 }

@@ -123,10 +123,6 @@ BENCHMARK(BM_FullRenderOpenCV)->Name("BM_FullRender/opencv")->Unit(benchmark::kM
 }  // namespace
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
     qgdi::bench::AddMachineContext();
-    qgdi::bench::CRatioReporter reporter(false);
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
-    return 0;
+    return qgdi::bench::RunBenchmarks(argc, argv);
 }
