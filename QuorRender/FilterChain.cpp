@@ -6,6 +6,7 @@
 #include "QuorRender/SeqOpResample.h"
 #include "qdibcore/Source/StatusControl.h"
 #include "qdibcore/Source/internal/ResultTry.h"
+#include "diagnostics/Profile.h"
 
 namespace qgdi::filter {
 
@@ -21,6 +22,7 @@ VSeqOp* MakeHead(const CRowIterator& source, EQPixelFormat format, EQPixelFormat
 
 CErrorAutoThrow RunChain(const CRowIterator& source, CRowIterator& destination, const SChainOptions& options,
                          const FChainBuilder& build, CStatusControl* status) {
+    QGDI_PROFILE_SCOPE("filter");
     if (!source.IsAttached()) return QERR(keQuorErrIteratorState);
     const EQPixelFormat format = source.GetPixelFormat();
     const CQPixelFormat pf(format);

@@ -13,6 +13,7 @@
 #include "qdibcore/Source/StatusControl.h"
 #include "qdibcore/Source/internal/Parallel.h"
 #include "qdibcore/Source/internal/ResultTry.h"
+#include "diagnostics/Profile.h"
 
 namespace {
 
@@ -169,6 +170,7 @@ CErrorAutoThrow FastDistort(const CRowIterator& source, CCoordinator& map, CRowI
 CErrorAutoThrow QGDI_DistortImage(const CRowIterator& source, CCoordinator& map, CRowIterator& destination,
                                   EQResampleMode mode, EEdgeMode edge, uint32_t edgeColour, CStatusControl* status,
                                   int threads) {
+    QGDI_PROFILE_SCOPE("distort");
     if (!source.IsAttached()) return QERR(keQuorErrIteratorState);
     if (mode < 0 || mode >= keResampleModeCount || edge < keEdgeWrap || edge > keEdgeConstant)
         return QERR(keQuorErrFailed);

@@ -11,6 +11,7 @@
 #include "drawing/QDCLayer.h"
 #include "geometry/MatrixFunctions.h"
 #include "qdibcore/Source/internal/ResultTry.h"
+#include "diagnostics/Profile.h"
 
 using qgdi::drawing::CClipReceiver;
 using qgdi::drawing::CMaskReceiver;
@@ -188,11 +189,13 @@ CErrorAutoThrow QDCBASIC::RunFill(VQFILL* fill, const std::function<CErrorAutoTh
 }
 
 CErrorAutoThrow QDCBASIC::FillPath(VPathIterator* path) {
+    QGDI_PROFILE_SCOPE("fill path");
     if (Busy()) return CErrorAutoThrow();
     return RunFill(m_fill, [&](VScanReceiver* rx) { return Rasterize(path, false, rx); });
 }
 
 CErrorAutoThrow QDCBASIC::StrokePath(VPathIterator* path) {
+    QGDI_PROFILE_SCOPE("stroke path");
     if (Busy() || !IsThereStrokeToRender()) return CErrorAutoThrow();
     return RunFill(m_strokeFill, [&](VScanReceiver* rx) { return Rasterize(path, true, rx); });
 }

@@ -8,6 +8,7 @@
 #include "qdibcore/Source/RowIteratorFunctions.h"
 #include "qdibcore/Source/StatusControl.h"
 #include "qdibcore/Source/internal/ResultTry.h"
+#include "diagnostics/Profile.h"
 
 CIoEffect::CIoEffect() noexcept : CImageOp(keIoEffect) {}
 
@@ -318,6 +319,7 @@ CErrorAutoThrow CIoEffect::Compute(SIoEffectNode& node, const CIoData& data, con
 }
 
 CErrorAutoThrow CIoEffect::Execute(const CIoData& data) {
+    QGDI_PROFILE_SCOPE("effect graph");
     if (!ResolveLinks()) return QERR(keQuorErrFailed);
     CountUsers();
     if (!data.pDst || !data.pDst->IsAttached()) return QERR(keQuorErrFailed);

@@ -12,6 +12,7 @@
 #include "inpainting/PatchFill.h"
 #include "qdibcore/Source/StatusControl.h"
 #include "qdibcore/Source/internal/ResultTry.h"
+#include "diagnostics/Profile.h"
 
 namespace qgdi::inpaint {
 namespace {
@@ -237,6 +238,7 @@ private:
 CErrorAutoThrow QGDI_Inpaint(CRowIterator& image, const CRowIterator& mask, const SQInpaintOptions& options,
                              CStatusControl* status) {
     using namespace qgdi::inpaint;
+    QGDI_PROFILE_SCOPE("inpaint");
     if (!image.IsAttached() || !mask.IsAttached()) return QERR(keQuorErrFailed);
     if (!mask.IsSameSizeAs(image) || options.nPatchSize < 3 || options.nPatchSize > 31 ||
         options.nPatchSize % 2 == 0 || options.nFeather < 0 || options.nFeather > 64 || options.nThreads < 0)

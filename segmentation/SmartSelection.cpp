@@ -9,6 +9,7 @@
 #include "segmentation/ColourMixture.h"
 #include "segmentation/EdgeMatte.h"
 #include "segmentation/MaxFlow.h"
+#include "diagnostics/Profile.h"
 
 using qgdi::segment::CColourMixture;
 using qgdi::segment::CMaxFlow;
@@ -399,6 +400,7 @@ void CSmartSelection::ClearInputs() {
 }
 
 CErrorAutoThrow CSmartSelection::Segment(CStatusControl* status) {
+    QGDI_PROFILE_SCOPE("select");
     SState& s = *m;
     if (s.image.empty()) return QERR(keQuorErrFailed);
     bool anyFg = false, anyBg = false;
@@ -506,6 +508,7 @@ CErrorAutoThrow CSmartSelection::Segment(CStatusControl* status) {
 }
 
 CErrorAutoThrow CSmartSelection::Refine(CStatusControl* status) {
+    QGDI_PROFILE_SCOPE("select refine");
     SState& s = *m;
     if (!s.ready) return Segment(status);
     if (s.applied == s.strokes.size()) return CErrorAutoThrow();
