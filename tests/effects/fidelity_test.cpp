@@ -115,15 +115,15 @@ const SFidelity kCases[] = {
          Height(b);
          b(2, 1).LightDiffuseSpot(CColorRef(255, 255, 255), 20, 10, 80, 70, 80, 0, 2, 35, 3, 1.5);
      }, 1},
-    {"specular_distant", [](CIoEffectBuilder& b, CIoEffect&) {
+    {"phong_distant", [](CIoEffectBuilder& b, CIoEffect&) {
          Height(b);
          b(2, 1).LightSpecularDistant(CColorRef(255, 255, 255), 225, 40, 8, 4, 1);
      }, 1},
-    {"specular_point", [](CIoEffectBuilder& b, CIoEffect&) {
+    {"phong_point", [](CIoEffectBuilder& b, CIoEffect&) {
          Height(b);
          b(2, 1).LightSpecularPoint(CColorRef(0xc0, 0xe0, 0xff), 90, 30, 50, 12, 3, 1.2);
      }, 1},
-    {"specular_spot", [](CIoEffectBuilder& b, CIoEffect&) {
+    {"phong_spot", [](CIoEffectBuilder& b, CIoEffect&) {
          Height(b);
          b(2, 1).LightSpecularSpot(CColorRef(255, 255, 255), 100, 100, 90, 40, 50, 0, 3, 40, 6, 3, 1);
      }, 1},

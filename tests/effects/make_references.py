@@ -62,11 +62,11 @@ CASES = {
     "diffuse_point": HEIGHT + '<feDiffuseLighting in="h" surfaceScale="3" diffuseConstant="1"><fePointLight x="30" y="40" z="60"/></feDiffuseLighting>',
     "diffuse_spot": HEIGHT + '<feDiffuseLighting in="h" surfaceScale="3" diffuseConstant="1.5">'
                     '<feSpotLight x="20" y="10" z="80" pointsAtX="70" pointsAtY="80" pointsAtZ="0" specularExponent="2" limitingConeAngle="35"/></feDiffuseLighting>',
-    "specular_distant": HEIGHT + '<feSpecularLighting in="h" surfaceScale="4" specularConstant="1" specularExponent="8">'
+    "phong_distant": HEIGHT + '<feSpecularLighting in="h" surfaceScale="4" specularConstant="1" specularExponent="8">'
                         '<feDistantLight azimuth="225" elevation="40"/></feSpecularLighting>',
-    "specular_point": HEIGHT + '<feSpecularLighting in="h" surfaceScale="3" specularConstant="1.2" specularExponent="12" lighting-color="#c0e0ff">'
+    "phong_point": HEIGHT + '<feSpecularLighting in="h" surfaceScale="3" specularConstant="1.2" specularExponent="12" lighting-color="#c0e0ff">'
                       '<fePointLight x="90" y="30" z="50"/></feSpecularLighting>',
-    "specular_spot": HEIGHT + '<feSpecularLighting in="h" surfaceScale="3" specularConstant="1" specularExponent="6">'
+    "phong_spot": HEIGHT + '<feSpecularLighting in="h" surfaceScale="3" specularConstant="1" specularExponent="6">'
                      '<feSpotLight x="100" y="100" z="90" pointsAtX="40" pointsAtY="50" pointsAtZ="0" specularExponent="3" limitingConeAngle="40"/></feSpecularLighting>',
 }
 

@@ -85,12 +85,12 @@ const SMapEntry kMaps[] = {
 // The defaults of `entry` for a w x h source: numbers, or W, H, W/2, H/2, H/5, H-1.
 std::vector<double> Defaults(const SMapEntry& entry, int w, int h, std::vector<std::string>* names) {
     std::vector<double> out;
-    std::string spec = entry.params;
+    const std::string params = entry.params;
     size_t pos = 0;
-    while (pos < spec.size()) {
-        size_t end = spec.find(' ', pos);
-        if (end == std::string::npos) end = spec.size();
-        const std::string item = spec.substr(pos, end - pos);
+    while (pos < params.size()) {
+        size_t end = params.find(' ', pos);
+        if (end == std::string::npos) end = params.size();
+        const std::string item = params.substr(pos, end - pos);
         const size_t eq = item.find('=');
         const std::string value = item.substr(eq + 1);
         if (names) names->push_back(item.substr(0, eq));
