@@ -221,6 +221,16 @@ std::unique_ptr<CRowIterator> ReadPhoto(const std::string& name) {
     return bgra;
 }
 
+std::unique_ptr<CRowIterator> ReadPhotoSquare(int size) {
+    auto photo = ReadPhoto();
+    auto out = std::make_unique<CRowIterator>();
+    if (!photo || CImageResize(keResampleBicubic).Resize(*photo, size, size, *out).IsError()) {
+        std::fprintf(stderr, "cannot make the %d x %d photograph\n", size, size);
+        std::exit(1);
+    }
+    return out;
+}
+
 }  // namespace qgdi::bench
 
 namespace qgdi::bench {

@@ -51,6 +51,9 @@ void AddPeerVersion(const char* peer, const std::string& version);
 // QGDI_BENCH_PHOTO names another file) as 8-bit BGRA. Null, with a message on
 // stderr, when it cannot be read.
 std::unique_ptr<CRowIterator> ReadPhoto(const std::string& name = "astronaut.png");
+// That photograph resized (bicubic) to size x size, or the program ends with
+// a message: the benchmarks that need it have nothing to time without it.
+std::unique_ptr<CRowIterator> ReadPhotoSquare(int size);
 // The folder of the shared test data (QGDI_TESTDATA overrides it).
 std::string TestDataDir();
 

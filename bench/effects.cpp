@@ -38,15 +38,7 @@ using namespace qgdi::bench;
 int Size() { return QuickMode() ? 512 : 2048; }
 
 const CRowIterator& Source() {
-    static const std::unique_ptr<CRowIterator> image = [] {
-        auto photo = ReadPhoto();
-        auto out = std::make_unique<CRowIterator>();
-        if (!photo || CImageResize(keResampleBicubic).Resize(*photo, Size(), Size(), *out).IsError()) {
-            std::fprintf(stderr, "bench_effects: cannot read the photograph\n");
-            std::exit(1);
-        }
-        return out;
-    }();
+    static const std::unique_ptr<CRowIterator> image = ReadPhotoSquare(Size());
     return *image;
 }
 

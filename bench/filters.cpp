@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "bench_util.h"
+#include "peers.h"
 #include "qgdi.h"
 
 #include "qdibcore/Source/internal/Parallel.h"
@@ -42,15 +43,7 @@ using namespace qgdi::bench;
 int Size() { return QuickMode() ? 1024 : 4096; }
 
 const CRowIterator& Source() {
-    static const std::unique_ptr<CRowIterator> image = [] {
-        auto photo = ReadPhoto();
-        auto out = std::make_unique<CRowIterator>();
-        if (!photo || CImageResize(keResampleBicubic).Resize(*photo, Size(), Size(), *out).IsError()) {
-            std::fprintf(stderr, "bench_filters: cannot read the photograph\n");
-            std::exit(1);
-        }
-        return out;
-    }();
+    static const std::unique_ptr<CRowIterator> image = ReadPhotoSquare(Size());
     return *image;
 }
 
@@ -260,15 +253,7 @@ void Register() {
 int main(int argc, char** argv) {
     if (QGDI_SystemStartup().IsError()) return 1;
     AddMachineContext();
-#ifdef QGDI_HAVE_OPENCV
-    AddPeerVersion("opencv", CV_VERSION);
-#endif
-#ifdef QGDI_HAVE_VIPS
-    if (VIPS_INIT(argv[0])) return 1;
-    vips_cache_set_max(0);
-    vips_concurrency_set(1);
-    AddPeerVersion("vips", vips_version_string());
-#endif
+    if (!StartImagePeers(argv[0])) return 1;
     Register();
     return RunBenchmarks(argc, argv, [] { Source(); }, [] { QGDI_SystemShutdown(); });
 }

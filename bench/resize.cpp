@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "bench_util.h"
+#include "peers.h"
 #include "qgdi.h"
 
 #ifdef QGDI_HAVE_OPENCV
@@ -217,15 +218,7 @@ void Register() {
 int main(int argc, char** argv) {
     if (QGDI_SystemStartup().IsError()) return 1;
     AddMachineContext();
-#ifdef QGDI_HAVE_OPENCV
-    AddPeerVersion("opencv", CV_VERSION);
-#endif
-#ifdef QGDI_HAVE_VIPS
-    if (VIPS_INIT(argv[0])) return 1;
-    vips_cache_set_max(0);
-    vips_concurrency_set(1);
-    AddPeerVersion("vips", vips_version_string());
-#endif
+    if (!StartImagePeers(argv[0])) return 1;
     Register();
     return RunBenchmarks(argc, argv, [] { Sources(); }, [] { QGDI_SystemShutdown(); });
 }
